@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace lumivale::cli {
+
+// Options every command may read, set before any command runs.
+struct GlobalOptions {
+  std::optional<std::string> serial;  // --serial: the tablet for this one command
+};
+
+// Thrown by a command that ends with a status other than success without an error
+// message of its own (for example `status` on a tablet that is not ready).
+struct ExitStatus {
+  int code;
+};
+
+}  // namespace lumivale::cli

@@ -1,0 +1,32 @@
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/cli_options.h"
+#include "core/build_flavour.h"
+#include "core/error.h"
+
+int main(int argc, char** argv) {
+  using namespace lumivale;
+  CLI::App app{"The desktop companion for the LV-1 tablet.", "lumivale"};
+  app.set_version_flag("--version", std::string("lumivale ") + programVersion);
+  app.require_subcommand(1);
+  cli::GlobalOptions options;
+  app.add_option("--serial", options.serial, "The tablet to use for this command (an adb serial)");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    int code = app.exit(error);
+    return code == 0 ? 0 : 2;
+  } catch (const cli::ExitStatus& exit) {
+    return exit.code;
+  } catch (const Error& error) {
+    std::cerr << "lumivale: " << error.message() << "\n";
+    return 1;
+  } catch (const std::exception& error) {
+    std::cerr << "lumivale: " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}

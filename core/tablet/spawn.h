@@ -1,0 +1,69 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/error.h"
+#include "core/tablet/unique_fd.h"
+
+namespace lumivale {
+
+using Environment = std::map<std::string, std::string>;
+
+// Starts child processes with exactly the descriptors and signal state we choose:
+// nothing the program has open leaks into a tool, and a kill never reaches a
+// process id the system has already recycled.
+namespace Spawn {
+
+// A tool that could not be started.
+class Failure : public Error {
+ public:
+  Failure(std::string path, int code);
+  const std::string& path() const { return path_; }
+  int code() const { return code_; }
+
+ private:
+  std::string path_;
+  int code_;
+};
+
+class Child {
+ public:
+  Child(pid_t pid, std::optional<UniqueFd> stdoutPipe, std::optional<UniqueFd> stderrPipe);
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child();
+
+  pid_t pid() const { return pid_; }
+  // Read ends of the captured streams; empty when a stream was not captured.
+  std::optional<UniqueFd>& stdoutPipe() { return stdoutPipe_; }
+  std::optional<UniqueFd>& stderrPipe() { return stderrPipe_; }
+
+  // Waits for the child to end: exit code, or 128 + signal when a signal ended it.
+  int wait();
+  // Sends `signal` unless the child has already exited; true when it was sent.
+  bool signalIfRunning(int signal);
+
+ private:
+  pid_t pid_;
+  std::optional<UniqueFd> stdoutPipe_;
+  std::optional<UniqueFd> stderrPipe_;
+  std::mutex lock_;
+  bool finished_ = false;  // guarded by lock_; set between exit and reaping
+  bool reaped_ = false;
+};
+
+// Starts `path` with argv = path + arguments and exactly `environment`. Standard
+// input is /dev/null; an uncaptured output stream goes to /dev/null.
+std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::string>& arguments,
+                              const Environment& environment, bool captureOutput,
+                              bool captureErrors);
+
+}  // namespace Spawn
+}  // namespace lumivale

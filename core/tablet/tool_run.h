@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "core/tablet/spawn.h"
+#include "core/tablet/tool_cancel.h"
+
+namespace lumivale {
+
+using Seconds = std::chrono::duration<double>;
+
+// The result of running one outside tool to its end under a time limit.
+struct ToolRun {
+  int status = 0;
+  std::string stdoutData;
+  std::string stderrData;
+  bool timedOut = false;
+  bool cancelled = false;
+
+  bool operator==(const ToolRun&) const = default;
+
+  std::vector<std::string> stderrLines() const;
+
+  // Exactly PATH and LANG: tools see neither the user's PATH nor language, so
+  // their output keeps the form our parsers expect.
+  static const Environment& environment();
+
+  // Runs `path` with the fixed environment. Blocks until the child has ended and
+  // both streams are read. Throws Spawn::Failure when it cannot be started.
+  static ToolRun run(const std::string& path, const std::vector<std::string>& arguments,
+                     Seconds timeout, ToolCancel* cancel = nullptr);
+
+  // The same with an environment of the caller's (adb runs with the program's own).
+  static ToolRun runIn(const Environment& environment, const std::string& path,
+                       const std::vector<std::string>& arguments, Seconds timeout,
+                       ToolCancel* cancel = nullptr);
+};
+
+}  // namespace lumivale

@@ -1,0 +1,117 @@
+#include "core/tablet/tool_run.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <future>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace lumivale {
+namespace {
+
+ToolRun shell(const std::string& script, Seconds timeout = Seconds(10),
+              ToolCancel* cancel = nullptr) {
+  return ToolRun::run("/bin/sh", {"-c", script}, timeout, cancel);
+}
+
+TEST(ToolRunTest, CollectsBothStreamsAndTheExitStatus) {
+  auto run = shell("printf 'out'; printf 'line one\\nline two\\n' >&2; exit 3");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.stdoutData, "out");
+  EXPECT_EQ(run.stderrLines(), (std::vector<std::string>{"line one", "line two"}));
+  EXPECT_FALSE(run.timedOut);
+  EXPECT_FALSE(run.cancelled);
+}
+
+TEST(ToolRunTest, AChildFillingBothPipesFinishesWithoutBlocking) {
+  // 8 MiB on each stream: far beyond a pipe's buffer, so both must be drained at once.
+  auto run = shell("head -c 8388608 /dev/zero >&2 & head -c 8388608 /dev/zero; wait");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.stdoutData.size(), 8388608u);
+  EXPECT_EQ(run.stderrData.size(), 8388608u);
+}
+
+TEST(ToolRunTest, ASleeperPastItsTimeoutIsKilled) {
+  auto run = ToolRun::run("/bin/sleep", {"30"}, Seconds(0.2));
+  EXPECT_TRUE(run.timedOut);
+  EXPECT_FALSE(run.cancelled);
+  EXPECT_EQ(run.status, 137);
+}
+
+TEST(ToolRunTest, ASignalEndingTheChildReads128PlusTheSignal) {
+  auto run = shell("kill -TERM $$");
+  EXPECT_EQ(run.status, 128 + SIGTERM);
+  EXPECT_FALSE(run.timedOut);
+}
+
+TEST(ToolRunTest, CancelBeforeTheRunStartsNoChild) {
+  ToolCancel cancel;
+  cancel.cancel();
+  // The path does not exist: had a child been started, launching would have failed.
+  auto run = ToolRun::run("/nonexistent/tool", {}, Seconds(5), &cancel);
+  EXPECT_TRUE(run.cancelled);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(run.stdoutData.empty());
+}
+
+TEST(ToolRunTest, CancelDuringTheRunKillsTheChild) {
+  ToolCancel cancel;
+  auto pending = std::async(
+      std::launch::async, [&] { return ToolRun::run("/bin/sleep", {"30"}, Seconds(60), &cancel); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  cancel.cancel();
+  auto run = pending.get();
+  EXPECT_TRUE(run.cancelled);
+  EXPECT_FALSE(run.timedOut);
+  EXPECT_EQ(run.status, 137);
+}
+
+TEST(ToolRunTest, CancelAfterTheRunChangesNothing) {
+  ToolCancel cancel;
+  auto run = shell("exit 0", Seconds(5), &cancel);
+  cancel.cancel();
+  EXPECT_FALSE(run.cancelled);
+  EXPECT_EQ(run.status, 0);
+}
+
+TEST(ToolRunTest, AMissingToolFailsWithTheSystemText) {
+  try {
+    ToolRun::run("/nonexistent/tool", {}, Seconds(5));
+    FAIL() << "expected Spawn::Failure";
+  } catch (const Spawn::Failure& failure) {
+    EXPECT_EQ(failure.message(),
+              std::string("could not launch /nonexistent/tool: ") + std::strerror(ENOENT));
+    EXPECT_EQ(failure.code(), ENOENT);
+  }
+}
+
+TEST(ToolRunTest, TheChildSeesOnlyPathAndLang) {
+  ::setenv("LUMIVALE_LEAK_CHECK", "visible", 1);
+  auto run = ToolRun::run("/usr/bin/env", {}, Seconds(5));
+  ::unsetenv("LUMIVALE_LEAK_CHECK");
+  EXPECT_EQ(run.stdoutData, "LANG=en_US.UTF-8\nPATH=/usr/bin:/bin:/usr/sbin:/sbin\n");
+}
+
+TEST(ToolRunTest, NoParentDescriptorReachesTheChild) {
+  // A descriptor deliberately left inheritable, as a careless library might.
+  int leaked = ::open("/dev/null", O_RDONLY);
+  ASSERT_GE(leaked, 3);
+  auto run = ToolRun::run("/bin/ls", {"/proc/self/fd"}, Seconds(5));
+  ::close(leaked);
+  // ls itself opens one descriptor to read the folder.
+  EXPECT_EQ(run.stdoutData.substr(0, 6), "0\n1\n2\n");
+  EXPECT_LE(run.stdoutData.size(), 8u) << run.stdoutData;
+}
+
+TEST(SpawnTest, AKillAfterExitButBeforeReapingSendsNothing) {
+  auto child = Spawn::launch("/bin/true", {}, ToolRun::environment(), false, false);
+  EXPECT_EQ(child->wait(), 0);
+  EXPECT_FALSE(child->signalIfRunning(SIGKILL));
+}
+
+}  // namespace
+}  // namespace lumivale
