@@ -20,7 +20,7 @@ std::string lowered(std::string text) {
 }
 
 struct Transfer {
-  long maxBytes;
+  long maxBytes = 0;
   bool tooLarge = false;
   HttpResponse response;
 };
@@ -84,7 +84,8 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
   if (left <= 0) throw AccountTimeout();
   CURL* curl = static_cast<CURL*>(session.handle());
   curl_easy_reset(curl);
-  Transfer transfer{maxBytes};
+  Transfer transfer;
+  transfer.maxBytes = maxBytes;
   std::string url = request.url.text();
   HeaderList headers;
   for (const auto& [name, value] : request.headers) headers.add(name + ": " + value);

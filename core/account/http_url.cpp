@@ -1,26 +1,15 @@
 #include "core/account/http_url.h"
 
-#include <curl/curl.h>
+#include <arpa/inet.h>
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
+
+#include "core/settings/url.h"
 
 namespace lumivale {
 
 namespace {
-
-struct UrlHandleDeleter {
-  void operator()(CURLU* handle) const { curl_url_cleanup(handle); }
-};
-
-std::optional<std::string> part(CURLU* handle, CURLUPart which) {
-  char* value = nullptr;
-  if (curl_url_get(handle, which, &value, 0) != CURLUE_OK) return std::nullopt;
-  std::string text(value);
-  curl_free(value);
-  return text;
-}
 
 std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -31,26 +20,11 @@ std::string lowered(std::string text) {
 }  // namespace
 
 std::optional<HttpUrl> HttpUrl::parse(const std::string& text) {
-  std::unique_ptr<CURLU, UrlHandleDeleter> handle(curl_url());
-  if (!handle || curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  auto scheme = part(handle.get(), CURLUPART_SCHEME);
-  auto host = part(handle.get(), CURLUPART_HOST);
-  if (!scheme || !host || host->empty()) return std::nullopt;
-  HttpUrl url;
-  url.scheme = lowered(*scheme);
-  url.host = lowered(*host);
-  if (url.host.size() > 2 && url.host.front() == '[' && url.host.back() == ']') {
-    url.host = url.host.substr(1, url.host.size() - 2);
-  }
-  if (auto port = part(handle.get(), CURLUPART_PORT)) url.port = std::stoi(*port);
-  url.path = part(handle.get(), CURLUPART_PATH).value_or("/");
-  url.hasUserInfo = part(handle.get(), CURLUPART_USER) || part(handle.get(), CURLUPART_PASSWORD);
-  url.hasQueryOrFragment =
-      part(handle.get(), CURLUPART_QUERY) || part(handle.get(), CURLUPART_FRAGMENT) ||
-      text.find('?') != std::string::npos || text.find('#') != std::string::npos;
-  return url;
+  auto url = Url::parse(text);
+  if (!url || !url->host || url->host->empty()) return std::nullopt;
+  return HttpUrl{lowered(url->scheme), lowered(*url->host), url->port, url->path,
+                 url->user.has_value() || url->password.has_value(),
+                 url->query.has_value() || url->fragment.has_value()};
 }
 
 int HttpUrl::effectivePort() const {
@@ -78,7 +52,11 @@ HttpUrl HttpUrl::appending(const std::string& suffix) const {
 }
 
 bool HttpUrl::isLocalHost() const {
-  return host == "localhost" || host == "::1" || host.rfind("127.", 0) == 0;
+  in_addr address{};
+  if (inet_pton(AF_INET, host.c_str(), &address) == 1) {
+    return (ntohl(address.s_addr) >> 24) == 127;
+  }
+  return host == "localhost" || host == "::1";
 }
 
 }  // namespace lumivale
