@@ -1,5 +1,5 @@
 #include <libsecret/secret.h>
-#include <spdlog/spdlog.h>
+#include "core/settings/log.h"
 
 #include "platform/keychain_session_store.h"
 
@@ -22,7 +22,7 @@ const SecretSchema* sessionSchema() {
 // only (it never holds the secret).
 [[noreturn]] void fail(GError* error, const char* action) {
   long code = error ? error->code : -1;
-  spdlog::warn("the keychain could not {} the session: {}", action,
+  logger().warn("the keychain could not {} the session: {}", action,
                error ? error->message : "no reason given");
   if (error) g_error_free(error);
   throw SessionStoreFailure(keychainErrorDescription(code));

@@ -1,6 +1,6 @@
 #include "core/account/account_session.h"
 
-#include <spdlog/spdlog.h>
+#include "core/settings/log.h"
 
 #include "core/account/auth_error.h"
 #include "core/account/endpoint_policy.h"
@@ -60,12 +60,12 @@ std::pair<SessionCheck, std::string> checkWithGeneration(SessionHome& home,
     });
     if (rereadFailure) return {SessionCheck::storeFailed(rereadFailure->description()), generation};
     if (!moved) {
-      spdlog::info("the stored session was rejected; signed out");
+      logger().info("the stored session was rejected; signed out");
       return {SessionCheck::rejected(), generationOf(home)};
     }
-    spdlog::info("the stored session changed while it was being checked; checking the new one");
+    logger().info("the stored session changed while it was being checked; checking the new one");
   }
-  spdlog::warn("the stored session kept changing while it was being checked");
+  logger().warn("the stored session kept changing while it was being checked");
   throw AuthError(keptChanging);
 }
 
@@ -100,14 +100,14 @@ LocalSignOut signOutLocally(SessionHome& home, bool forgetAccount) {
   home.lock.change(home.store.generationFile(), [&] {
     result.readFailure = attempt([&] { result.token = home.store.loadSessionToken(); });
     if (result.readFailure) {
-      spdlog::warn(
+      logger().warn(
           "the stored session could not be read before it was removed; Portmark cannot be asked "
           "to end it: {}",
           result.readFailure->description());
     }
     result.removeFailure = attempt([&] { home.store.clearSessionToken(); });
     if (result.removeFailure) {
-      spdlog::warn("the stored session could not be removed: {}",
+      logger().warn("the stored session could not be removed: {}",
                    result.removeFailure->description());
     }
     if (forgetAccount) {

@@ -1,6 +1,6 @@
 #include "core/account/portmark_client.h"
 
-#include <spdlog/spdlog.h>
+#include "core/settings/log.h"
 
 #include <chrono>
 #include <nlohmann/json.hpp>
@@ -110,7 +110,7 @@ HttpResponse PortmarkClient::execute(const Call& call) {
                              : EndpointPolicy::mayCarryCredentials(url, internalBuild_);
   if (!allowed) {
     EndpointRefused refused(url.host);
-    spdlog::warn("{}", refused.reason());
+    logger().warn("{}", refused.reason());
     throw refused;
   }
   HttpRequest request{call.method, url, {{"Origin", baseUrl_.origin()}, {"Accept", "application/json"}},
@@ -127,7 +127,7 @@ HttpResponse PortmarkClient::execute(const Call& call) {
                                 maxResponseBytes, true);
     });
   } catch (const AuthError& error) {
-    spdlog::warn("{} {}: {}", call.method, call.path, error.reason());
+    logger().warn("{} {}: {}", call.method, call.path, error.reason());
     throw;
   }
 }
@@ -137,7 +137,7 @@ SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& bod
   if (!isSuccess(response.status)) {
     std::string code = errorCode(response);
     std::string loggable = AuthMessages::safeCode(code);
-    spdlog::info("sign-in refused with status {}{}", response.status,
+    logger().info("sign-in refused with status {}{}", response.status,
                  loggable.empty() ? "" : " (" + loggable + ")");
     throw AuthError(AuthMessages::signInRefusal(response.status, code));
   }

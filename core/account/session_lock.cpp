@@ -1,7 +1,7 @@
 #include "core/account/session_lock.h"
 
 #include <fcntl.h>
-#include <spdlog/spdlog.h>
+#include "core/settings/log.h"
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -146,7 +146,7 @@ void SessionLock::release() {
     try {
       settle_();
     } catch (const std::exception& error) {
-      spdlog::warn(
+      logger().warn(
           "the session generation could not be settled; readers keep reading the Keychain: {}",
           error.what());
     }
@@ -183,7 +183,7 @@ void SessionLock::change(const std::optional<SessionGenerationFile>& generation,
       try {
         generation->markChanging();
       } catch (const std::exception& error) {
-        spdlog::warn("the session generation could not be marked as changing: {}", error.what());
+        logger().warn("the session generation could not be marked as changing: {}", error.what());
       }
     }
     body();
