@@ -64,7 +64,8 @@ class EchoOff {
 };
 
 std::string withoutLineEnd(std::string line) {
-  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
+    line.pop_back();
   return line;
 }
 
@@ -152,7 +153,8 @@ void signOut() {
   Account account;
   SignOutReport report = AccountSession::signOut(account.home, account.portmark);
   std::cout << "Signed out.\n";
-  for (const std::string& notice : report.notices) std::cerr << "lumivale: " << notice << "\n";
+  for (const std::string& notice : report.notices)
+    std::cerr << "lumivale: " << notice << "\n";
 }
 
 void printToken() {
@@ -182,7 +184,8 @@ void addAccountCommands(CLI::App& app, GlobalOptions&) {
       ->callback([signIn] { signInWith(*signIn, false); });
 
   auto json = std::make_shared<bool>(false);
-  auto* status = account->add_subcommand("status", "Show who is signed in, checked with the server");
+  auto* status =
+      account->add_subcommand("status", "Show who is signed in, checked with the server");
   status->add_flag("--json", *json, "Print the state as JSON");
   status->callback([json] { showStatus(*json); });
 

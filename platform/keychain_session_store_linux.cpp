@@ -8,13 +8,19 @@ namespace lumivale::platform {
 namespace {
 
 const SecretSchema* sessionSchema() {
-  static const SecretSchema schema = {
-      "com.lumivale.mac.Session",
-      SECRET_SCHEMA_DONT_MATCH_NAME,
-      {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
-       {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
-       {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-      0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  static const SecretSchema schema = {"com.lumivale.mac.Session",
+                                      SECRET_SCHEMA_DONT_MATCH_NAME,
+                                      {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                       {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                       {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                                      0,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr};
   return &schema;
 }
 
@@ -23,7 +29,7 @@ const SecretSchema* sessionSchema() {
 [[noreturn]] void fail(GError* error, const char* action) {
   long code = error ? error->code : -1;
   logger().warn("the keychain could not {} the session: {}", action,
-               error ? error->message : "no reason given");
+                error ? error->message : "no reason given");
   if (error) g_error_free(error);
   throw SessionStoreFailure(keychainErrorDescription(code));
 }
@@ -42,9 +48,9 @@ std::string KeychainSessionStore::locationDescription() const {
 
 std::optional<std::string> KeychainSessionStore::loadSessionToken() {
   GError* error = nullptr;
-  gchar* secret = secret_password_lookup_sync(sessionSchema(), nullptr, &error, "service",
-                                              service_.c_str(), "account", account_.c_str(),
-                                              nullptr);
+  gchar* secret =
+      secret_password_lookup_sync(sessionSchema(), nullptr, &error, "service", service_.c_str(),
+                                  "account", account_.c_str(), nullptr);
   if (error) fail(error, "read");
   if (!secret) return std::nullopt;
   std::string token(secret);

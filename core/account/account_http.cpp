@@ -78,8 +78,7 @@ bool isTlsFailure(CURLcode code) {
 }
 
 // One request, no redirects followed.
-Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadline,
-              long maxBytes) {
+Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadline, long maxBytes) {
   long left = millisecondsUntil(deadline);
   if (left <= 0) throw AccountTimeout();
   CURL* curl = static_cast<CURL*>(session.handle());
@@ -88,7 +87,8 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
   transfer.maxBytes = maxBytes;
   std::string url = request.url.text();
   HeaderList headers;
-  for (const auto& [name, value] : request.headers) headers.add(name + ": " + value);
+  for (const auto& [name, value] : request.headers)
+    headers.add(name + ": " + value);
   headers.add("Expect:");  // no 100-continue round trip for small bodies
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.list);

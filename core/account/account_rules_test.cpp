@@ -85,9 +85,9 @@ TEST(RetryAfter, SecondsAndHttpDatesGiveADelay) {
 }
 
 TEST(RetryAfter, MalformedValuesGiveNone) {
-  for (const char* value : {"", "-5", "1.5e3", "soon", "Sun, 06 Nov 1994 08:51:37",
-                            "Sun, 06 Nov 1994 08:51:37 PST", "Sunday, 06-Nov-94 08:49:37 GMT",
-                            "Sun, 06 Nov 1994 08:51:37 GMT trailing"}) {
+  for (const char* value :
+       {"", "-5", "1.5e3", "soon", "Sun, 06 Nov 1994 08:51:37", "Sun, 06 Nov 1994 08:51:37 PST",
+        "Sunday, 06-Nov-94 08:49:37 GMT", "Sun, 06 Nov 1994 08:51:37 GMT trailing"}) {
     EXPECT_EQ(retryAfterSeconds(value, 0), std::nullopt) << value;
   }
 }

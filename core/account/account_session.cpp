@@ -108,7 +108,7 @@ LocalSignOut signOutLocally(SessionHome& home, bool forgetAccount) {
     result.removeFailure = attempt([&] { home.store.clearSessionToken(); });
     if (result.removeFailure) {
       logger().warn("the stored session could not be removed: {}",
-                   result.removeFailure->description());
+                    result.removeFailure->description());
     }
     if (forgetAccount) {
       result.accountFailure = attempt([&] { home.recordAccount(std::nullopt); });

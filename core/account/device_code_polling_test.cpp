@@ -32,7 +32,8 @@ struct ScriptedPolling {
           sleeps.push_back(seconds);
           clock += seconds;
         },
-        [&] { return clock; }, [&](const AuthError& error) { transients.push_back(error.reason()); });
+        [&] { return clock; },
+        [&](const AuthError& error) { transients.push_back(error.reason()); });
   }
 
   void answer(Kind kind, std::string token = {}) {
@@ -60,7 +61,8 @@ TEST(DeviceCodePolling, IntervalsAreClampedToOneToSixtySeconds) {
 
 TEST(DeviceCodePolling, SlowDownAddsFiveSecondsUpToSixty) {
   ScriptedPolling polling;
-  for (int i = 0; i < 3; ++i) polling.answer(Kind::slowDown);
+  for (int i = 0; i < 3; ++i)
+    polling.answer(Kind::slowDown);
   polling.answer(Kind::expired);
   EXPECT_EQ(polling.run(58).kind, Outcome::Kind::expired);
   EXPECT_EQ(polling.sleeps, (std::vector<double>{58, 60, 60, 60}));
@@ -80,8 +82,8 @@ TEST(DeviceCodePolling, BusyServersAndNetworkFailuresAreReportedAndPollingGoesOn
   polling.answer(Kind::approved, "session");
   EXPECT_EQ(polling.run(5).sessionToken, "session");
   EXPECT_EQ(polling.sleeps, (std::vector<double>{5, 5, 5}));
-  EXPECT_EQ(polling.transients,
-            (std::vector<std::string>{"the server answered 503", "the request ran past its deadline"}));
+  EXPECT_EQ(polling.transients, (std::vector<std::string>{"the server answered 503",
+                                                          "the request ran past its deadline"}));
 }
 
 TEST(DeviceCodePolling, OtherFailuresEndThePolling) {

@@ -33,8 +33,8 @@ TEST(EndpointPolicy, CustomerBuildsSendSecretsOnlyToTheBuiltInServersOverHttps) 
   HttpUrl builtIn = url(builtInAccountServer());
   ASSERT_EQ(builtIn.scheme, "https");
   EXPECT_TRUE(EndpointPolicy::lumivaleHosts().count(builtIn.host));
-  EXPECT_TRUE(EndpointPolicy::mayCarryCredentials(builtIn.appending("/api/auth/sign-in/email"),
-                                                  false));
+  EXPECT_TRUE(
+      EndpointPolicy::mayCarryCredentials(builtIn.appending("/api/auth/sign-in/email"), false));
   EXPECT_TRUE(EndpointPolicy::mayCarrySessionToken(builtIn, false));
 
   HttpUrl plain = builtIn;
@@ -72,7 +72,8 @@ TEST(EndpointPolicy, ProblemsNameEachUnusableEndpoint) {
 }
 
 TEST(EndpointPolicy, SameServerMeansSameSchemeHostAndPort) {
-  EXPECT_TRUE(EndpointPolicy::sameServer(url("https://a.example/x"), url("https://A.example:443/y")));
+  EXPECT_TRUE(
+      EndpointPolicy::sameServer(url("https://a.example/x"), url("https://A.example:443/y")));
   EXPECT_FALSE(EndpointPolicy::sameServer(url("https://a.example"), url("http://a.example")));
   EXPECT_FALSE(EndpointPolicy::sameServer(url("https://a.example"), url("https://a.example:8443")));
   EXPECT_FALSE(EndpointPolicy::sameServer(url("https://a.example"), url("https://b.example")));

@@ -22,7 +22,10 @@ std::string lowered(std::string text) {
 std::optional<HttpUrl> HttpUrl::parse(const std::string& text) {
   auto url = Url::parse(text);
   if (!url || !url->host || url->host->empty()) return std::nullopt;
-  return HttpUrl{lowered(url->scheme), lowered(*url->host), url->port, url->path,
+  return HttpUrl{lowered(url->scheme),
+                 lowered(*url->host),
+                 url->port,
+                 url->path,
                  url->user.has_value() || url->password.has_value(),
                  url->query.has_value() || url->fragment.has_value()};
 }
@@ -46,7 +49,8 @@ std::string HttpUrl::text() const {
 HttpUrl HttpUrl::appending(const std::string& suffix) const {
   HttpUrl result = *this;
   std::string base = path;
-  while (!base.empty() && base.back() == '/') base.pop_back();
+  while (!base.empty() && base.back() == '/')
+    base.pop_back();
   result.path = base + suffix;
   return result;
 }

@@ -15,8 +15,7 @@ JwtSource::JwtSource(PortmarkClient& portmark, SessionStore& store, double refre
       now_(std::move(now)) {}
 
 double JwtSource::systemClock() {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
-      .count();
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
 std::string JwtSource::currentGeneration() const {

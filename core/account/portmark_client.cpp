@@ -82,9 +82,8 @@ bool isSuccess(int status) {
   if (response.status == 429 || response.status >= 500) {
     auto header = response.header("retry-after");
     if (!header) header = response.header("x-retry-after");
-    double now = std::chrono::duration<double>(
-                     std::chrono::system_clock::now().time_since_epoch())
-                     .count();
+    double now =
+        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     throw PortmarkUnavailable(response.status,
                               header ? retryAfterSeconds(*header, now) : std::nullopt);
   }
@@ -113,7 +112,9 @@ HttpResponse PortmarkClient::execute(const Call& call) {
     logger().warn("{}", refused.reason());
     throw refused;
   }
-  HttpRequest request{call.method, url, {{"Origin", baseUrl_.origin()}, {"Accept", "application/json"}},
+  HttpRequest request{call.method,
+                      url,
+                      {{"Origin", baseUrl_.origin()}, {"Accept", "application/json"}},
                       std::nullopt};
   if (call.bearer) request.headers["Authorization"] = "Bearer " + *call.bearer;
   if (call.body) {
@@ -132,17 +133,22 @@ HttpResponse PortmarkClient::execute(const Call& call) {
   }
 }
 
-SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& body) {
+SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& body, bool signingUp) {
   HttpResponse response = execute({"POST", path, body, nullptr, timeouts_.signIn});
   if (!isSuccess(response.status)) {
     std::string code = errorCode(response);
     std::string loggable = AuthMessages::safeCode(code);
     logger().info("sign-in refused with status {}{}", response.status,
-                 loggable.empty() ? "" : " (" + loggable + ")");
+                  loggable.empty() ? "" : " (" + loggable + ")");
     throw AuthError(AuthMessages::signInRefusal(response.status, code));
   }
   auto token = response.header("set-auth-token");
-  if (!token || token->empty()) throw UnexpectedAnswer("sign-in response carried no session token");
+  if (!token || token->empty()) {
+    // A new account that must confirm its email first gets no session yet.
+    if (signingUp)
+      throw AuthError(AuthMessages::signInRefusal(response.status, "EMAIL_NOT_VERIFIED"));
+    throw UnexpectedAnswer("sign-in response carried no session token");
+  }
   json answer = objectBody(response);
   if (!answer.contains("user") || !answer["user"].is_object()) {
     throw UnexpectedAnswer("sign-in response carried no user");
@@ -151,14 +157,14 @@ SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& bod
 }
 
 SignInResult PortmarkClient::signInEmail(const std::string& email, const std::string& password) {
-  return signInOrUp("/api/auth/sign-in/email", {{"email", email}, {"password", password}});
+  return signInOrUp("/api/auth/sign-in/email", {{"email", email}, {"password", password}}, false);
 }
 
 SignInResult PortmarkClient::signUpEmail(const std::string& email, const std::string& password,
                                          const std::optional<std::string>& name) {
   // The server insists on a name; an empty one stands for "not given".
   return signInOrUp("/api/auth/sign-up/email",
-                    {{"email", email}, {"password", password}, {"name", name.value_or("")}});
+                    {{"email", email}, {"password", password}, {"name", name.value_or("")}}, true);
 }
 
 std::optional<AuthUser> PortmarkClient::getSession(const std::string& sessionToken) {
@@ -199,8 +205,8 @@ bool PortmarkClient::signOut(const std::string& sessionToken) {
 }
 
 DeviceCode PortmarkClient::startDeviceFlow(std::string_view clientId) {
-  HttpResponse response = execute({"POST", "/api/auth/device/code",
-                                   json{{"client_id", clientId}}, nullptr, timeouts_.deviceCode});
+  HttpResponse response = execute({"POST", "/api/auth/device/code", json{{"client_id", clientId}},
+                                   nullptr, timeouts_.deviceCode});
   if (!isSuccess(response.status)) failForStatus(response);
   json body = objectBody(response);
   return DeviceCode{stringAt(body, "device_code"),
@@ -229,8 +235,8 @@ DeviceTokenAnswer PortmarkClient::pollDeviceToken(const std::string& deviceCode,
     // An unknown or spent code can no longer be approved either.
     if (error == "expired_token" || error == "invalid_grant") return {Kind::expired, {}};
     if (error == "access_denied") return {Kind::denied, {}};
-    throw UnexpectedAnswer(fmt::format("the device code was refused ({})",
-                                       AuthMessages::safeCode(error)));
+    throw UnexpectedAnswer(
+        fmt::format("the device code was refused ({})", AuthMessages::safeCode(error)));
   }
   failForStatus(response);
 }

@@ -55,7 +55,7 @@ class PortmarkClient {
  private:
   struct Call;
   HttpResponse execute(const Call& call);
-  SignInResult signInOrUp(const std::string& path, const nlohmann::json& body);
+  SignInResult signInOrUp(const std::string& path, const nlohmann::json& body, bool signingUp);
 
   HttpUrl baseUrl_;
   std::shared_ptr<HttpSession> session_;

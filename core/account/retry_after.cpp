@@ -37,8 +37,10 @@ std::optional<double> asHttpDate(std::string_view value, double now) {
 }  // namespace
 
 std::optional<double> retryAfterSeconds(std::string_view value, double now) {
-  while (!value.empty() && value.front() == ' ') value.remove_prefix(1);
-  while (!value.empty() && value.back() == ' ') value.remove_suffix(1);
+  while (!value.empty() && value.front() == ' ')
+    value.remove_prefix(1);
+  while (!value.empty() && value.back() == ' ')
+    value.remove_suffix(1);
   if (auto seconds = asSeconds(value)) return seconds;
   return asHttpDate(value, now);
 }

@@ -1,14 +1,14 @@
 #include "core/account/session_lock.h"
 
 #include <fcntl.h>
-#include "core/settings/log.h"
 #include <sys/file.h>
 #include <unistd.h>
+#include "core/settings/log.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fmt/format.h>
 #include <map>
 
 namespace lumivale {

@@ -1,7 +1,7 @@
 // The account server for the account integration tests, on loopback only.
-// Prints "listening PORT" once it answers; stops when its standard input closes,
-// so a test that dies never leaves it running.
-// Flags: --verify (sign-in needs a confirmed email), --rate-limit.
+// Prints "listening PORT" once it answers. Flags: --verify (sign-in needs a confirmed
+// email), --rate-limit, --parent PID (stops when that process is gone, so a test that
+// dies never leaves its server running).
 import http from "node:http";
 import { betterAuth } from "better-auth";
 import { toNodeHandler } from "better-auth/node";
@@ -10,7 +10,9 @@ import { bearer } from "better-auth/plugins/bearer";
 import { jwt } from "better-auth/plugins/jwt";
 import { deviceAuthorization } from "better-auth/plugins/device-authorization";
 
-const flags = new Set(process.argv.slice(2));
+const args = process.argv.slice(2);
+const flags = new Set(args);
+const parent = args.includes("--parent") ? Number(args[args.indexOf("--parent") + 1]) : null;
 const database = { user: [], session: [], account: [], verification: [], jwks: [], deviceCode: [] };
 
 let handler = null;
@@ -33,5 +35,12 @@ server.listen(0, "127.0.0.1", () => {
   process.stdout.write(`listening ${port}\n`);
 });
 
-process.stdin.on("end", () => process.exit(0));
-process.stdin.resume();
+if (parent) {
+  setInterval(() => {
+    try {
+      process.kill(parent, 0);
+    } catch {
+      process.exit(0);
+    }
+  }, 500).unref();
+}
