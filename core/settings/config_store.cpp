@@ -15,22 +15,17 @@
 namespace lumivale::ConfigStore {
 namespace {
 
-std::optional<std::string> absolutePath(const std::optional<std::string>& value) {
-  if (value && value->starts_with('/')) return value;
-  return std::nullopt;
-}
-
 // ${XDG_DATA_HOME:-~/.local/share}; a relative XDG_DATA_HOME is invalid and ignored.
 std::filesystem::path userDataFolder() {
-  if (auto data = absolutePath(environmentValue("XDG_DATA_HOME"))) return *data;
-  auto home = absolutePath(environmentValue("HOME"));
+  if (auto data = environmentFolder("XDG_DATA_HOME")) return *data;
+  auto home = environmentFolder("HOME");
   if (!home) {
-    if (const passwd* entry = ::getpwuid(::getuid()); entry && entry->pw_dir)
-      home = absolutePath(entry->pw_dir);
+    const passwd* entry = ::getpwuid(::getuid());
+    if (entry && entry->pw_dir && entry->pw_dir[0] == '/') home = entry->pw_dir;
   }
   if (!home)
     throw Error("The home folder could not be found. Set LUMIVALE_CONFIG_DIR to a folder.");
-  return std::filesystem::path(*home) / ".local" / "share";
+  return *home / ".local" / "share";
 }
 
 template <class Body>
@@ -86,7 +81,7 @@ LumivaleConfig loadUnlocked() {
 }  // namespace
 
 std::filesystem::path directory() {
-  if (auto chosen = absolutePath(environmentValue(directoryEnvironmentKey))) return *chosen;
+  if (auto chosen = environmentFolder(directoryEnvironmentKey)) return *chosen;
   return userDataFolder() / "lumivale";
 }
 
