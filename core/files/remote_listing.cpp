@@ -47,6 +47,21 @@ std::optional<std::vector<std::string_view>> leadingFields(std::string_view text
   return fields;
 }
 
+// The lines of a tablet's text output, without their line ends (LF or CRLF).
+std::vector<std::string_view> lines(std::string_view text) {
+  std::vector<std::string_view> out;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    auto end = text.find('\n', start);
+    if (end == std::string_view::npos) end = text.size();
+    auto line = text.substr(start, end - start);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    out.push_back(line);
+    start = end + 1;
+  }
+  return out;
+}
+
 std::string withSlash(std::string_view folder) {
   std::string prefix(folder);
   if (prefix.empty() || prefix.back() != '/') prefix += '/';
@@ -245,13 +260,7 @@ std::vector<ChildName> parseNames(std::string_view data, std::string_view direct
 
 std::map<std::string, StatInfo> parseStatLines(std::string_view text) {
   std::map<std::string, StatInfo> found;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    auto end = text.find('\n', start);
-    if (end == std::string_view::npos) end = text.size();
-    auto line = text.substr(start, end - start);
-    start = end + 1;
-    if (line.ends_with('\r')) line.remove_suffix(1);
+  for (auto line : lines(text)) {
     auto fields = leadingFields(line, 4);
     if (!fields) continue;
     auto size = integer((*fields)[1]);
@@ -287,13 +296,7 @@ std::vector<RemoteEntry> parseLs(std::string_view text, std::string_view shownAs
   static constexpr std::string_view arrow = " -> ";
   const std::string shownPrefix = withSlash(shownAs);
   std::vector<RemoteEntry> entries;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    auto end = text.find('\n', start);
-    if (end == std::string_view::npos) end = text.size();
-    auto line = text.substr(start, end - start);
-    start = end + 1;
-    if (line.ends_with('\r')) line.remove_suffix(1);
+  for (auto line : lines(text)) {
     if (line.empty() || entryTypes.find(line.front()) == std::string_view::npos) continue;
     auto row = tokens(line);
     auto date = lsDate(row, now, utcOffset);
