@@ -8,6 +8,7 @@
 
 #include "standin/adb_message.h"
 #include "standin/rooted_process.h"
+#include "standin/write_all.h"
 
 namespace lumivale::standin {
 namespace {
@@ -26,16 +27,6 @@ std::string packet(char id, std::string_view data) {
   putLittleEndian32(bytes, static_cast<uint32_t>(data.size()));
   bytes.append(data);
   return bytes;
-}
-
-bool writeAll(int fd, std::string_view data) {
-  while (!data.empty()) {
-    ssize_t written = ::write(fd, data.data(), data.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    data.remove_prefix(static_cast<size_t>(written));
-  }
-  return true;
 }
 
 // Feeds host data to the command's standard input until the stream closes.

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "standin/adb_message.h"
+#include "standin/write_all.h"
 
 namespace lumivale::standin {
 namespace {
@@ -192,16 +193,6 @@ class SyncSession {
     if (!parent) return errno;
     ::unlinkat(parent.get(), leaf.c_str(), 0);
     return ::symlinkat(target.c_str(), parent.get(), leaf.c_str()) == 0 ? 0 : errno;
-  }
-
-  static bool writeAll(int fd, std::string_view data) {
-    while (!data.empty()) {
-      ssize_t written = ::write(fd, data.data(), data.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) return false;
-      data.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
   }
 
   bool receive(const std::string& path) {
