@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/cli_options.h"
+#include "cli/config_commands.h"
 #include "core/build_flavour.h"
 #include "core/error.h"
 
@@ -13,6 +14,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   cli::GlobalOptions options;
   app.add_option("--serial", options.serial, "The tablet to use for this command (an adb serial)");
+  cli::addConfigCommands(app, options);
 
   try {
     app.parse(argc, argv);
