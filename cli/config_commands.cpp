@@ -66,7 +66,9 @@ void printSettings(const LumivaleConfig& config) {
   line("adbEnabled", fmt::format("{}", config.adbEnabled));
   line("wifiAfterPlugIn", fmt::format("{}", config.wifiAfterPlugIn));
   line("wifiAllowUnencrypted", fmt::format("{}", config.wifiAllowUnencrypted));
-  line("wifiTablets", config.wifiTablets.empty() ? "(none)" : "");
+  line("wifiTablets", config.wifiTablets.empty()
+                          ? "(none)"
+                          : fmt::format("{} remembered", config.wifiTablets.size()));
   for (const auto& tablet : config.wifiTablets)
     std::cout << fmt::format("  {} \"{}\" ({}) at {}:{}, {}\n", tablet.serial, tablet.name,
                              tablet.model, tablet.lastIP, tablet.lastPort, tablet.transport);

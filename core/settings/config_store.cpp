@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "core/settings/atomic_file.h"
 #include "core/settings/config_json.h"
@@ -46,21 +47,16 @@ std::optional<std::string> readSettingsFile() {
   int fd = ::open(fileURL().c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0 && errno == ENOENT) return std::nullopt;
   if (fd < 0) throw ConfigUnreadable(std::strerror(errno));
+  std::unique_ptr<int, void (*)(int*)> closer(&fd, [](int* open) { ::close(*open); });
   std::string content;
   char buffer[65536];
   for (;;) {
     auto count = ::read(fd, buffer, sizeof buffer);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      int code = errno;
-      ::close(fd);
-      throw ConfigUnreadable(std::strerror(code));
-    }
-    if (count == 0) break;
+    if (count < 0) throw ConfigUnreadable(std::strerror(errno));
+    if (count == 0) return content;
     content.append(buffer, static_cast<std::size_t>(count));
   }
-  ::close(fd);
-  return content;
 }
 
 LumivaleConfig loadUnlocked() {
