@@ -29,14 +29,18 @@ class StandinAndroidTest : public ::testing::Test {
 };
 
 TEST_F(StandinAndroidTest, GetpropDescribesAnLv1OnAndroid13) {
-  EXPECT_EQ(output("getprop ro.product.model"), "LV-1\n");
-  EXPECT_EQ(output("getprop ro.product.name; getprop ro.product.device"), "vext_tolva\ntolva\n");
-  EXPECT_EQ(output("getprop ro.build.version.release"), "13\n");
-  EXPECT_EQ(output("getprop ro.build.fingerprint"),
-            "Vext/vext_tolva/tolva:13/TQ3A.230901.001/261:user/release-keys\n");
-  EXPECT_EQ(output("getprop ro.build.display.id"), "LV-1 2.6.1 beta\n");
-  EXPECT_EQ(output("getprop no.such.property"), "\n");
-  EXPECT_EQ(output("getprop no.such.property fallback"), "fallback\n");
+  const std::vector<std::pair<std::string, std::string>> expected{
+      {"ro.product.model", "LV-1"},
+      {"ro.product.name", "vext_tolva"},
+      {"ro.product.device", "tolva"},
+      {"ro.build.version.release", "13"},
+      {"ro.build.fingerprint", "Vext/vext_tolva/tolva:13/TQ3A.230901.001/261:user/release-keys"},
+      {"ro.build.display.id", "LV-1 2.6.1 beta"},
+      {"no.such.property", ""},
+      {"no.such.property fallback", "fallback"},
+  };
+  for (const auto& [arguments, value] : expected)
+    EXPECT_EQ(output("getprop " + arguments), value + "\n") << arguments;
 
   std::istringstream lines(output("setprop ro.build.display.id 'LV-1 2.7.0 alpha'; getprop"));
   const std::regex shape(R"(\[[a-z0-9_.]+\]: \[.*\])");
