@@ -1,7 +1,10 @@
 #include "tests/integration/files/standin_files.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -70,6 +73,16 @@ AdbFiles StandinFilesTest::freshFiles() const {
 
 fs::path StandinFilesTest::onTablet(const std::string& sdcardPath) const {
   return tablet->storageFolder() / fs::path(sdcardPath).lexically_relative("/sdcard");
+}
+
+void StandinFilesTest::reconnect() const {
+  for (int attempt = 0; attempt < 50; ++attempt) {
+    tablet->connect();
+    auto state = tablet->adb({"get-state"}, Seconds(10));
+    if (state.status == 0 && state.stdoutData.starts_with("device")) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  FAIL() << "adb did not get the stand-in back";
 }
 
 fs::path StandinFilesTest::localFile(const std::string& name, const std::string& bytes) const {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "core/files/adb_files.h"
 #include "core/tablet/adb_runner.h"
 #include "tests/integration/standin_tablet.h"
@@ -35,6 +37,8 @@ class StandinFilesTest : public ::testing::Test {
   AdbFiles freshFiles() const;
   // Where a /sdcard path lies on this machine.
   std::filesystem::path onTablet(const std::string& sdcardPath) const;
+  // Connects adb to the stand-in again after a dropped connection, and waits until it is usable.
+  void reconnect() const;
   // Writes `bytes` to a new local file under the scratch folder.
   std::filesystem::path localFile(const std::string& name, const std::string& bytes) const;
 
