@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "core/files/remote_path.h"
+#include "core/files/testing/message_of.h"
 #include "tests/integration/files/standin_files.h"
 
 namespace lumivale::testing {
@@ -37,15 +38,6 @@ std::set<std::string> namesOf(const std::vector<RemoteEntry>& entries) {
   for (const auto& entry : entries)
     names.insert(entry.name);
   return names;
-}
-
-std::string messageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.message();
-  }
-  return "no error";
 }
 
 TEST_F(StandinFilesTest, EveryOperationOnAPlainFolder) {
