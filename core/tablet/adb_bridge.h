@@ -14,6 +14,7 @@
 #include "core/tablet/adb_locate.h"
 #include "core/tablet/adb_parse.h"
 #include "core/tablet/adb_runner.h"
+#include "core/tablet/shell_exit.h"
 #include "core/tablet/standin_hooks.h"
 #include "core/tablet/tablet_grouping.h"
 
@@ -110,6 +111,9 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
   ToolRun runAdb(const std::vector<std::string>& arguments, Seconds timeout,
                  ToolCancel* cancel = nullptr);
   ToolRun runChecked(const std::vector<std::string>& arguments, Seconds timeout);
+  // One shell line and its remote status; throws only when the status is unknown.
+  ShellExit::Split shellStatus(const std::string& serial, const std::string& command,
+                               Seconds timeout);
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
   void putSetting(const std::string& serial, const std::string& nameSpace,

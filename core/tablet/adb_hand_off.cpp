@@ -10,6 +10,10 @@ bool isTypeable(std::string_view text) {
 }
 
 std::string shellQuoted(std::string_view text) {
+  static constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:=+,@";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string_view::npos)
+    return std::string(text);
   std::string quoted = "'";
   for (char c : text) {
     if (c == '\'')

@@ -12,7 +12,8 @@ inline constexpr size_t maxTypedCharacters = 240;
 // Non-empty printable ASCII of at most maxTypedCharacters.
 bool isTypeable(std::string_view text);
 
-// One argument for the tablet's shell, quoted so it reaches the tool as it stands.
+// One argument for the tablet's shell, quoted (unless plainly safe) so it reaches the
+// tool as it stands.
 std::string shellQuoted(std::string_view text);
 
 // The argument of `input text`: its own word splitting reads "%s" as a blank.

@@ -18,6 +18,9 @@ TEST(AdbHandOffTest, TypeableTextIsShortPrintableAscii) {
 
 TEST(AdbHandOffTest, QuotingSurvivesTheTabletsShell) {
   EXPECT_EQ(AdbHandOff::shellQuoted("it's $HOME"), "'it'\\''s $HOME'");
+  EXPECT_EQ(AdbHandOff::shellQuoted("-d"), "-d");
+  EXPECT_EQ(AdbHandOff::shellQuoted(""), "''");
+  EXPECT_EQ(AdbHandOff::shellQuoted("a*"), "'a*'");
   EXPECT_EQ(AdbHandOff::inputTextArgument("a b  c"), "a%sb%s%sc");
 }
 
