@@ -2,7 +2,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/account_commands.h"
 #include "cli/cli_options.h"
+#include "cli/config_commands.h"
+#include "cli/files_commands.h"
 #include "core/build_flavour.h"
 #include "core/error.h"
 
@@ -13,6 +16,9 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   cli::GlobalOptions options;
   app.add_option("--serial", options.serial, "The tablet to use for this command (an adb serial)");
+  cli::addConfigCommands(app, options);
+  cli::addAccountCommands(app, options);
+  cli::addFilesCommands(app, options);
 
   try {
     app.parse(argc, argv);

@@ -46,6 +46,7 @@ T convert(const json& value, const Path& path) {
     static_assert(std::is_same_v<T, std::vector<RememberedTablet>>);
     if (!value.is_array()) wrongType(path);
     T tablets;
+    tablets.reserve(value.size());
     for (std::size_t index = 0; index < value.size(); ++index) {
       tablets.push_back(decodeTablet(value[index], Path{&path, std::to_string(index)}));
     }
@@ -106,11 +107,17 @@ void putIfSet(json& object, const char* key, const std::optional<T>& value) {
   if (value) object[key] = *value;
 }
 
+// Assignments rather than an initializer list: the list deep-copies every value,
+// and this runs for every remembered tablet on every write.
 json encodeTablet(const RememberedTablet& tablet) {
-  json object = {{"serial", tablet.serial},      {"model", tablet.model},
-                 {"name", tablet.name},          {"lastIP", tablet.lastIP},
-                 {"lastPort", tablet.lastPort},  {"pairedAt", tablet.pairedAt},
-                 {"transport", tablet.transport}};
+  json object;
+  object["serial"] = tablet.serial;
+  object["model"] = tablet.model;
+  object["name"] = tablet.name;
+  object["lastIP"] = tablet.lastIP;
+  object["lastPort"] = tablet.lastPort;
+  object["pairedAt"] = tablet.pairedAt;
+  object["transport"] = tablet.transport;
   putIfSet(object, "accountUserId", tablet.accountUserId);
   putIfSet(object, "mdnsName", tablet.mdnsName);
   putIfSet(object, "checkId", tablet.checkId);

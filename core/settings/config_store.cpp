@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "core/settings/atomic_file.h"
 #include "core/settings/config_json.h"
@@ -15,22 +16,17 @@
 namespace lumivale::ConfigStore {
 namespace {
 
-std::optional<std::string> absolutePath(const std::optional<std::string>& value) {
-  if (value && value->starts_with('/')) return value;
-  return std::nullopt;
-}
-
 // ${XDG_DATA_HOME:-~/.local/share}; a relative XDG_DATA_HOME is invalid and ignored.
 std::filesystem::path userDataFolder() {
-  if (auto data = absolutePath(environmentValue("XDG_DATA_HOME"))) return *data;
-  auto home = absolutePath(environmentValue("HOME"));
+  if (auto data = environmentFolder("XDG_DATA_HOME")) return *data;
+  auto home = environmentFolder("HOME");
   if (!home) {
-    if (const passwd* entry = ::getpwuid(::getuid()); entry && entry->pw_dir)
-      home = absolutePath(entry->pw_dir);
+    const passwd* entry = ::getpwuid(::getuid());
+    if (entry && entry->pw_dir && entry->pw_dir[0] == '/') home = entry->pw_dir;
   }
   if (!home)
     throw Error("The home folder could not be found. Set LUMIVALE_CONFIG_DIR to a folder.");
-  return std::filesystem::path(*home) / ".local" / "share";
+  return *home / ".local" / "share";
 }
 
 template <class Body>
@@ -51,21 +47,16 @@ std::optional<std::string> readSettingsFile() {
   int fd = ::open(fileURL().c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0 && errno == ENOENT) return std::nullopt;
   if (fd < 0) throw ConfigUnreadable(std::strerror(errno));
+  std::unique_ptr<int, void (*)(int*)> closer(&fd, [](int* open) { ::close(*open); });
   std::string content;
   char buffer[65536];
   for (;;) {
     auto count = ::read(fd, buffer, sizeof buffer);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      int code = errno;
-      ::close(fd);
-      throw ConfigUnreadable(std::strerror(code));
-    }
-    if (count == 0) break;
+    if (count < 0) throw ConfigUnreadable(std::strerror(errno));
+    if (count == 0) return content;
     content.append(buffer, static_cast<std::size_t>(count));
   }
-  ::close(fd);
-  return content;
 }
 
 LumivaleConfig loadUnlocked() {
@@ -86,7 +77,7 @@ LumivaleConfig loadUnlocked() {
 }  // namespace
 
 std::filesystem::path directory() {
-  if (auto chosen = absolutePath(environmentValue(directoryEnvironmentKey))) return *chosen;
+  if (auto chosen = environmentFolder(directoryEnvironmentKey)) return *chosen;
   return userDataFolder() / "lumivale";
 }
 

@@ -41,4 +41,10 @@ std::optional<std::string> environmentValue(const std::string& name) {
   return std::string(value);
 }
 
+std::optional<std::filesystem::path> environmentFolder(const std::string& name) {
+  auto value = environmentValue(name);
+  if (!value || !value->starts_with('/')) return std::nullopt;
+  return std::filesystem::path(*value);
+}
+
 }  // namespace lumivale

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -22,5 +23,8 @@ std::map<std::string, std::string> filterEnvironment(std::map<std::string, std::
 // variable in the core goes through here.
 std::map<std::string, std::string> productEnvironment();
 std::optional<std::string> environmentValue(const std::string& name);
+
+// The variable's value when it is an absolute path; anything else is ignored.
+std::optional<std::filesystem::path> environmentFolder(const std::string& name);
 
 }  // namespace lumivale

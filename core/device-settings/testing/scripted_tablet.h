@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/tablet/adb_error.h"
+#include "core/tablet/testing/fake_adb_runner.h"
+
+namespace lumivale::testing {
+
+// A scripted tablet that understands the lines the settings send: each command of a
+// line is answered by the first matching rule of `script`, followed by its exit marker.
+class ScriptedTablet : public AdbRunner {
+ public:
+  std::string shell(const std::string& serial, const std::string& line, Seconds) override {
+    lines.push_back(line);
+    if (!failure.empty()) throw AdbError(failure);
+    constexpr std::string_view ending = " 2>&1; printf '\\nLUMIVALE-EXIT:%d\\n' $?";
+    std::string output;
+    std::string_view rest = line;
+    while (!rest.empty()) {
+      auto end = rest.find(ending);
+      auto command = std::string(rest.substr(0, end));
+      auto reply = script.run(serial, {command}, Seconds(1), nullptr);
+      output += reply.stdoutData + "\nLUMIVALE-EXIT:" + std::to_string(reply.status) + "\n";
+      if (end == std::string_view::npos) break;
+      rest.remove_prefix(end + ending.size());
+      if (rest.starts_with("; ")) rest.remove_prefix(2);
+    }
+    return output;
+  }
+
+  // Answers commands containing `fragment`; later rules win.
+  void on(std::string fragment, std::string output, int status = 0) {
+    script.on(std::move(fragment), {std::move(output), status, "", ""});
+  }
+
+  FakeAdbRunner script;            // its `commands` holds every command, one by one
+  std::vector<std::string> lines;  // one per round trip
+  std::string failure;             // non-empty: every line fails as adb would
+};
+
+}  // namespace lumivale::testing

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/files/files_error.h"
+#include "core/files/listing_format_cache.h"
+#include "core/files/remote_entry.h"
+#include "core/files/transfer.h"
+#include "core/tablet/adb_runner.h"
+
+namespace lumivale {
+
+// The output of one tablet shell command and the status its exit marker carried.
+struct ShellResult {
+  std::string output;
+  int status = 0;
+
+  bool operator==(const ShellResult&) const = default;
+  const std::string& text() const { return output; }
+};
+
+// The one place where the computer changes files on the tablet. Nothing is left
+// half-written under a user-visible name: replacements, deletions and renames pass
+// through hidden staging names first. Copies of an AdbFiles act on the same tablet.
+class AdbFiles {
+ public:
+  static constexpr std::string_view partialPrefix = ".lumivale-partial-";
+  static constexpr std::string_view keptPrefix = ".lumivale-partial-old-";
+  static constexpr std::string_view deletingPrefix = ".lumivale-deleting-";
+  static constexpr std::string_view renamingPrefix = ".lumivale-renaming-";
+
+  using Progress = std::function<void(const TransferProgress&)>;
+  using MarkQuarantine = std::function<int(const std::filesystem::path&)>;
+
+  // Throws FilesError when `serial` cannot name a tablet.
+  AdbFiles(AdbFileRunner& runner, std::string serial,
+           TransferLimits limits = TransferLimits::standard(),
+           std::shared_ptr<ListingFormatCache> caches = ListingFormatCache::shared());
+
+  const std::string& serial() const { return serial_; }
+  const TransferLimits& limits() const { return limits_; }
+  // Applied to every pulled copy; a non-zero status refuses the copy.
+  MarkQuarantine markQuarantine = [](const std::filesystem::path&) { return 0; };
+
+  // Shell lines and the exit marker.
+  static std::string shellLine(const std::vector<std::string>& arguments);
+  static std::optional<ShellResult> splitExit(std::string_view output);
+  static std::string firstLine(std::string_view text);
+  static std::string displayable(std::string_view text);
+  static std::vector<std::vector<std::string>> batches(const std::vector<std::string>& paths,
+                                                       std::size_t budget);
+  ShellResult exec(const std::vector<std::string>& arguments, Seconds timeout, bool mergeErrors,
+                   ToolCancel* cancel = nullptr) const;
+  // exec, with a non-zero status refused as "could not {doing}: {first line}".
+  ShellResult check(const std::vector<std::string>& arguments, std::string_view doing,
+                    Seconds timeout, ToolCancel* cancel = nullptr) const;
+
+  // Looking.
+  std::vector<RemoteEntry> list(const std::string& path, bool includeHidden) const;
+  // Throws the reason a folder cannot be listed, where the tablet can say it.
+  void diagnoseFolder(const std::string& path) const;
+  std::optional<RemoteEntry> entry(const std::string& path) const;
+  bool present(const std::string& path) const;
+  std::string confine(const std::string& path, bool mustExist) const;
+  std::string confineItem(const std::string& path) const;
+
+  // Changing.
+  void makeDirectory(const std::string& path, bool intermediate) const;
+  std::string rename(const std::string& path, const std::string& newName) const;
+  void remove(const std::string& path) const;
+  std::string push(const std::filesystem::path& local, const std::string& toDirectory,
+                   const std::optional<std::string>& as, CollisionPolicy collision,
+                   const Progress& progress = {}, ToolCancel* cancel = nullptr) const;
+  void pull(const std::string& path, const std::filesystem::path& destination,
+            const Progress& progress = {}, ToolCancel* cancel = nullptr) const;
+
+  // Measuring.
+  std::uint64_t usage(const std::string& path) const;
+  std::optional<std::uint64_t> tabletFree(const std::string& path) const;
+  std::uint64_t remoteBytes(const std::string& path, bool folders) const;
+  std::optional<std::string> sha256(const std::string& path) const;
+  bool hashSupported() const;
+  std::optional<std::string> identity(const std::string& path) const;
+  static std::optional<RemoteEntry::Kind> kind(std::string_view identity);
+  static std::optional<std::uint64_t> size(std::string_view identity);
+
+  // Remains of operations that did not finish.
+  std::vector<RemoteEntry> leftovers(const std::string& folder) const;
+  std::vector<RemoteEntry> leftoverPartials(const std::string& folder) const;
+  int cleanUp(const std::vector<RemoteEntry>& entries) const;
+
+  // Staging primitives, shared with the Reading folder's sync run.
+  static std::string stagingName(std::string_view prefix);
+  // Moves `from` to `to` without overwriting and checks that what arrived is what left.
+  void moveChecked(const std::string& from, const std::string& to, std::string_view doing) const;
+  // Checks that the staged copy at `staged` is the whole of `local`.
+  void verifyStaged(const std::string& staged, const std::filesystem::path& local,
+                    std::uint64_t localBytes) const;
+  // Erases a staged copy that failed; never throws, since it runs while failing.
+  void discardStage(const std::string& staged) const noexcept;
+
+ private:
+  std::vector<RemoteEntry> listAs(RemoteListing::Format format, const std::string& path) const;
+  struct Confined {
+    std::string path;
+    bool isTop = false;  // the top of the shared storage, by name or by where it leads
+  };
+  Confined confineChecked(const std::string& path, bool mustExist) const;
+  // confine for a change: the top of the storage is refused with `topRefusal`.
+  std::string confineChange(const std::string& path, bool mustExist,
+                            std::string_view topRefusal) const;
+  std::vector<std::string> resolverCommand() const;
+  std::optional<std::string> resolved(const std::string& path) const;
+  void markLinkTargets(std::vector<RemoteEntry>& entries, const std::string& folder) const;
+  void transfer(const std::vector<std::string>& arguments,
+                const std::function<std::uint64_t()>& sample, std::optional<std::uint64_t> total,
+                std::uint64_t cap, const Progress& progress, ToolCancel* cancel) const;
+  void sendStaged(const std::filesystem::path& local, const std::string& staged,
+                  std::uint64_t localBytes, const Progress& progress, ToolCancel* cancel) const;
+  // Gives the staged copy its final name; `old` is the item it replaces, if any.
+  void place(const std::string& staged, const std::string& target,
+             const std::optional<RemoteEntry>& old) const;
+  void swapFile(const std::string& staged, const std::string& target, std::string_view doing) const;
+
+  AdbFileRunner* runner_;
+  std::string serial_;
+  TransferLimits limits_;
+  std::shared_ptr<ListingFormatCache> caches_;
+};
+
+}  // namespace lumivale

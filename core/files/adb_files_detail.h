@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/tablet/tool_run.h"
+
+// Shared by the AdbFiles sources only.
+namespace lumivale::files_detail {
+
+// One quick shell step (stat, mv, test).
+inline constexpr Seconds stepTimeout{30};
+// A step whose time grows with what a folder holds (find, ls, du, rm -r).
+inline constexpr Seconds folderTimeout{600};
+// Bytes of quoted paths in one shell line; far inside what adbd accepts.
+inline constexpr std::size_t batchBudget = 32 * 1024;
+
+// "68,719,476,736 bytes", as size messages give amounts.
+std::string byteCount(std::uint64_t bytes);
+
+// The path as messages show it.
+std::string shown(std::string_view path);
+
+}  // namespace lumivale::files_detail

@@ -1,0 +1,246 @@
+#include <cstdlib>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "core/files/adb_files.h"
+#include "core/tablet/testing/fake_adb_runner.h"
+
+namespace lumivale {
+namespace {
+
+using ::testing::Contains;
+using testing::FakeAdbRunner;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace fs = std::filesystem;
+
+FakeAdbRunner::Reply reply(std::string output, int status) {
+  return {.output = std::move(output), .status = status, .errors = "", .failure = ""};
+}
+FakeAdbRunner::Reply ok(std::string output = "") {
+  return reply(output + "\nLUMIVALE-EXIT:0\n", 0);
+}
+FakeAdbRunner::Reply failed(std::string output = "") {
+  return reply(output + "\nLUMIVALE-EXIT:1\n", 0);
+}
+
+// A scripted tablet whose `adb pull` leaves `pulledBytes` at the destination, as adb would.
+class PullingTablet : public FakeAdbRunner {
+ public:
+  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
+              ToolCancel* cancel) override {
+    if (arguments.size() == 4 && arguments[0] == "pull") {
+      std::ofstream(fs::path(arguments[3]) / fs::path(arguments[2]).filename()) << pulledBytes;
+    }
+    return FakeAdbRunner::run(serial, arguments, timeout, cancel);
+  }
+  std::string pulledBytes = "abc";
+};
+
+class TransferTest : public ::testing::Test {
+ protected:
+  TransferTest() {
+    std::string pattern = (fs::temp_directory_path() / "lumivale-files-XXXXXX").string();
+    local = mkdtemp(pattern.data());
+    tablet.on("shell readlink -e -- /sdcard", ok("/storage/emulated/0"));
+    tablet.on("shell readlink -e -- /sdcard/Books", ok("/storage/emulated/0/Books"));
+    tablet.on("shell test -d /sdcard/Books", ok());
+    tablet.on("shell df -k -- /sdcard/Books",
+              ok("Filesystem 1K-blocks Used Available Use% Mounted on\n"
+                 "/dev/fuse 100000000 10 99999990 1% /storage/emulated\n"));
+    tablet.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
+              ok(std::string("-rw-r--r--|3|1.0|/sdcard/Books/a.pdf\0", 37)));
+    tablet.on("push ", reply("1 file pushed", 0));
+    tablet.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/.lumivale-partial-",
+              ok("81a4|3|1700000000|/sdcard/Books/.lumivale-partial-0"));
+    tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/", ok("64:9:3:1700000000:81a4"));
+    tablet.on("shell stat -c '%f' -- /sdcard/Books/.lumivale-", failed());
+    tablet.on("shell mv -n --", ok());
+    tablet.on("shell rm -rf --", ok());
+    std::ofstream(local / "A.pdf") << "abc";
+  }
+  ~TransferTest() override { fs::remove_all(local); }
+
+  bool sent(std::string_view fragment) const {
+    for (const auto& command : tablet.commands) {
+      if (command.find(fragment) != std::string::npos) return true;
+    }
+    return false;
+  }
+
+  std::string pushMessage(const fs::path& item, CollisionPolicy collision,
+                          ToolCancel* cancel = nullptr) {
+    try {
+      files.push(item, "/sdcard/Books", std::nullopt, collision, {}, cancel);
+    } catch (const Error& error) {
+      return error.message();
+    }
+    return "pushed";
+  }
+
+  fs::path local;
+  PullingTablet tablet;
+  AdbFiles files{tablet, "LV1SERIAL", TransferLimits::standard(),
+                 std::make_shared<ListingFormatCache>()};
+};
+
+TEST_F(TransferTest, KeepBothTreatsADifferentCaseAsTaken) {
+  tablet.on("shell stat -c '%f' -- '/sdcard/Books/A 2.pdf'", failed());
+  tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
+            ok("64:9:3:1700000000:81a4"));
+  std::vector<TransferProgress> seen;
+  auto placed =
+      files.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::keepBoth,
+                 [&](const TransferProgress& progress) { seen.push_back(progress); });
+  EXPECT_EQ(placed, "/sdcard/Books/A 2.pdf");
+  EXPECT_TRUE(sent("shell mv -n -- /sdcard/Books/.lumivale-partial-"));
+  ASSERT_FALSE(seen.empty());
+  EXPECT_EQ(seen.back(), (TransferProgress{3, 3}));
+  EXPECT_EQ(seen.back().fraction(), 1.0);
+}
+
+TEST_F(TransferTest, AskStopsBeforeAnythingIsSent) {
+  try {
+    files.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask);
+    ADD_FAILURE() << "pushed over a taken name";
+  } catch (const FilesError& error) {
+    EXPECT_EQ(error, FilesError::exists("/sdcard/Books/a.pdf"));
+  }
+  EXPECT_FALSE(sent("push "));
+}
+
+TEST_F(TransferTest, ReplacingAFileSwapsItInOneStep) {
+  tablet.on("shell mv -f -T --", ok());
+  std::ofstream(local / "a.pdf") << "abc";
+  EXPECT_EQ(files.push(local / "a.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::replace),
+            "/sdcard/Books/a.pdf");
+  EXPECT_TRUE(sent("shell mv -f -T -- /sdcard/Books/.lumivale-partial-"));
+  EXPECT_FALSE(sent("mv -n"));
+}
+
+TEST_F(TransferTest, ReplacingAFolderSetsTheOldOneAsideThenErasesIt) {
+  tablet.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
+            ok(std::string("drwxr-xr-x|4096|1.0|/sdcard/Books/Set\0", 38)));
+  tablet.on("shell readlink -e -- /sdcard/Books/", ok("/storage/emulated/0/Books/x"));
+  tablet.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/.lumivale-partial-",
+            ok("41ed|4096|1700000000|/sdcard/Books/.lumivale-partial-0"));
+  tablet.on("shell stat -c '%f' -- /sdcard/Books/Set", failed());
+  tablet.on("shell mkdir --", ok());
+  tablet.on("shell find /sdcard/Books/.lumivale-partial-", ok("1\n2\n"));
+  fs::create_directory(local / "Set");
+  std::ofstream(local / "Set" / "one") << "1";
+  std::ofstream(local / "Set" / "two") << "22";
+  EXPECT_EQ(files.push(local / "Set", "/sdcard/Books", std::nullopt, CollisionPolicy::replace),
+            "/sdcard/Books/Set");
+  EXPECT_TRUE(sent("shell mv -n -- /sdcard/Books/Set /sdcard/Books/.lumivale-partial-old-"));
+  EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-old-"));
+  EXPECT_TRUE(sent("push " + (local / "Set" / "one").string() + " " +
+                   (local / "Set" / "two").string() + " /sdcard/Books/.lumivale-partial-"));
+}
+
+TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
+  tablet.on("push ", reply("adb: error: failed to copy: connection reset\n", 1));
+  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth),
+            "adb push exited 1: adb: error: failed to copy: connection reset");
+  EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
+  EXPECT_FALSE(sent("mv -n"));
+
+  tablet.commands.clear();
+  tablet.on("push ", reply("1 file pushed", 0));
+  ToolCancel cancel;
+  cancel.cancel();
+  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth, &cancel), "cancelled");
+  EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
+}
+
+TEST_F(TransferTest, AShortCopyIsNotPutInPlace) {
+  tablet.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/.lumivale-partial-",
+            ok("81a4|2|1700000000|/sdcard/Books/.lumivale-partial-0"));
+  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth),
+            "the copy did not arrive whole (2 bytes of 3 bytes); nothing was replaced. If the item "
+            "changed on the Mac while copying, try again");
+  EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
+}
+
+TEST_F(TransferTest, LocalItemsTheTabletCannotHoldAreRefused) {
+  std::ofstream(local / "what?.pdf") << "x";
+  EXPECT_EQ(pushMessage(local / "what?.pdf", CollisionPolicy::ask),
+            "'what?.pdf' has a character the tablet does not allow (\" * : < > ? \\ |); rename it "
+            "on the Mac first");
+  fs::create_symlink(local / "A.pdf", local / "link.pdf");
+  EXPECT_THAT(pushMessage(local / "link.pdf", CollisionPolicy::ask),
+              HasSubstr("'link.pdf' is a link; the tablet cannot hold links"));
+  fs::create_directory(local / "Holds");
+  fs::create_symlink("/etc", local / "Holds" / "away");
+  EXPECT_EQ(pushMessage(local / "Holds", CollisionPolicy::ask),
+            "'Holds' holds links to other places, so it is not copied as a whole; copy the files "
+            "inside it instead");
+  EXPECT_TRUE(tablet.commands.empty());
+}
+
+TEST_F(TransferTest, ThereMustBeRoomBesideTheReserve) {
+  tablet.on("shell df -k -- /sdcard/Books",
+            ok("Filesystem 1K-blocks Used Available Use% Mounted on\n"
+               "/dev/fuse 1000 10 100 1% /storage/emulated\n"));
+  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::ask),
+            "the tablet has 102,400 bytes free; 'A.pdf' needs 3 bytes and 536,870,912 bytes is "
+            "kept free");
+  EXPECT_FALSE(sent("push "));
+}
+
+class PullTest : public TransferTest {
+ protected:
+  PullTest() {
+    tablet.on("shell readlink -e -- /sdcard/Books/a.pdf", ok("/storage/emulated/0/Books/a.pdf"));
+    tablet.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/a.pdf",
+              ok("81a4|3|1700000000|/sdcard/Books/a.pdf"));
+    tablet.on("pull -a", reply("1 file pulled", 0));
+  }
+  std::vector<fs::path> leftInLocal() const {
+    std::vector<fs::path> found;
+    for (const auto& item : fs::directory_iterator(local))
+      found.push_back(item.path().filename());
+    return found;
+  }
+};
+
+TEST_F(PullTest, APulledFileArrivesMarkedUnderItsDestination) {
+  std::vector<fs::path> marked;
+  files.markQuarantine = [&](const fs::path& copy) {
+    marked.push_back(copy);
+    return 0;
+  };
+  files.pull("/sdcard/Books/a.pdf", local / "a copy.pdf");
+  EXPECT_EQ(leftInLocal(), (std::vector<fs::path>{"A.pdf", "a copy.pdf"}));
+  ASSERT_EQ(marked.size(), 1u);
+  EXPECT_EQ(marked[0].filename(), "a.pdf");
+}
+
+TEST_F(PullTest, NothingIsKeptWhenTheCopyCannotBeMarkedOrChanged) {
+  files.markQuarantine = [](const fs::path&) { return 1; };
+  EXPECT_THROW(files.pull("/sdcard/Books/a.pdf", local / "b.pdf"), FilesError);
+  EXPECT_EQ(leftInLocal(), (std::vector<fs::path>{"A.pdf"}));
+
+  files.markQuarantine = [](const fs::path&) { return 0; };
+  int asked = 0;
+  tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf", ok("64:9:3:1700000000:81a4"));
+  // The fake answers alike each time, so change the answer once the copy has run.
+  tablet.on("pull -a", reply("1 file pulled", 0));
+  try {
+    files.pull("/sdcard/Books/a.pdf", local / "b.pdf", [&](const TransferProgress&) {
+      if (++asked == 2)
+        tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf",
+                  ok("64:9:4:1700000001:81a4"));
+    });
+    ADD_FAILURE() << "kept a copy of a changing file";
+  } catch (const FilesError& error) {
+    EXPECT_EQ(error.message(),
+              "'a.pdf' changed on the tablet while it was copied; nothing was kept, try again");
+  }
+  EXPECT_EQ(leftInLocal(), (std::vector<fs::path>{"A.pdf"}));
+}
+
+}  // namespace
+}  // namespace lumivale

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace lumivale::LocalItems {
+
+// Bytes of all regular files at or under `item` (links are not followed).
+std::uint64_t localSize(const std::filesystem::path& item);
+
+// The first link at any depth inside `folder`. Throws std::filesystem::filesystem_error
+// when the folder cannot be searched.
+std::optional<std::filesystem::path> firstLink(const std::filesystem::path& folder);
+
+// Free bytes on the disk that holds `place` (or its nearest existing parent).
+std::optional<std::uint64_t> freeBytes(const std::filesystem::path& place);
+
+// A new, empty scratch folder beside `destination`, on the same disk so the finished
+// copy can be renamed into place.
+std::filesystem::path localScratch(const std::filesystem::path& destination);
+
+// Removes a scratch folder when it goes out of scope, whatever happened.
+class ScratchFolder {
+ public:
+  explicit ScratchFolder(std::filesystem::path path) : path_(std::move(path)) {}
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace lumivale::LocalItems

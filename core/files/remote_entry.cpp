@@ -1,0 +1,60 @@
+#include "core/files/remote_entry.h"
+
+#include <nlohmann/json.hpp>
+
+#include "core/files/remote_path.h"
+
+namespace lumivale {
+
+bool RemoteEntry::isFolder() const {
+  return kind == Kind::directory || (kind == Kind::symlink && targetIsDirectory);
+}
+
+bool RemoteEntry::isOperable() const {
+  if (!exact || !RemotePath::isValidName(name)) return false;
+  try {
+    if (RemotePath::validate(path) != path) return false;
+  } catch (const RemotePathError&) {
+    return false;
+  }
+  auto folder = RemotePath::parent(path);
+  return folder && *folder + "/" + name == path;
+}
+
+std::string_view rawValue(RemoteEntry::Kind kind) {
+  switch (kind) {
+    case RemoteEntry::Kind::directory:
+      return "directory";
+    case RemoteEntry::Kind::file:
+      return "file";
+    case RemoteEntry::Kind::symlink:
+      return "symlink";
+    case RemoteEntry::Kind::other:
+      return "other";
+  }
+  return "other";
+}
+
+void to_json(nlohmann::json& json, const RemoteEntry& entry) {
+  // Names from the tablet need not be UTF-8; JSON must be.
+  const auto text = [&](const std::string& value) {
+    return entry.exact ? value : RemotePath::escapedForDisplay(value);
+  };
+  json = {{"name", text(entry.name)}, {"path", text(entry.path)}, {"kind", rawValue(entry.kind)},
+          {"size", entry.size},       {"modified", nullptr},      {"exact", entry.exact}};
+  if (entry.modified) {
+    json["modified"] = std::chrono::duration<double>(entry.modified->time_since_epoch()).count();
+  }
+}
+
+}  // namespace lumivale
+
+std::size_t std::hash<lumivale::RemoteEntry>::operator()(
+    const lumivale::RemoteEntry& entry) const noexcept {
+  std::size_t seed = std::hash<std::string>{}(entry.path);
+  auto mix = [&](std::size_t value) { seed ^= value + 0x9e3779b9 + (seed << 6) + (seed >> 2); };
+  mix(static_cast<std::size_t>(entry.kind));
+  mix(std::hash<std::int64_t>{}(entry.size));
+  if (entry.modified) mix(std::hash<std::int64_t>{}(entry.modified->time_since_epoch().count()));
+  return seed;
+}

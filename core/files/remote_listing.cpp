@@ -1,0 +1,329 @@
+#include "core/files/remote_listing.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "core/files/utf8.h"
+
+namespace lumivale::RemoteListing {
+
+namespace {
+
+using namespace std::chrono;
+
+std::optional<std::int64_t> integer(std::string_view text, int base = 10) {
+  std::int64_t value = 0;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return value;
+}
+
+std::optional<Timestamp> fromSeconds(std::string_view text) {
+  auto dot = text.find('.');
+  auto whole = integer(text.substr(0, dot));
+  if (!whole) return std::nullopt;
+  Timestamp at{duration_cast<system_clock::duration>(seconds(*whole))};
+  if (dot != std::string_view::npos) {
+    auto fraction = text.substr(dot + 1, 9);
+    auto digits = integer(fraction);
+    if (!digits) return std::nullopt;
+    auto nanos = *digits * static_cast<std::int64_t>(std::pow(10, 9 - fraction.size()));
+    at += duration_cast<system_clock::duration>(nanoseconds(nanos));
+  }
+  return at;
+}
+
+// Splits `text` into `count` - 1 fields at "|" and keeps the rest whole (a name may hold "|").
+std::optional<std::vector<std::string_view>> leadingFields(std::string_view text,
+                                                           std::size_t count) {
+  std::vector<std::string_view> fields;
+  while (fields.size() + 1 < count) {
+    auto bar = text.find('|');
+    if (bar == std::string_view::npos) return std::nullopt;
+    fields.push_back(text.substr(0, bar));
+    text.remove_prefix(bar + 1);
+  }
+  fields.push_back(text);
+  return fields;
+}
+
+// The lines of a tablet's text output, without their line ends (LF or CRLF).
+std::vector<std::string_view> lines(std::string_view text) {
+  std::vector<std::string_view> out;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    auto end = text.find('\n', start);
+    if (end == std::string_view::npos) end = text.size();
+    auto line = text.substr(start, end - start);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    out.push_back(line);
+    start = end + 1;
+  }
+  return out;
+}
+
+std::string withSlash(std::string_view folder) {
+  std::string prefix(folder);
+  if (prefix.empty() || prefix.back() != '/') prefix += '/';
+  return prefix;
+}
+
+RemoteEntry::Kind kindOfModeString(std::string_view mode) {
+  if (mode.empty()) return RemoteEntry::Kind::other;
+  switch (mode.front()) {
+    case 'd':
+      return RemoteEntry::Kind::directory;
+    case '-':
+      return RemoteEntry::Kind::file;
+    case 'l':
+      return RemoteEntry::Kind::symlink;
+    default:
+      return RemoteEntry::Kind::other;
+  }
+}
+
+struct Token {
+  std::string_view text;
+  std::size_t end;  // offset just past the token in its line
+};
+
+std::vector<Token> tokens(std::string_view line) {
+  std::vector<Token> out;
+  std::size_t at = 0;
+  while (at < line.size()) {
+    while (at < line.size() && line[at] == ' ')
+      ++at;
+    if (at >= line.size()) break;
+    auto end = line.find(' ', at);
+    if (end == std::string_view::npos) end = line.size();
+    out.push_back({line.substr(at, end - at), end});
+    at = end;
+  }
+  return out;
+}
+
+bool isDigits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+std::optional<year_month_day> isoDate(std::string_view text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
+  auto y = integer(text.substr(0, 4)), m = integer(text.substr(5, 2)),
+       d = integer(text.substr(8, 2));
+  if (!y || !m || !d) return std::nullopt;
+  year_month_day date{year(static_cast<int>(*y)), month(static_cast<unsigned>(*m)),
+                      day(static_cast<unsigned>(*d))};
+  return date.ok() ? std::optional(date) : std::nullopt;
+}
+
+std::optional<seconds> clockTime(std::string_view text) {
+  if (text.size() < 5 || text[2] != ':') return std::nullopt;
+  auto h = integer(text.substr(0, 2)), m = integer(text.substr(3, 2));
+  if (!h || !m || *h > 23 || *m > 59) return std::nullopt;
+  return hours(*h) + minutes(*m);
+}
+
+std::optional<unsigned> monthNumber(std::string_view text) {
+  static constexpr std::array<std::string_view, 12> names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  for (unsigned i = 0; i < names.size(); ++i) {
+    if (text == names[i]) return i + 1;
+  }
+  return std::nullopt;
+}
+
+struct LsDate {
+  std::size_t sizeToken;  // index of the size column
+  std::size_t lastToken;  // index of the last date token; the name follows it
+  Timestamp modified;
+};
+
+// Finds the date columns of an `ls -l` row: "2026-11-21 09:00" (toybox) or
+// "Nov 21 09:00" / "Nov 21  2025" (older tools, local time, year left out when recent).
+std::optional<LsDate> lsDate(const std::vector<Token>& row, Timestamp now, seconds utcOffset) {
+  for (std::size_t i = 3; i + 1 < row.size(); ++i) {
+    if (auto date = isoDate(row[i].text)) {
+      auto time = clockTime(row[i + 1].text);
+      if (!time) continue;
+      return LsDate{i - 1, i + 1, sys_days(*date) + *time - utcOffset};
+    }
+    auto month = monthNumber(row[i].text);
+    if (!month || i + 2 >= row.size() || !isDigits(row[i + 1].text)) continue;
+    auto dayOfMonth = static_cast<unsigned>(*integer(row[i + 1].text));
+    const auto& last = row[i + 2].text;
+    if (auto time = clockTime(last)) {
+      auto localNow = floor<days>(now + utcOffset);
+      auto thisYear = year_month_day(localNow).year();
+      auto at = [&](class year y) {
+        return sys_days(year_month_day{y, std::chrono::month(*month), day(dayOfMonth)}) + *time -
+               utcOffset;
+      };
+      Timestamp modified = at(thisYear);
+      // A date "in the future" by more than a day belongs to last year.
+      if (modified > now + days(1)) modified = at(thisYear - years(1));
+      return LsDate{i - 1, i + 2, modified};
+    }
+    if (isDigits(last) && last.size() == 4) {
+      year_month_day date{year(static_cast<int>(*integer(last))), std::chrono::month(*month),
+                          day(dayOfMonth)};
+      return LsDate{i - 1, i + 2, sys_days(date) - utcOffset};
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string_view rawValue(Format value) {
+  switch (value) {
+    case Format::findPrintf:
+      return "findPrintf";
+    case Format::findStat:
+      return "findStat";
+    case Format::ls:
+      return "ls";
+  }
+  return "ls";
+}
+
+std::optional<Format> format(std::string_view raw) {
+  for (auto each : allFormats) {
+    if (rawValue(each) == raw) return each;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string_view> nulRecords(std::string_view data) {
+  std::vector<std::string_view> records;
+  std::size_t start = 0;
+  while (start < data.size()) {
+    auto end = data.find('\0', start);
+    if (end == std::string_view::npos) end = data.size();
+    if (end > start) records.push_back(data.substr(start, end - start));
+    start = end + 1;
+  }
+  return records;
+}
+
+std::optional<ChildName> directChild(std::string_view prefix, std::string_view record) {
+  if (!record.starts_with(prefix)) return std::nullopt;
+  auto rest = record.substr(prefix.size());
+  if (rest.empty() || rest == "." || rest == ".." || rest.find('/') != std::string_view::npos)
+    return std::nullopt;
+  return ChildName{std::string(rest), utf8::isValid(rest)};
+}
+
+bool statable(std::string_view name) {
+  return !name.empty() && name.find_first_of("\n\r") == std::string_view::npos;
+}
+
+RemoteEntry::Kind kindOfRawMode(std::string_view hexMode) {
+  auto mode = integer(hexMode, 16);
+  if (!mode) return RemoteEntry::Kind::other;
+  switch (*mode & 0170000) {
+    case 0040000:
+      return RemoteEntry::Kind::directory;
+    case 0100000:
+      return RemoteEntry::Kind::file;
+    case 0120000:
+      return RemoteEntry::Kind::symlink;
+    default:
+      return RemoteEntry::Kind::other;
+  }
+}
+
+std::vector<RemoteEntry> parseFindPrintf(std::string_view data, std::string_view directory,
+                                         std::string_view shownAs) {
+  const std::string prefix = withSlash(directory);
+  const std::string shownPrefix = withSlash(shownAs);
+  std::vector<RemoteEntry> entries;
+  for (auto record : nulRecords(data)) {
+    auto fields = leadingFields(record, 4);
+    if (!fields) continue;
+    auto child = directChild(prefix, (*fields)[3]);
+    auto size = integer((*fields)[1]);
+    if (!child || !size) continue;
+    entries.push_back({child->name, shownPrefix + child->name, kindOfModeString((*fields)[0]),
+                       *size, fromSeconds((*fields)[2]), false, child->exact});
+  }
+  return entries;
+}
+
+std::vector<ChildName> parseNames(std::string_view data, std::string_view directory) {
+  const std::string prefix = withSlash(directory);
+  std::vector<ChildName> names;
+  for (auto record : nulRecords(data)) {
+    if (auto child = directChild(prefix, record)) names.push_back(std::move(*child));
+  }
+  return names;
+}
+
+std::map<std::string, StatInfo> parseStatLines(std::string_view text) {
+  std::map<std::string, StatInfo> found;
+  for (auto line : lines(text)) {
+    auto fields = leadingFields(line, 4);
+    if (!fields) continue;
+    auto size = integer((*fields)[1]);
+    auto seconds = integer((*fields)[2]);
+    auto path = (*fields)[3];
+    auto slash = path.rfind('/');
+    auto name = slash == std::string_view::npos ? path : path.substr(slash + 1);
+    if (!size || !seconds || name.empty()) continue;
+    found[std::string(name)] = {
+        kindOfRawMode((*fields)[0]), *size,
+        Timestamp(duration_cast<system_clock::duration>(std::chrono::seconds(*seconds)))};
+  }
+  return found;
+}
+
+std::vector<RemoteEntry> joinNamesAndStat(const std::map<std::string, StatInfo>& stat,
+                                          const std::vector<ChildName>& names,
+                                          std::string_view shownAs) {
+  const std::string shownPrefix = withSlash(shownAs);
+  std::vector<RemoteEntry> entries;
+  for (const auto& child : names) {
+    auto found = stat.find(child.name);
+    if (found == stat.end()) continue;
+    entries.push_back({child.name, shownPrefix + child.name, found->second.kind, found->second.size,
+                       found->second.modified, false, child.exact});
+  }
+  return entries;
+}
+
+std::vector<RemoteEntry> parseLs(std::string_view text, std::string_view shownAs, Timestamp now,
+                                 seconds utcOffset) {
+  static constexpr std::string_view entryTypes = "-dlcbps";
+  static constexpr std::string_view arrow = " -> ";
+  const std::string shownPrefix = withSlash(shownAs);
+  std::vector<RemoteEntry> entries;
+  for (auto line : lines(text)) {
+    if (line.empty() || entryTypes.find(line.front()) == std::string_view::npos) continue;
+    auto row = tokens(line);
+    auto date = lsDate(row, now, utcOffset);
+    if (!date || row[date->lastToken].end >= line.size()) continue;
+    auto name = line.substr(row[date->lastToken].end + 1);
+    const auto kind = kindOfModeString(row[0].text);
+    bool exact = utf8::isValid(name);
+    if (kind == RemoteEntry::Kind::symlink) {
+      auto at = name.find(arrow);
+      // A second arrow makes the split a guess.
+      exact = exact && at != std::string_view::npos &&
+              name.find(arrow, at + 1) == std::string_view::npos;
+      if (at != std::string_view::npos) name = name.substr(0, at);
+    }
+    if (name.empty() || name == "." || name == "..") continue;
+    auto size = integer(row[date->sizeToken].text).value_or(0);
+    entries.push_back({std::string(name), shownPrefix + std::string(name), kind, size,
+                       date->modified, false, exact});
+  }
+  return entries;
+}
+
+std::set<std::string> folderTargets(std::string_view data, std::string_view directory) {
+  std::set<std::string> names;
+  for (auto& child : parseNames(data, directory))
+    names.insert(std::move(child.name));
+  return names;
+}
+
+}  // namespace lumivale::RemoteListing

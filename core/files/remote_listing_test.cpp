@@ -1,0 +1,183 @@
+#include "core/files/remote_listing.h"
+
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+namespace lumivale {
+namespace {
+
+using namespace std::chrono;
+using Kind = RemoteEntry::Kind;
+
+std::string read(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("missing test data: " + path);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string capture(const std::string& name) {
+  return read(std::string(LUMIVALE_FILES_TESTDATA) + "/" + name);
+}
+
+const RemoteEntry* named(const std::vector<RemoteEntry>& entries, std::string_view name) {
+  for (const auto& entry : entries) {
+    if (entry.name == name) return &entry;
+  }
+  return nullptr;
+}
+
+Timestamp at(std::int64_t seconds) {
+  return Timestamp(std::chrono::seconds(seconds));
+}
+
+// The capture folder holds: Books, "Folder 9", "Folder 10", "a b.txt" (5 bytes), a name with
+// every awkward character a FAT name may hold, "pipe|name", "new\nline", a Latin-1 name,
+// .hidden, links to a folder, to a file and to nowhere; all dated 2026-03-04 05:06:07.25 UTC.
+constexpr std::string_view awkward = "it's [1] {2} (3) #!$%^&~`,;=+@ \u00e9.pdf";
+constexpr std::int64_t capturedAt = 1772600767;
+
+TEST(RemoteListingTest, FindPrintfReadsEveryRecordOfRealOutput) {
+  auto entries = RemoteListing::parseFindPrintf(capture("find-printf.bin"), "/sdcard/Listing",
+                                                "/sdcard/Listing");
+  EXPECT_EQ(entries.size(), 12u);
+  const RemoteEntry* text = named(entries, "a b.txt");
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(*text, (RemoteEntry{"a b.txt", "/sdcard/Listing/a b.txt", Kind::file, 5,
+                                at(capturedAt) + milliseconds(250), false, true}));
+  EXPECT_EQ(named(entries, "Books")->kind, Kind::directory);
+  EXPECT_EQ(named(entries, "to-books")->kind, Kind::symlink);
+  EXPECT_EQ(named(entries, "pipe|name")->size, 1);
+  EXPECT_TRUE(named(entries, std::string(awkward))->isOperable());
+  // A line break survives NUL-ended records, but such a name is never operable.
+  const RemoteEntry* broken = named(entries, "new\nline");
+  ASSERT_NE(broken, nullptr);
+  EXPECT_TRUE(broken->exact);
+  EXPECT_FALSE(broken->isOperable());
+  const RemoteEntry* latin1 = named(entries, "latin1-caf\xe9");
+  ASSERT_NE(latin1, nullptr);
+  EXPECT_FALSE(latin1->exact);
+  EXPECT_FALSE(latin1->isOperable());
+}
+
+TEST(RemoteListingTest, FindPrintfDropsRecordsNotDirectlyInsideTheFolder) {
+  const std::string data = std::string("-rw-r--r--|1|1.5|/sdcard/Books/deep/x.pdf\0", 43) +
+                           std::string("-rw-r--r--|1|1.5|/sdcard/Other/y.pdf\0", 37) +
+                           std::string("drwxr-xr-x|0|1.5|/sdcard/Books/.\0", 33) +
+                           std::string("garbage without bars\0", 21) +
+                           std::string("-rw-r--r--|2|7|/sdcard/Books/z.pdf\0", 35);
+  auto entries = RemoteListing::parseFindPrintf(data, "/sdcard/Books", "/sdcard/Books");
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].name, "z.pdf");
+  EXPECT_EQ(entries[0].modified, at(7));
+}
+
+TEST(RemoteListingTest, EntriesAreGivenUnderTheFolderAsTheUserNamedIt) {
+  auto entries =
+      RemoteListing::parseFindPrintf(std::string("-rw-r--r--|2|7|/storage/emulated/0/z.pdf\0", 41),
+                                     "/storage/emulated/0", "/sdcard");
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].path, "/sdcard/z.pdf");
+}
+
+TEST(RemoteListingTest, FindStatJoinsNamesWithTheirStatLines) {
+  auto names = RemoteListing::parseNames(capture("find-print0.bin"), "/sdcard/Listing");
+  EXPECT_EQ(names.size(), 12u);
+  EXPECT_FALSE(RemoteListing::statable("new\nline"));
+  EXPECT_TRUE(RemoteListing::statable("pipe|name"));
+  auto stat = RemoteListing::parseStatLines(capture("stat-lines.txt"));
+  EXPECT_EQ(stat.at("dangling"), (RemoteListing::StatInfo{Kind::symlink, 12, at(capturedAt)}));
+  EXPECT_EQ(stat.at("Folder 10").kind, Kind::directory);
+  EXPECT_EQ(stat.at("pipe|name").size, 1);
+  auto entries = RemoteListing::joinNamesAndStat(stat, names, "/sdcard/Listing");
+  // The name with a line break has no stat line of its own.
+  EXPECT_EQ(entries.size(), 11u);
+  EXPECT_EQ(named(entries, "new\nline"), nullptr);
+  EXPECT_FALSE(named(entries, "latin1-caf\xe9")->exact);
+  EXPECT_EQ(named(entries, std::string(awkward))->size, 3);
+}
+
+TEST(RemoteListingTest, LsRowsGiveNamesLinksAndDates) {
+  const Timestamp now = at(capturedAt) + days(200);
+  auto entries = RemoteListing::parseLs(capture("ls-la.txt"), "/sdcard/Listing", now, seconds(0));
+  EXPECT_EQ(named(entries, "."), nullptr);
+  EXPECT_EQ(named(entries, "line"), nullptr);
+  const RemoteEntry* link = named(entries, "to-file");
+  ASSERT_NE(link, nullptr);
+  EXPECT_EQ(link->kind, Kind::symlink);
+  EXPECT_EQ(link->path, "/sdcard/Listing/to-file");
+  EXPECT_EQ(link->modified, at(capturedAt - 7));  // ls shows minutes only
+  EXPECT_EQ(named(entries, "a b.txt")->size, 5);
+  EXPECT_EQ(named(entries, "Folder 10")->kind, Kind::directory);
+  EXPECT_TRUE(named(entries, std::string(awkward))->exact);
+  EXPECT_FALSE(named(entries, "latin1-caf\xe9")->exact);
+  EXPECT_NE(named(entries, "new"), nullptr);  // ls cannot tell a line break from a new row
+}
+
+TEST(RemoteListingTest, LsDatesInLocalTimeAndWithoutAYear) {
+  const std::string text =
+      "-rw-r--r-- 1 u0_a1 media_rw 10 2026-03-04 05:06 iso\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 11 Mar  4 05:06 recent\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 12 Dec 30 23:00 last year\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 13 Mar  4  2019 old\n"
+      "crw-rw-rw- 1 root root 1,   3 2026-03-04 05:06 null\n";
+  const Timestamp now = sys_days(2026y / 3 / 10) + hours(12);
+  auto entries = RemoteListing::parseLs(text, "/sdcard", now, hours(1));
+  ASSERT_EQ(entries.size(), 5u);
+  EXPECT_EQ(named(entries, "iso")->modified, sys_days(2026y / 3 / 4) + hours(4) + minutes(6));
+  EXPECT_EQ(named(entries, "recent")->modified, sys_days(2026y / 3 / 4) + hours(4) + minutes(6));
+  EXPECT_EQ(named(entries, "last year")->modified, sys_days(2025y / 12 / 30) + hours(22));
+  EXPECT_EQ(named(entries, "old")->modified, sys_days(2019y / 3 / 4) - hours(1));
+  EXPECT_EQ(named(entries, "null")->kind, Kind::other);
+}
+
+TEST(RemoteListingTest, LsOfRealAndroidListings) {
+  const std::string shared = LUMIVALE_SHARED_OUTPUTS;
+  std::string emulator, byName;
+  try {
+    emulator = read(shared + "/ls-l-sdcard-android13-emulator-emu64x.txt");
+    byName = read(shared + "/ls-al-toybox-android13-galaxy-tab-a8-dev-block-by-name.txt");
+  } catch (const std::runtime_error&) {
+    GTEST_SKIP() << "the shared Android outputs are not beside this checkout";
+  }
+  const Timestamp now = sys_days(2024y / 1 / 1);
+  auto sdcard = RemoteListing::parseLs(emulator, "/sdcard", now, seconds(0));
+  ASSERT_NE(named(sdcard, "Download"), nullptr);
+  EXPECT_EQ(named(sdcard, "Download")->modified, sys_days(2023y / 4 / 19) + hours(1) + minutes(18));
+  EXPECT_EQ(named(sdcard, "Android")->kind, Kind::directory);
+  auto links = RemoteListing::parseLs(byName, "/sdcard", now, seconds(0));
+  ASSERT_NE(named(links, "boot"), nullptr);
+  EXPECT_EQ(named(links, "boot")->kind, Kind::symlink);
+  EXPECT_EQ(named(links, "boot")->size, 21);
+  EXPECT_EQ(named(links, ".."), nullptr);
+}
+
+TEST(RemoteListingTest, FolderTargetsAreTheLinksFindFollowsToFolders) {
+  auto folders = RemoteListing::folderTargets(capture("find-L-dirs.bin"), "/sdcard/Listing");
+  EXPECT_TRUE(folders.count("to-books"));
+  EXPECT_FALSE(folders.count("to-file"));
+  EXPECT_FALSE(folders.count("dangling"));
+}
+
+TEST(RemoteListingTest, RawModesGiveKinds) {
+  EXPECT_EQ(RemoteListing::kindOfRawMode("41ed"), Kind::directory);
+  EXPECT_EQ(RemoteListing::kindOfRawMode("81a4"), Kind::file);
+  EXPECT_EQ(RemoteListing::kindOfRawMode("a1ff"), Kind::symlink);
+  EXPECT_EQ(RemoteListing::kindOfRawMode("21b6"), Kind::other);
+  EXPECT_EQ(RemoteListing::kindOfRawMode("zz"), Kind::other);
+}
+
+TEST(RemoteEntryTest, ALinkToAFolderCountsAsAFolder) {
+  RemoteEntry link{.name = "to-books", .path = "/sdcard/to-books", .kind = Kind::symlink};
+  EXPECT_FALSE(link.isFolder());
+  link.targetIsDirectory = true;
+  EXPECT_TRUE(link.isFolder());
+  RemoteEntry mismatched{.name = "a.pdf", .path = "/sdcard/b.pdf", .kind = Kind::file};
+  EXPECT_FALSE(mismatched.isOperable());
+  RemoteEntry outside{.name = "a.pdf", .path = "/data/a.pdf", .kind = Kind::file};
+  EXPECT_FALSE(outside.isOperable());
+}
+
+}  // namespace
+}  // namespace lumivale

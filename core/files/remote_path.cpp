@@ -1,0 +1,258 @@
+#include "core/files/remote_path.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/files/utf8.h"
+
+namespace lumivale::RemotePath {
+
+namespace {
+
+// Leading bytes of the staging names; a user may not type one of these.
+constexpr std::string_view stagingStart = ".lumivale-";
+
+// How much of an over-long path a message keeps (its end, where the long name is).
+constexpr std::size_t messageTailBytes = 60;
+
+bool isControl(unsigned char c) {
+  return c < 0x20 || c == 0x7F;
+}
+
+// The first control-character problem of `text`, worded for a path or a name.
+std::optional<std::string> controlProblem(std::string_view text, std::string_view what) {
+  if (text.find('\0') != std::string_view::npos)
+    return fmt::format("a {} with a NUL character", what);
+  if (text.find_first_of("\n\r") != std::string_view::npos)
+    return fmt::format("a {} with a line break", what);
+  if (std::any_of(text.begin(), text.end(), [](char c) { return isControl(c); }))
+    return fmt::format("a {} with a control character", what);
+  return std::nullopt;
+}
+
+std::vector<std::string_view> components(std::string_view path) {
+  std::vector<std::string_view> parts;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = path.find('/', start);
+    if (end == std::string_view::npos) end = path.size();
+    if (end > start) parts.push_back(path.substr(start, end - start));
+    start = end + 1;
+  }
+  return parts;
+}
+
+bool isUnder(std::string_view path, std::string_view top) {
+  return path == top ||
+         (path.size() > top.size() && path.starts_with(top) && path[top.size()] == '/');
+}
+
+}  // namespace
+
+std::string forbiddenList() {
+  std::string list;
+  for (char c : fatForbidden) {
+    if (!list.empty()) list += ' ';
+    list += c;
+  }
+  return list;
+}
+
+std::string resolve(std::string_view path) {
+  if (path.empty()) return std::string(root);
+  if (path.front() == '/') return validate(path);
+  return validate(std::string(root) + "/" + std::string(path));
+}
+
+std::string validate(std::string_view path) {
+  if (path.empty()) throw RemotePathError("an empty path");
+  if (auto problem = controlProblem(path, "path")) throw RemotePathError(*problem);
+  if (path.size() > maxPathBytes) throw RemotePathError("a path longer than 4096 bytes");
+  const std::string shown = escapedForDisplay(path);
+  if (path.front() != '/')
+    throw RemotePathError(
+        fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown));
+  const auto parts = components(path);
+  for (auto part : parts) {
+    if (part == "." || part == "..")
+      throw RemotePathError(fmt::format("'{}': '.' and '..' are not allowed", shown));
+  }
+  for (auto part : parts) {
+    if (part.size() > maxNameBytes) {
+      auto upToName =
+          path.substr(0, static_cast<std::size_t>(part.data() - path.data()) + part.size());
+      throw RemotePathError(fmt::format("'…{}': a name longer than 255 bytes",
+                                        escapedForDisplay(utf8::tail(upToName, messageTailBytes))));
+    }
+  }
+  std::string normalised;
+  for (auto part : parts)
+    normalised += "/" + std::string(part);
+  if (normalised.empty()) normalised = "/";
+  if (!std::any_of(roots.begin(), roots.end(), [&](auto top) { return isUnder(normalised, top); }))
+    throw RemotePathError(
+        fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown));
+  return normalised;
+}
+
+std::string validateName(std::string_view name) {
+  if (name.empty()) throw RemotePathError("an empty name");
+  if (auto problem = controlProblem(name, "name")) throw RemotePathError(*problem);
+  if (name.size() > maxNameBytes) throw RemotePathError("a name longer than 255 bytes");
+  const std::string shown = escapedForDisplay(name);
+  if (name == "." || name == "..") throw RemotePathError(fmt::format("'{}' is not a name", shown));
+  if (name.find('/') != std::string_view::npos)
+    throw RemotePathError(fmt::format("'{}': a name cannot contain '/'", shown));
+  if (auto at = name.find_first_of(fatForbidden); at != std::string_view::npos)
+    throw RemotePathError(
+        fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown, name[at],
+                    forbiddenList()));
+  return std::string(name);
+}
+
+std::string validateNewName(std::string_view name) {
+  validateName(name);
+  if (name.starts_with(stagingStart))
+    throw RemotePathError(
+        fmt::format("'{}': names beginning with {} are kept for Lumivale's copies",
+                    escapedForDisplay(name), stagingStart));
+  return std::string(name);
+}
+
+bool isValidName(std::string_view name) {
+  try {
+    validateName(name);
+    return true;
+  } catch (const RemotePathError&) {
+    return false;
+  }
+}
+
+std::string name(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/')
+    path.remove_suffix(1);
+  auto slash = path.rfind('/');
+  return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
+}
+
+std::optional<std::string> parent(std::string_view path) {
+  if (isRoot(path)) return std::nullopt;
+  while (path.size() > 1 && path.back() == '/')
+    path.remove_suffix(1);
+  auto slash = path.rfind('/');
+  if (slash == std::string_view::npos || path == "/") return std::nullopt;
+  return std::string(slash == 0 ? "/" : path.substr(0, slash));
+}
+
+std::string join(std::string_view folder, std::string_view name) {
+  validateName(name);
+  return validate(std::string(folder) + "/" + std::string(name));
+}
+
+bool isRoot(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/')
+    path.remove_suffix(1);
+  return std::find(roots.begin(), roots.end(), path) != roots.end();
+}
+
+bool isInsideStorage(std::string_view, std::string_view canonical) {
+  return isUnder(canonical, canonicalRoot);
+}
+
+std::string fatSafeName(std::string_view name) {
+  std::string safe(name);
+  for (char& c : safe) {
+    if (fatForbidden.find(c) != std::string_view::npos) c = '_';
+  }
+  return safe;
+}
+
+std::string macSafeName(std::string_view name) {
+  // The Mac wants valid UTF-8; ':' is how Finder shows '/', so neither may stay.
+  std::string safe;
+  for (std::size_t at = 0; at < name.size();) {
+    auto decoded = utf8::decode(name, at);
+    if (!decoded) {
+      safe += '_';
+      ++at;
+      continue;
+    }
+    const char32_t c = decoded->scalar;
+    if (c == '/' || c == ':' || c < 0x20 || c == 0x7F)
+      safe += '_';
+    else
+      safe.append(name.substr(at, decoded->length));
+    at += decoded->length;
+  }
+  if (safe.empty() || safe == "." || safe == "..") safe = "_" + safe;
+  return std::string(utf8::head(safe, maxNameBytes));
+}
+
+std::string uniqueName(std::string_view name, const std::set<std::string>& existing,
+                       bool isDirectory, bool caseInsensitive) {
+  std::set<std::string> taken;
+  for (const auto& each : existing)
+    taken.insert(caseInsensitive ? utf8::asciiLowered(each) : each);
+  auto isTaken = [&](const std::string& candidate) {
+    return taken.count(caseInsensitive ? utf8::asciiLowered(candidate) : candidate) > 0;
+  };
+  if (!isTaken(std::string(name))) return std::string(name);
+  std::string_view stem = name;
+  std::string_view extension;
+  if (!isDirectory) {
+    auto dot = name.rfind('.');
+    if (dot != std::string_view::npos && dot > 0) {
+      stem = name.substr(0, dot);
+      extension = name.substr(dot);
+    }
+  }
+  for (int counter = 2;; ++counter) {
+    std::string candidate = fmt::format("{} {}{}", stem, counter, extension);
+    if (!isTaken(candidate)) return candidate;
+  }
+}
+
+bool isDisplayUnsafe(char32_t c) {
+  if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) return true;
+  // Format characters: soft hyphen, bidirectional and zero-width marks, word joiners,
+  // the byte-order mark and the tag characters.
+  return c == 0xAD || c == 0x061C || c == 0x180E || (c >= 0x200B && c <= 0x200F) ||
+         (c >= 0x202A && c <= 0x202E) || (c >= 0x2060 && c <= 0x206F) || c == 0xFEFF ||
+         (c >= 0xFFF9 && c <= 0xFFFB) || (c >= 0xE0000 && c <= 0xE007F);
+}
+
+std::string escapedForDisplay(std::string_view path) {
+  std::string shown;
+  for (std::size_t at = 0; at < path.size();) {
+    auto decoded = utf8::decode(path, at);
+    if (!decoded) {
+      shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(path[at]));
+      ++at;
+      continue;
+    }
+    if (isDisplayUnsafe(decoded->scalar))
+      shown += fmt::format("\\u{{{:04X}}}", static_cast<std::uint32_t>(decoded->scalar));
+    else
+      shown.append(path.substr(at, decoded->length));
+    at += decoded->length;
+  }
+  return shown;
+}
+
+std::vector<Crumb> crumbs(std::string_view path, std::string_view tabletName) {
+  const std::string valid = validate(path);
+  std::string top(root);
+  for (auto each : roots) {
+    if (isUnder(valid, each)) top = each;
+  }
+  std::vector<Crumb> trail{{std::string(tabletName), top}};
+  std::string current = top;
+  for (auto part : components(std::string_view(valid).substr(top.size()))) {
+    current += "/" + std::string(part);
+    trail.push_back({std::string(part), current});
+  }
+  return trail;
+}
+
+}  // namespace lumivale::RemotePath

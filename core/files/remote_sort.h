@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/files/remote_entry.h"
+
+namespace lumivale {
+
+// The orders of the Files pane.
+namespace RemoteSort {
+
+enum class Key { name, kind, size, modified };
+std::string_view rawValue(Key key);
+std::optional<Key> key(std::string_view rawValue);
+
+// Finder's name order: letters without regard to case, runs of digits by their value.
+// Negative, zero or positive like strcmp.
+int compareNames(std::string_view a, std::string_view b);
+
+using KindName = std::function<std::string(const RemoteEntry&)>;
+
+// Entries equal on the chosen key are ordered by name, ascending whatever the direction,
+// so a list keeps its reading order when only the direction is flipped.
+std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool ascending,
+                                const KindName& kindName);
+
+}  // namespace RemoteSort
+
+}  // namespace lumivale

@@ -1,0 +1,58 @@
+#include "core/files/remote_sort.h"
+
+#include <gtest/gtest.h>
+
+namespace lumivale {
+namespace {
+
+using Kind = RemoteEntry::Kind;
+
+std::vector<std::string> names(const std::vector<RemoteEntry>& entries) {
+  std::vector<std::string> out;
+  for (const auto& entry : entries)
+    out.push_back(entry.name);
+  return out;
+}
+
+std::string kindName(const RemoteEntry& entry) {
+  return entry.isFolder() ? "Folder" : "Document";
+}
+
+RemoteEntry file(std::string name, std::int64_t size = 0, std::optional<int> day = {}) {
+  RemoteEntry entry{.name = name, .path = "/sdcard/" + name, .kind = Kind::file, .size = size};
+  if (day) entry.modified = Timestamp(std::chrono::hours(24 * *day));
+  return entry;
+}
+
+TEST(RemoteSortTest, NamesCompareLikeFinder) {
+  auto sorted = RemoteSort::sorted(
+      {file("file10"), file("File2"), file("file1"), file("b"), file("A"), file("file02x")},
+      RemoteSort::Key::name, true, kindName);
+  EXPECT_EQ(names(sorted),
+            (std::vector<std::string>{"A", "b", "file1", "File2", "file02x", "file10"}));
+  EXPECT_LT(RemoteSort::compareNames("a", "A") * RemoteSort::compareNames("A", "a"), 0);
+  EXPECT_EQ(RemoteSort::compareNames("x", "x"), 0);
+}
+
+TEST(RemoteSortTest, TiesFallBackToNameOrder) {
+  auto bySize = RemoteSort::sorted({file("c", 5), file("a", 5), file("b", 1)},
+                                   RemoteSort::Key::size, false, kindName);
+  EXPECT_EQ(names(bySize), (std::vector<std::string>{"a", "c", "b"}));
+  auto byDate =
+      RemoteSort::sorted({file("z", 0, 3), file("y", 0, 3), file("undated"), file("x", 0, 1)},
+                         RemoteSort::Key::modified, true, kindName);
+  EXPECT_EQ(names(byDate), (std::vector<std::string>{"undated", "x", "y", "z"}));
+  RemoteEntry folder{.name = "m", .path = "/sdcard/m", .kind = Kind::directory};
+  auto byKind =
+      RemoteSort::sorted({file("b"), folder, file("a")}, RemoteSort::Key::kind, true, kindName);
+  EXPECT_EQ(names(byKind), (std::vector<std::string>{"a", "b", "m"}));
+}
+
+TEST(RemoteSortTest, DescendingNameOrderIsTheReverse) {
+  auto sorted = RemoteSort::sorted({file("a2"), file("a10"), file("a1")}, RemoteSort::Key::name,
+                                   false, kindName);
+  EXPECT_EQ(names(sorted), (std::vector<std::string>{"a10", "a2", "a1"}));
+}
+
+}  // namespace
+}  // namespace lumivale

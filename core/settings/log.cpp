@@ -1,0 +1,66 @@
+#include "core/settings/log.h"
+
+#include <memory>
+
+#include <spdlog/sinks/null_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+
+#include "core/settings/config_store.h"
+#include "core/settings/environment.h"
+#include "core/settings/redaction.h"
+
+namespace lumivale {
+namespace {
+
+constexpr std::size_t maximumLogBytes = 1024 * 1024;
+constexpr std::size_t keptLogFiles = 3;
+
+// Redacts each message before the file sees it, so no caller can forget to.
+class RedactingSink : public spdlog::sinks::sink {
+ public:
+  explicit RedactingSink(std::shared_ptr<spdlog::sinks::sink> inner) : inner_(std::move(inner)) {}
+
+  void log(const spdlog::details::log_msg& message) override {
+    auto redacted = redactSecrets(std::string_view(message.payload.data(), message.payload.size()));
+    auto copy = message;
+    copy.payload = redacted;
+    inner_->log(copy);
+  }
+  void flush() override { inner_->flush(); }
+  void set_pattern(const std::string& pattern) override { inner_->set_pattern(pattern); }
+  void set_formatter(std::unique_ptr<spdlog::formatter> formatter) override {
+    inner_->set_formatter(std::move(formatter));
+  }
+
+ private:
+  std::shared_ptr<spdlog::sinks::sink> inner_;
+};
+
+std::shared_ptr<spdlog::logger> openLog() {
+  try {
+    auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+        (logDirectory() / "lumivale.log").string(), maximumLogBytes, keptLogFiles);
+    auto log = std::make_shared<spdlog::logger>("lumivale", std::make_shared<RedactingSink>(file));
+    log->set_pattern("%Y-%m-%d %H:%M:%S.%e [%P] %l: %v");
+    log->set_level(spdlog::level::info);
+    log->flush_on(spdlog::level::warn);
+    return log;
+  } catch (const std::exception&) {
+    return std::make_shared<spdlog::logger>("lumivale",
+                                            std::make_shared<spdlog::sinks::null_sink_mt>());
+  }
+}
+
+}  // namespace
+
+std::filesystem::path logDirectory() {
+  if (auto chosen = environmentFolder(logDirectoryEnvironmentKey)) return *chosen;
+  return ConfigStore::directory() / "logs";
+}
+
+spdlog::logger& logger() {
+  static const std::shared_ptr<spdlog::logger> log = openLog();
+  return *log;
+}
+
+}  // namespace lumivale

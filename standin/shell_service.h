@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "standin/adb_stream.h"
+
+namespace lumivale::standin {
+
+// How a shell stream frames its data.
+enum class ShellProtocol {
+  v2,   // packets with stdin, stdout, stderr, exit status and close-stdin
+  raw,  // plain bytes, stderr merged into stdout, no exit status
+};
+
+// Runs `command` in the tablet root and carries its streams over `stream` until
+// the command ends or the host closes the stream (which kills the command).
+void runShell(AdbStream& stream, const std::string& root, const std::string& command,
+              ShellProtocol protocol);
+
+}  // namespace lumivale::standin
