@@ -43,7 +43,8 @@ bool AdbBridge::serverStarted() const {
 
 void AdbBridge::pin(const AdbTablet& tablet) {
   std::set<std::string> serials{tablet.serial};
-  for (const auto& connection : tablet.connections) serials.insert(connection.serial);
+  for (const auto& connection : tablet.connections)
+    serials.insert(connection.serial);
   std::lock_guard guard(lock_);
   pinned_ = std::move(serials);
 }
@@ -65,8 +66,8 @@ ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds
   if (run.status != 0) {
     std::string detail = firstLine(run.stderrData);
     if (detail.empty()) detail = firstLine(run.stdoutData);
-    throw AdbError(fmt::format("adb {} exited {}{}", shown, run.status,
-                               detail.empty() ? "" : ": " + detail));
+    throw AdbError(
+        fmt::format("adb {} exited {}{}", shown, run.status, detail.empty() ? "" : ": " + detail));
   }
   return run;
 }
@@ -100,8 +101,8 @@ std::string AdbBridge::run(const std::string& serial, const std::vector<std::str
   return runChecked(forSerial(serial, arguments), timeout).stdoutData;
 }
 
-std::string AdbBridge::runData(const std::string& serial,
-                               const std::vector<std::string>& arguments, Seconds timeout) {
+std::string AdbBridge::runData(const std::string& serial, const std::vector<std::string>& arguments,
+                               Seconds timeout) {
   return run(serial, arguments, timeout);
 }
 
@@ -129,8 +130,8 @@ std::string AdbBridge::shell(const std::string& serial, const std::string& comma
   auto split = shellStatus(serial, command, timeout);
   if (split.status != 0) {
     std::string detail = firstLine(split.output);
-    throw AdbError(fmt::format("'{}' failed on {} with status {}{}", command, serial,
-                               split.status, detail.empty() ? "" : ": " + detail));
+    throw AdbError(fmt::format("'{}' failed on {} with status {}{}", command, serial, split.status,
+                               detail.empty() ? "" : ": " + detail));
   }
   return split.output;
 }
@@ -149,15 +150,15 @@ std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,
                                           const std::vector<RememberedTablet>& remembered,
                                           const std::optional<std::string>& signedInUserId) {
   std::vector<AdbDevice> connections;
-  for (auto& parsed : devices(onlyLumivale)) connections.push_back(std::move(parsed.device));
+  for (auto& parsed : devices(onlyLumivale))
+    connections.push_back(std::move(parsed.device));
   return AdbTablets::group(connections, remembered, signedInUserId);
 }
 
 std::optional<std::string> AdbBridge::connectionSerial(
     const std::string& pinned, bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
     const std::optional<std::string>& signedInUserId) {
-  auto choice =
-      AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId), pinned);
+  auto choice = AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId), pinned);
   if (!choice.selected) return std::nullopt;
   return checkedSerial(choice.selected->serial, remembered);
 }

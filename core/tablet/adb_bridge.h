@@ -48,13 +48,13 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
                   Seconds timeout);
   std::string runData(const std::string& serial, const std::vector<std::string>& arguments,
                       Seconds timeout);
-  std::string runReadingStderr(const std::string& serial,
-                               const std::vector<std::string>& arguments, Seconds timeout);
+  std::string runReadingStderr(const std::string& serial, const std::vector<std::string>& arguments,
+                               Seconds timeout);
   // One line in the tablet's shell; a non-zero remote status throws AdbError.
   std::string shell(const std::string& serial, const std::string& command,
                     Seconds timeout) override;
-  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments,
-              Seconds timeout, ToolCancel* cancel) override;
+  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
+              ToolCancel* cancel) override;
 
   // Listing and choosing.
   std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale);
@@ -116,8 +116,8 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
                                Seconds timeout);
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
-  void putSetting(const std::string& serial, const std::string& nameSpace,
-                  const std::string& key, int value);
+  void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
+                  int value);
 
   const std::filesystem::path adbPath_;
   const Environment environment_;

@@ -70,8 +70,8 @@ std::optional<std::string> AdbBridge::getSetting(const std::string& serial,
                                                  const std::string& nameSpace,
                                                  const std::string& key) {
   std::string value = trimmedLine(shell(
-      serial, "settings get " + AdbHandOff::shellQuoted(nameSpace) + " " +
-                  AdbHandOff::shellQuoted(key),
+      serial,
+      "settings get " + AdbHandOff::shellQuoted(nameSpace) + " " + AdbHandOff::shellQuoted(key),
       kSettingTimeout));
   if (value.empty() || value == "null") return std::nullopt;
   return value;

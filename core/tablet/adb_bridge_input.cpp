@@ -98,24 +98,24 @@ void AdbBridge::tap(const std::string& serial, int x, int y,
 
 void AdbBridge::typeText(const std::string& serial, const std::string& text) {
   if (!AdbHandOff::isTypeable(text))
-    throw AdbError(fmt::format("text cannot be typed over adb ({} printable ASCII characters at most)",
-                               AdbHandOff::maxTypedCharacters));
-  shell(serial,
-        "input text " + AdbHandOff::shellQuoted(AdbHandOff::inputTextArgument(text)),
+    throw AdbError(
+        fmt::format("text cannot be typed over adb ({} printable ASCII characters at most)",
+                    AdbHandOff::maxTypedCharacters));
+  shell(serial, "input text " + AdbHandOff::shellQuoted(AdbHandOff::inputTextArgument(text)),
         kInputTimeout);
 }
 
 void AdbBridge::startActivity(const std::string& serial, const std::vector<std::string>& args) {
   std::string line = "am start";
-  for (const auto& arg : args) line += " " + AdbHandOff::shellQuoted(arg);
+  for (const auto& arg : args)
+    line += " " + AdbHandOff::shellQuoted(arg);
   auto result = shellStatus(serial, line + " 2>&1", kInputTimeout);
   // am may report a failed start in its output while still ending with status 0.
   for (auto text : AdbParse::lines(result.output)) {
     if (text.starts_with("Error") || text.find("Exception") != std::string_view::npos)
       throw AdbError("am start failed: " + std::string(text));
   }
-  if (result.status != 0)
-    throw AdbError(fmt::format("am start failed: status {}", result.status));
+  if (result.status != 0) throw AdbError(fmt::format("am start failed: status {}", result.status));
 }
 
 void AdbBridge::openURL(const std::string& serial, const std::string& url) {

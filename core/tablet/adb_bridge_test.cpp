@@ -62,7 +62,8 @@ TEST_F(AdbBridgeTest, ARunPastItsDeadlineFails) {
 
 TEST_F(AdbBridgeTest, APinnedBridgeRefusesOtherSerials) {
   adb.tabletTool("true", "exit 0\n");
-  bridge.pin({"CABLE", {{"CABLE", "device", "LV_1", "usb"}, {"10.0.0.2:5555", "device", "LV_1", "tcp"}}});
+  bridge.pin(
+      {"CABLE", {{"CABLE", "device", "LV_1", "usb"}, {"10.0.0.2:5555", "device", "LV_1", "tcp"}}});
   EXPECT_NO_THROW(bridge.shell("10.0.0.2:5555", "true", Seconds(10)));
   EXPECT_EQ(failureOf([&] { bridge.shell("OTHER", "true", Seconds(10)); }),
             "refusing unpinned adb: serial 'OTHER' is not the chosen tablet");
@@ -70,7 +71,8 @@ TEST_F(AdbBridgeTest, APinnedBridgeRefusesOtherSerials) {
 
 TEST_F(AdbBridgeTest, TextThatCannotBeTypedNeverReachesAdb) {
   adb.tabletTool("input", "echo \"$@\" >> \"$(dirname \"$0\")/typed\"\n");
-  const std::string expected = "text cannot be typed over adb (240 printable ASCII characters at most)";
+  const std::string expected =
+      "text cannot be typed over adb (240 printable ASCII characters at most)";
   EXPECT_EQ(failureOf([&] { bridge.typeText("S", std::string(241, 'a')); }), expected);
   EXPECT_EQ(failureOf([&] { bridge.typeText("S", ""); }), expected);
   EXPECT_EQ(failureOf([&] { bridge.typeText("S", "caf\xc3\xa9"); }), expected);
@@ -84,9 +86,10 @@ TEST_F(AdbBridgeTest, TextThatCannotBeTypedNeverReachesAdb) {
 }
 
 TEST_F(AdbBridgeTest, FactsComeFromOneShellOverCapturedOutputs) {
-  adb.tabletTool("getprop",
-                 "case $1 in ro.product.model) echo LV-1;; ro.build.fingerprint) echo fp;;\n"
-                 "ro.build.display.id) echo 'LV1 2.0 Beta';; ro.build.version.release) echo 13;; esac\n");
+  adb.tabletTool(
+      "getprop",
+      "case $1 in ro.product.model) echo LV-1;; ro.build.fingerprint) echo fp;;\n"
+      "ro.build.display.id) echo 'LV1 2.0 Beta';; ro.build.version.release) echo 13;; esac\n");
   tabletPrints("dumpsys", "dumpsys-battery-android13-mtk8168-tablet-usb-charging.txt");
   tabletPrints("df", "df-android13-mtk8168-tablet-bugreport.txt");
   tabletPrints("cmd", "cmd-wifi-status-android15-samsung-connected-wpa3.txt");
@@ -104,9 +107,9 @@ TEST_F(AdbBridgeTest, FactsComeFromOneShellOverCapturedOutputs) {
   std::string log = adb.log();
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << "one adb run for all facts";
   nlohmann::json json = info;
-  for (const char* field : {"serial", "model", "buildFingerprint", "versionLabel", "channel",
-                            "androidRelease", "batteryPercent", "charging", "dataFreeBytes",
-                            "dataTotalBytes", "wifiSsid", "ipAddress"})
+  for (const char* field :
+       {"serial", "model", "buildFingerprint", "versionLabel", "channel", "androidRelease",
+        "batteryPercent", "charging", "dataFreeBytes", "dataTotalBytes", "wifiSsid", "ipAddress"})
     EXPECT_TRUE(json.contains(field)) << field;
 }
 
@@ -192,8 +195,11 @@ TEST_F(AdbBridgeTest, StartActivityReportsWhatAmSaid) {
 }
 
 TEST_F(AdbBridgeTest, AWifiSerialIsHandedOutOnlyAfterItsCheckIsReadBack) {
-  RememberedTablet known{.serial = "CABLE", .lastIP = "10.0.0.2", .lastPort = 5555,
-                         .checkId = "id1", .checkToken = "tok1"};
+  RememberedTablet known{.serial = "CABLE",
+                         .lastIP = "10.0.0.2",
+                         .lastPort = 5555,
+                         .checkId = "id1",
+                         .checkToken = "tok1"};
   adb.tabletTool("cat", "/bin/cat \"$(dirname \"$0\")/check\" 2>/dev/null\n");
   EXPECT_EQ(bridge.checkedSerial("CABLE", {}), "CABLE");
   EXPECT_EQ(bridge.checkedSerial("10.0.0.2:5555", {known}), std::nullopt);
@@ -213,10 +219,13 @@ TEST(AdbBridgeCacheTest, ConcurrentCallersShareOneBuild) {
   });
   std::vector<std::thread> callers;
   std::vector<std::shared_ptr<AdbBridge>> got(4);
-  for (int i = 0; i < 4; ++i) callers.emplace_back([&, i] { got[i] = cache.get(); });
-  for (auto& caller : callers) caller.join();
+  for (int i = 0; i < 4; ++i)
+    callers.emplace_back([&, i] { got[i] = cache.get(); });
+  for (auto& caller : callers)
+    caller.join();
   EXPECT_EQ(builds, 1);
-  for (const auto& bridge : got) EXPECT_EQ(bridge, got[0]);
+  for (const auto& bridge : got)
+    EXPECT_EQ(bridge, got[0]);
 }
 
 TEST(AdbBridgeCacheTest, AFailedBuildIsTriedAgain) {

@@ -91,8 +91,8 @@ void AdbBridge::leaveCheck(const std::string& cableSerial, const TabletCheck& ch
 }
 
 std::optional<TabletCheck> AdbBridge::readCheck(const std::string& serial) {
-  std::string text = shell(serial, fmt::format("cat {} 2>/dev/null; true", kCheckFile),
-                           kShortTimeout);
+  std::string text =
+      shell(serial, fmt::format("cat {} 2>/dev/null; true", kCheckFile), kShortTimeout);
   auto lines = AdbParse::lines(text);
   if (lines.size() < 2 || lines[0].empty() || lines[1].empty()) return std::nullopt;
   return TabletCheck{std::string(lines[0]), std::string(lines[1])};

@@ -56,8 +56,7 @@ bool answeredVersion(const fs::path& path) {
   }
 }
 
-std::optional<std::string> unusableReason(const AdbCandidate& candidate,
-                                          const AdbSearch& search) {
+std::optional<std::string> unusableReason(const AdbCandidate& candidate, const AdbSearch& search) {
   std::error_code error;
   if (!fs::exists(candidate.path, error)) return "is not there";
   if (candidate.source == AdbSource::lumivaleCopy && search.ownCopyCheck) {
@@ -90,7 +89,8 @@ std::vector<AdbCandidate> candidatesOf(const AdbSearch& search) {
 
 std::vector<AdbCandidateLook> unusableReasons(const AdbSearch& search) {
   std::vector<AdbCandidateLook> looks;
-  for (const auto& candidate : candidatesOf(search)) looks.push_back(lookAt(candidate, search));
+  for (const auto& candidate : candidatesOf(search))
+    looks.push_back(lookAt(candidate, search));
   return looks;
 }
 

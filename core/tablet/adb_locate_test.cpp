@@ -11,13 +11,15 @@ namespace fs = std::filesystem;
 
 std::vector<AdbSource> sourcesOf(const std::vector<AdbCandidate>& candidates) {
   std::vector<AdbSource> sources;
-  for (const auto& candidate : candidates) sources.push_back(candidate.source);
+  for (const auto& candidate : candidates)
+    sources.push_back(candidate.source);
   return sources;
 }
 
 TEST(AdbLocateTest, CandidatesComeInTheirDeclaredOrder) {
-  auto all = AdbLocate::candidates({{"ANDROID_HOME", "/sdk/home"}, {"ANDROID_SDK_ROOT", "/sdk/root"}},
-                                   "/home/u", "/opt/lumivale", "/data/lumivale");
+  auto all =
+      AdbLocate::candidates({{"ANDROID_HOME", "/sdk/home"}, {"ANDROID_SDK_ROOT", "/sdk/root"}},
+                            "/home/u", "/opt/lumivale", "/data/lumivale");
   EXPECT_EQ(sourcesOf(all),
             (std::vector<AdbSource>{AdbSource::appBundle, AdbSource::androidHome,
                                     AdbSource::androidSdkRoot, AdbSource::androidStudio,
@@ -43,13 +45,14 @@ TEST(AdbLocateTest, TheMissingMessageMentionsAFailedOwnCopy) {
       "you: click Get Android’s tools in Devices, or run lumivale tools install "
       "--agree-to-google-terms in Terminal. If you use Homebrew, brew install --cask "
       "android-platform-tools works too.";
-  AdbCandidateLook own{{"/data/l/platform-tools/adb", AdbSource::lumivaleCopy}, std::nullopt,
-                       "is not there"};
+  AdbCandidateLook own{
+      {"/data/l/platform-tools/adb", AdbSource::lumivaleCopy}, std::nullopt, "is not there"};
   EXPECT_EQ(AdbLocate::missingMessage({own}), missing);
   own.problem = "failed its check: checksum mismatch";
   EXPECT_EQ(AdbLocate::missingMessage({own}),
             "The app’s copy of Android’s tools did not pass its check (checksum mismatch), so it "
-            "was not used. " + missing);
+            "was not used. " +
+                missing);
 }
 
 class AdbSearchTest : public ::testing::Test {

@@ -14,7 +14,8 @@ using testing::androidOutput;
 
 std::vector<std::string> serialsOf(std::string_view output) {
   std::vector<std::string> serials;
-  for (const auto& parsed : AdbParse::devices(output)) serials.push_back(parsed.device.serial);
+  for (const auto& parsed : AdbParse::devices(output))
+    serials.push_back(parsed.device.serial);
   return serials;
 }
 
@@ -38,7 +39,8 @@ TEST(AdbParseDevicesTest, ReadsUsbLinesWithTheirPieces) {
             "G8S1KT061474031B       device usb:3-4 product:trona model:KFTRWI device:trona "
             "transport_id:2");
 
-  auto multi = AdbParse::devices(androidOutput("adb-devices-l-wahoo-elemnt-unauthorized-then-usb.txt"));
+  auto multi =
+      AdbParse::devices(androidOutput("adb-devices-l-wahoo-elemnt-unauthorized-then-usb.txt"));
   ASSERT_EQ(multi.size(), 2u);
   EXPECT_EQ(multi[0].device, (AdbDevice{"43212600473", "unauthorized", std::nullopt, "usb"}));
   EXPECT_EQ(multi[1].device.model, "ELEMNT_BOLT");
@@ -59,8 +61,8 @@ TEST(AdbParseDevicesTest, TellsWifiConnectionsByTheirSerial) {
 
   auto mdns = AdbParse::devices(androidOutput("adb-devices-mdns-and-emulator-crlf.txt"));
   ASSERT_EQ(mdns.size(), 2u);
-  EXPECT_EQ(mdns[0].device, (AdbDevice{"adb-33311HFDD8N2PQ-a4QqY3._adb-tls-connect._tcp",
-                                       "device", std::nullopt, "tcp"}));
+  EXPECT_EQ(mdns[0].device, (AdbDevice{"adb-33311HFDD8N2PQ-a4QqY3._adb-tls-connect._tcp", "device",
+                                       std::nullopt, "tcp"}));
   EXPECT_EQ(mdns[1].device, (AdbDevice{"emulator-5554", "device", std::nullopt, std::nullopt}));
   EXPECT_EQ(mdns[1].raw.back(), 'e') << "no carriage return is kept";
 
@@ -83,8 +85,8 @@ TEST(AdbParseDevicesTest, KeepsOddEndingsAndDropsLinesWithoutAState) {
 }
 
 TEST(AdbParseDevicesTest, ReadsEveryListingOfARepeatedTranscript) {
-  auto runs =
-      AdbParse::devices(androidOutput("adb-devices-l-huawei-daemon-unauthorized-tcp-usb-4-runs.txt"));
+  auto runs = AdbParse::devices(
+      androidOutput("adb-devices-l-huawei-daemon-unauthorized-tcp-usb-4-runs.txt"));
   ASSERT_EQ(runs.size(), 3u);
   EXPECT_EQ(runs[0].device.state, "unauthorized");
   EXPECT_EQ(runs[1].device.transport, "tcp");
@@ -119,8 +121,9 @@ TEST(AdbParseFactsTest, Battery) {
   EXPECT_EQ(AdbParse::battery(androidOutput("dumpsys-battery-samsung-usb-full-vendor-lines.txt")),
             (AdbParse::Battery{100, true}));
   // "Capacity level:" is not the level.
-  EXPECT_EQ(AdbParse::battery(androidOutput("dumpsys-battery-clusterfuzz-2024-ac-capacity-level.txt")),
-            (AdbParse::Battery{80, true}));
+  EXPECT_EQ(
+      AdbParse::battery(androidOutput("dumpsys-battery-clusterfuzz-2024-ac-capacity-level.txt")),
+      (AdbParse::Battery{80, true}));
   EXPECT_EQ(AdbParse::battery(""), (AdbParse::Battery{}));
 }
 
@@ -155,8 +158,8 @@ TEST(AdbParseFactsTest, NetworkName) {
             std::nullopt);
   EXPECT_EQ(AdbParse::wifiSsidFromDumpsys("mWifiInfo SSID: \"<unknown ssid>\", BSSID: x"),
             std::nullopt);
-  EXPECT_TRUE(AdbParse::wifiSsidFromDumpsys(androidOutput(
-      "dumpsys-wifi-android14-xiaomi-pad6-tablet-connected-mwifiinfo-excerpt.txt")));
+  EXPECT_TRUE(AdbParse::wifiSsidFromDumpsys(
+      androidOutput("dumpsys-wifi-android14-xiaomi-pad6-tablet-connected-mwifiinfo-excerpt.txt")));
 }
 
 TEST(AdbParseFactsTest, Channel) {
@@ -167,10 +170,12 @@ TEST(AdbParseFactsTest, Channel) {
 }
 
 TEST(AdbParseScreenTest, WakefulnessAndKeyguard) {
-  EXPECT_EQ(AdbParse::wakefulness(androidOutput("dumpsys-power-android13-mtk8168-tablet-asleep-full.txt")),
+  EXPECT_EQ(AdbParse::wakefulness(
+                androidOutput("dumpsys-power-android13-mtk8168-tablet-asleep-full.txt")),
             "Asleep");
-  EXPECT_EQ(AdbParse::wakefulness(androidOutput("dumpsys-power-xiaomi-hyperos-dozing-head-excerpt.txt")),
-            "Dozing");
+  EXPECT_EQ(
+      AdbParse::wakefulness(androidOutput("dumpsys-power-xiaomi-hyperos-dozing-head-excerpt.txt")),
+      "Dozing");
   EXPECT_EQ(AdbParse::wakefulness("mWakefulnessChanging=false\n"), std::nullopt);
 
   EXPECT_EQ(AdbParse::keyguardShowing(
@@ -184,7 +189,8 @@ TEST(AdbParseScreenTest, WakefulnessAndKeyguard) {
 }
 
 TEST(AdbParseScreenTest, FrameFollowsTheRotation) {
-  const std::string prefix = "dumpsys-window-grep-display-lines-android12-emui14-huawei-matepad-pro-";
+  const std::string prefix =
+      "dumpsys-window-grep-display-lines-android12-emui14-huawei-matepad-pro-";
   auto wm = androidOutput("wm-size-override-android12-emui14-huawei-matepad-pro-tablet.txt");
   EXPECT_EQ(AdbParse::screenFrame(wm, androidOutput(prefix + "tablet-landscape-rotation90.txt")),
             (ScreenFrame{2560, 1600, 1}));
@@ -208,9 +214,10 @@ TEST(AdbParseMiscTest, MdnsFocusAndSections) {
   EXPECT_EQ(services[1], (MdnsService{"adb-1558369949000TE-dPaZrc", "_adb-tls-pairing._tcp.",
                                       "192.168.50.217", 39729}));
 
-  EXPECT_EQ(AdbParse::focusedActivity(androidOutput(
-                "dumpsys-window-grep-mCurrentFocus-android12-emui14-huawei-matepad-pro-tablet.txt")),
-            "com.takahashirinta.ncrust/com.takahashirinta.ncrust.MainActivity");
+  EXPECT_EQ(
+      AdbParse::focusedActivity(androidOutput(
+          "dumpsys-window-grep-mCurrentFocus-android12-emui14-huawei-matepad-pro-tablet.txt")),
+      "com.takahashirinta.ncrust/com.takahashirinta.ncrust.MainActivity");
 
   std::string joined = "@@one\nfirst\r\n@@two\nsecond\nmore";
   EXPECT_EQ(AdbParse::section(joined, "one"), "first\n");

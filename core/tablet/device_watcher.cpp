@@ -11,8 +11,8 @@ namespace lumivale {
 
 DeviceWatcher::DeviceWatcher(const AdbBridge& bridge, std::function<void()> changed) {
   try {
-    child_ = Spawn::launch(bridge.adbPath().string(), {"track-devices"}, bridge.environment(),
-                           true, false);
+    child_ = Spawn::launch(bridge.adbPath().string(), {"track-devices"}, bridge.environment(), true,
+                           false);
   } catch (const Spawn::Failure& failure) {
     throw AdbError(failure.message());
   }

@@ -21,8 +21,8 @@ struct StandinHooks {
     auto serial = environment.find("LUMIVALE_STANDIN_SERIAL");
     if (serial != environment.end() && !serial->second.empty()) hooks.serial = serial->second;
     auto only = environment.find("LUMIVALE_STANDIN_ONLY");
-    hooks.only = hooks.serial && only != environment.end() && !only->second.empty() &&
-                 only->second != "0";
+    hooks.only =
+        hooks.serial && only != environment.end() && !only->second.empty() && only->second != "0";
     return hooks;
   }
 };

@@ -32,8 +32,9 @@ std::vector<AdbTablet> group(const std::vector<AdbDevice>& devices,
                              const std::optional<std::string>& signedInUserId) {
   std::vector<AdbTablet> tablets;
   auto add = [&](const std::string& tabletSerial, const AdbDevice& device) {
-    auto found = std::find_if(tablets.begin(), tablets.end(),
-                              [&](const AdbTablet& tablet) { return tablet.serial == tabletSerial; });
+    auto found = std::find_if(tablets.begin(), tablets.end(), [&](const AdbTablet& tablet) {
+      return tablet.serial == tabletSerial;
+    });
     if (found == tablets.end())
       tablets.push_back({tabletSerial, {device}});
     else

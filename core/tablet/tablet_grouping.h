@@ -31,7 +31,7 @@ std::vector<AdbTablet> group(const std::vector<AdbDevice>& devices,
 // The connection to use and the state it gives.
 struct Choice {
   std::optional<AdbDevice> selected;
-  TabletState state;
+  TabletState state = TabletState::notConnected;
 };
 Choice choose(const std::vector<AdbTablet>& tablets, const std::optional<std::string>& pinned,
               bool looking = false);

@@ -5,11 +5,14 @@
 namespace lumivale {
 namespace {
 
-AdbParse::ParsedDevice line(const std::string& raw) { return AdbParse::devices(raw).at(0); }
+AdbParse::ParsedDevice line(const std::string& raw) {
+  return AdbParse::devices(raw).at(0);
+}
 
 std::vector<std::string> serialsOf(const std::vector<AdbParse::ParsedDevice>& parsed) {
   std::vector<std::string> serials;
-  for (const auto& entry : parsed) serials.push_back(entry.device.serial);
+  for (const auto& entry : parsed)
+    serials.push_back(entry.device.serial);
   return serials;
 }
 
@@ -17,7 +20,9 @@ const AdbDevice cable{"LV1CABLE", "device", "LV_1", "usb"};
 const AdbDevice wifi{"10.0.0.2:5555", "device", "LV_1", "tcp"};
 
 RememberedTablet rememberedBy(std::optional<std::string> userId) {
-  return {.serial = "LV1CABLE", .lastIP = "10.0.0.2", .lastPort = 5555,
+  return {.serial = "LV1CABLE",
+          .lastIP = "10.0.0.2",
+          .lastPort = 5555,
           .accountUserId = std::move(userId)};
 }
 

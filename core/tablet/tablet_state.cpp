@@ -14,11 +14,11 @@ TabletState ofConnection(const AdbDevice& connection) {
 }  // namespace
 
 TabletState TabletState::of(const std::optional<AdbDevice>& selected,
-                            const std::vector<AdbTablet>& tablets, bool looking, const std::optional<std::string>& pinned) {
+                            const std::vector<AdbTablet>& tablets, bool looking,
+                            const std::optional<std::string>& pinned) {
   if (selected) return ofConnection(*selected);
-  if (pinned && std::none_of(tablets.begin(), tablets.end(), [&](const AdbTablet& tablet) {
-        return tablet.hasSerial(*pinned);
-      }))
+  if (pinned && std::none_of(tablets.begin(), tablets.end(),
+                             [&](const AdbTablet& tablet) { return tablet.hasSerial(*pinned); }))
     return TabletState::chosenAway;
   if (tablets.size() > 1) return TabletState::choose;
   if (tablets.empty()) return looking ? TabletState::looking : TabletState::notConnected;
