@@ -39,6 +39,7 @@ class TabletRunner : public AdbFileRunner {
   const testing::StandinTablet& tablet_;
 };
 
+// Every adb run of both sides goes the same way: the real adb, started by ToolRun.
 // The median wall time of `runs` calls, each after `prepare`.
 double median(
     int runs, const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
@@ -107,17 +108,23 @@ int run(bool quick) {
     if (files.list("/sdcard/Big", false).size() != entries) throw Error("short listing");
   });
   const double bareFind = median(runs, [&] {
-    check(tablet.shell("find /sdcard/Big/ -mindepth 1 -maxdepth 1 -printf '%M|%s|%T@|' -print0"),
-          "find");
+    check(
+        runner.run(
+            "", {"shell", "find /sdcard/Big/ -mindepth 1 -maxdepth 1 -printf '%M|%s|%T@|' -print0"},
+            Seconds(600), nullptr),
+        "find");
   });
   report("list 10,000 entries vs adb shell find -printf", listing, bareFind, "<= 1.2x");
   // One adb shell stat per entry, timed on a sample and scaled to the whole folder.
   const std::size_t sample = quick ? 20 : 200;
   const double perStat = median(1, [&] {
     for (std::size_t i = 0; i < sample; ++i)
-      check(
-          tablet.shell(fmt::format("stat -c '%f|%s|%Y|%n' -- '/sdcard/Big/document {:05}.pdf'", i)),
-          "stat");
+      check(runner.run("",
+                       {"shell", fmt::format("stat -c '%f|%s|%Y|%n' -- "
+                                             "'/sdcard/Big/document {:05}.pdf'",
+                                             i)},
+                       Seconds(60), nullptr),
+            "stat");
   });
   report("list 10,000 entries vs one adb shell stat per entry*", listing,
          perStat * static_cast<double>(entries) / static_cast<double>(sample), "(far below 1x)");
@@ -131,7 +138,8 @@ int run(bool quick) {
   const double barePush = median(
       runs > 1 ? 3 : 1,
       [&] {
-        check(tablet.adb({"push", big.string(), "/sdcard/raw.bin"}, Seconds(3600)), "adb push");
+        check(runner.run("", {"push", big.string(), "/sdcard/raw.bin"}, Seconds(3600), nullptr),
+              "adb push");
       },
       [&] { fs::remove(storage / "raw.bin"); });
   const double ourPush = median(
@@ -144,8 +152,8 @@ int run(bool quick) {
   const double barePull = median(
       runs > 1 ? 3 : 1,
       [&] {
-        check(tablet.adb({"pull", "-a", "/sdcard/raw.bin", (local / "raw-back.bin").string()},
-                         Seconds(3600)),
+        check(runner.run("", {"pull", "-a", "/sdcard/raw.bin", (local / "raw-back.bin").string()},
+                         Seconds(3600), nullptr),
               "adb pull");
       },
       [&] { fs::remove(local / "raw-back.bin"); });
@@ -172,7 +180,8 @@ int run(bool quick) {
   const double bareFolder = median(
       runs > 1 ? 3 : 1,
       [&] {
-        check(tablet.adb({"push", folder.string(), "/sdcard/RawSmall"}, Seconds(600)), "adb push");
+        check(runner.run("", {"push", folder.string(), "/sdcard/RawSmall"}, Seconds(600), nullptr),
+              "adb push");
       },
       [&] { fs::remove_all(storage / "RawSmall"); });
   const double ourFolder = median(
