@@ -2,6 +2,7 @@
 // the same work, measured in one run and reported as ratios. Run as root (the stand-in
 // chroots): build/bench/bench/files_bench [--quick]
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -40,18 +41,37 @@ class TabletRunner : public AdbFileRunner {
 };
 
 // Every adb run of both sides goes the same way: the real adb, started by ToolRun.
-// The median wall time of `runs` calls, each after `prepare`.
-double median(
-    int runs, const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
-  std::vector<double> seconds;
-  for (int i = 0; i < runs; ++i) {
-    prepare();
-    auto start = Clock::now();
-    work();
-    seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
-  }
+struct Timings {
+  double ours;
+  double bare;
+};
+
+double medianOf(std::vector<double> seconds) {
   std::sort(seconds.begin(), seconds.end());
   return seconds[seconds.size() / 2];
+}
+
+double timed(const std::function<void()>& work) {
+  // Dirty pages of the previous run would otherwise be written back during this one.
+  ::sync();
+  auto start = Clock::now();
+  work();
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Median wall times of `runs` calls of each side, taken in turns so that both meet the
+// same machine; `prepare` runs before every call and is not timed.
+Timings compare(
+    int runs, const std::function<void()>& ours, const std::function<void()>& bare,
+    const std::function<void()>& prepare = [] {}) {
+  std::vector<double> oursSeconds, bareSeconds;
+  for (int i = 0; i < runs; ++i) {
+    prepare();
+    bareSeconds.push_back(timed(bare));
+    prepare();
+    oursSeconds.push_back(timed(ours));
+  }
+  return {medianOf(oursSeconds), medianOf(bareSeconds)};
 }
 
 void writeNoise(const fs::path& path, std::uint64_t size) {
@@ -98,35 +118,35 @@ int run(bool quick) {
   std::cout << fmt::format("{:<52} {:>11} {:>11} {:>8}   {}\n", "", "lumivale", "bare adb", "ratio",
                            "goal");
 
+  auto bare = [&](std::vector<std::string> arguments, const char* what) {
+    check(runner.run("", arguments, Seconds(3600), nullptr), what);
+  };
+  const int transferRuns = quick ? 1 : 3;
+
   // Listing a folder of 10,000 entries.
   const std::size_t entries = 10'000;
   fs::create_directories(storage / "Big");
   for (std::size_t i = 0; i < entries; ++i)
     std::ofstream(storage / "Big" / fmt::format("document {:05}.pdf", i)) << i;
   files.list("/sdcard/Big", false);  // finds and remembers the format
-  const double listing = median(runs, [&] {
-    if (files.list("/sdcard/Big", false).size() != entries) throw Error("short listing");
-  });
-  const double bareFind = median(runs, [&] {
-    check(
-        runner.run(
-            "", {"shell", "find /sdcard/Big/ -mindepth 1 -maxdepth 1 -printf '%M|%s|%T@|' -print0"},
-            Seconds(600), nullptr),
-        "find");
-  });
-  report("list 10,000 entries vs adb shell find -printf", listing, bareFind, "<= 1.2x");
+  const Timings listing = compare(
+      runs,
+      [&] {
+        if (files.list("/sdcard/Big", false).size() != entries) throw Error("short listing");
+      },
+      [&] {
+        bare({"shell", "find /sdcard/Big/ -mindepth 1 -maxdepth 1 -printf '%M|%s|%T@|' -print0"},
+             "find");
+      });
+  report("list 10,000 entries vs adb shell find -printf", listing.ours, listing.bare, "<= 1.2x");
   // One adb shell stat per entry, timed on a sample and scaled to the whole folder.
   const std::size_t sample = quick ? 20 : 200;
-  const double perStat = median(1, [&] {
+  const double perStat = timed([&] {
     for (std::size_t i = 0; i < sample; ++i)
-      check(runner.run("",
-                       {"shell", fmt::format("stat -c '%f|%s|%Y|%n' -- "
-                                             "'/sdcard/Big/document {:05}.pdf'",
-                                             i)},
-                       Seconds(60), nullptr),
-            "stat");
+      bare({"shell", fmt::format("stat -c '%f|%s|%Y|%n' -- '/sdcard/Big/document {:05}.pdf'", i)},
+           "stat");
   });
-  report("list 10,000 entries vs one adb shell stat per entry*", listing,
+  report("list 10,000 entries vs one adb shell stat per entry*", listing.ours,
          perStat * static_cast<double>(entries) / static_cast<double>(sample), "(far below 1x)");
   fs::remove_all(storage / "Big");
 
@@ -135,41 +155,33 @@ int run(bool quick) {
   const fs::path big = local / "big.bin";
   writeNoise(big, bigBytes);
   const long rssBefore = peakRssKiB();
-  const double barePush = median(
-      runs > 1 ? 3 : 1,
-      [&] {
-        check(runner.run("", {"push", big.string(), "/sdcard/raw.bin"}, Seconds(3600), nullptr),
-              "adb push");
-      },
-      [&] { fs::remove(storage / "raw.bin"); });
-  const double ourPush = median(
-      runs > 1 ? 3 : 1, [&] { files.push(big, "/sdcard", std::nullopt, CollisionPolicy::replace); },
-      [&] { fs::remove(storage / "big.bin"); });
   const std::string size = fmt::format("{} MiB", bigBytes / MiB);
-  std::cout << fmt::format("{:<52} {:>9.1f} MB/s {:>6.1f} MB/s {:>6.2f}x   >= 0.9x\n",
-                           "push " + size + " (throughput)", bigBytes / ourPush / 1e6,
-                           bigBytes / barePush / 1e6, barePush / ourPush);
-  const double barePull = median(
-      runs > 1 ? 3 : 1,
-      [&] {
-        check(runner.run("", {"pull", "-a", "/sdcard/raw.bin", (local / "raw-back.bin").string()},
-                         Seconds(3600), nullptr),
-              "adb pull");
-      },
-      [&] { fs::remove(local / "raw-back.bin"); });
-  const double ourPull = median(
-      runs > 1 ? 3 : 1, [&] { files.pull("/sdcard/big.bin", local / "back.bin"); },
-      [&] { fs::remove(local / "back.bin"); });
-  std::cout << fmt::format("{:<52} {:>9.1f} MB/s {:>6.1f} MB/s {:>6.2f}x   >= 0.9x\n",
-                           "pull " + size + " (throughput)", bigBytes / ourPull / 1e6,
-                           bigBytes / barePull / 1e6, barePull / ourPull);
-  const long rssAfter = peakRssKiB();
+  auto throughput = [&](const std::string& what, const Timings& timings) {
+    std::cout << fmt::format("{:<52} {:>7.1f} MB/s {:>6.1f} MB/s {:>6.2f}x   >= 0.9x\n",
+                             what + " (throughput)", bigBytes / timings.ours / 1e6,
+                             bigBytes / timings.bare / 1e6, timings.bare / timings.ours);
+  };
+  throughput(
+      "push " + size,
+      compare(
+          transferRuns, [&] { files.push(big, "/sdcard", std::nullopt, CollisionPolicy::ask); },
+          [&] {
+            bare({"push", big.string(), "/sdcard/big.bin"}, "adb push");
+          },
+          [&] { fs::remove(storage / "big.bin"); }));
+  throughput(
+      "pull " + size,
+      compare(
+          transferRuns, [&] { files.pull("/sdcard/big.bin", local / "back.bin"); },
+          [&] {
+            bare({"pull", "-a", "/sdcard/big.bin", (local / "back.bin").string()}, "adb pull");
+          },
+          [&] { fs::remove(local / "back.bin"); }));
   std::cout << fmt::format(
-      "peak RSS of this process: {} KiB before the transfers, {} KiB after "
-      "({} MiB moved each way)\n",
-      rssBefore, rssAfter, bigBytes / MiB * 2);
+      "peak RSS of this process: {} KiB before the transfers, {} KiB after them\n", rssBefore,
+      peakRssKiB());
   fs::remove(big);
-  fs::remove(storage / "raw.bin");
+  fs::remove(local / "back.bin");
   fs::remove(storage / "big.bin");
 
   // A folder of 1,000 small files.
@@ -177,18 +189,13 @@ int run(bool quick) {
   fs::create_directories(folder);
   for (int i = 0; i < 1000; ++i)
     std::ofstream(folder / fmt::format("note {:04}.txt", i)) << std::string(2048, 'n');
-  const double bareFolder = median(
-      runs > 1 ? 3 : 1,
+  const Timings small = compare(
+      transferRuns, [&] { files.push(folder, "/sdcard", std::nullopt, CollisionPolicy::ask); },
       [&] {
-        check(runner.run("", {"push", folder.string(), "/sdcard/RawSmall"}, Seconds(600), nullptr),
-              "adb push");
+        bare({"push", folder.string(), "/sdcard/Small"}, "adb push");
       },
-      [&] { fs::remove_all(storage / "RawSmall"); });
-  const double ourFolder = median(
-      runs > 1 ? 3 : 1,
-      [&] { files.push(folder, "/sdcard", std::nullopt, CollisionPolicy::replace); },
       [&] { fs::remove_all(storage / "Small"); });
-  report("push a folder of 1,000 small files vs adb push", ourFolder, bareFolder, "(near 1x)");
+  report("push a folder of 1,000 small files vs adb push", small.ours, small.bare, "(near 1x)");
   std::cout << "* one stat per entry is timed on " << sample << " entries and scaled to " << entries
             << "\n";
   fs::remove_all(local);
