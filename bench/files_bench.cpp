@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include "core/files/adb_files.h"
+#include "core/tablet/adb_bridge.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -26,21 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t MiB = 1024 * 1024;
 
-class TabletRunner : public AdbFileRunner {
- public:
-  explicit TabletRunner(const testing::StandinTablet& tablet) : tablet_(tablet) {}
-  ToolRun run(const std::string&, const std::vector<std::string>& arguments, Seconds timeout,
-              ToolCancel* cancel) override {
-    std::vector<std::string> all{"-s", tablet_.serial()};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return ToolRun::runIn(tablet_.adbEnvironment(), "/usr/bin/adb", all, timeout, cancel);
-  }
-
- private:
-  const testing::StandinTablet& tablet_;
-};
-
-// Every adb run of both sides goes the same way: the real adb, started by ToolRun.
+// Every adb run of both sides goes the same way: the real adb, through the bridge.
 struct Timings {
   double ours;
   double bare;
@@ -108,8 +95,9 @@ void report(const char* what, double ours, double bare, const char* goal) {
 
 int run(bool quick) {
   testing::StandinTablet tablet;
-  TabletRunner runner(tablet);
-  AdbFiles files(runner, tablet.serial(), TransferLimits::standard(),
+  // Debian's adb, run by the bridge the program itself uses.
+  AdbBridge bridge("/usr/bin/adb", tablet.adbEnvironment());
+  AdbFiles files(bridge, tablet.serial(), TransferLimits::standard(),
                  std::make_shared<ListingFormatCache>());
   const fs::path storage = tablet.storageFolder();
   std::string pattern = (fs::temp_directory_path() / "lumivale-bench-XXXXXX").string();
@@ -119,7 +107,7 @@ int run(bool quick) {
                            "goal");
 
   auto bare = [&](std::vector<std::string> arguments, const char* what) {
-    check(runner.run("", arguments, Seconds(3600), nullptr), what);
+    check(bridge.run(tablet.serial(), arguments, Seconds(3600), nullptr), what);
   };
   const int transferRuns = quick ? 1 : 3;
 

@@ -24,6 +24,9 @@ class FilesCliTest : public StandinFilesTest {
     StandinFilesTest::SetUp();
     environment = tablet->adbEnvironment();
     environment["LUMIVALE_CONFIG_DIR"] = (local / "config").string();
+    // The stand-in is reached over TCP; these let it count as the cabled tablet.
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
+    environment["LUMIVALE_STANDIN_ONLY"] = "1";
     fs::create_directories(local / "config");
   }
 
