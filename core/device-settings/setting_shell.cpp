@@ -68,18 +68,25 @@ std::vector<Answer> run(AdbRunner& runner, const std::string& serial,
   return answers(runner.shell(serial, line(commands), timeout), commands);
 }
 
-std::string check(AdbRunner& runner, const std::string& serial, const std::string& command,
-                  Seconds timeout) {
-  auto answer = std::move(run(runner, serial, {command}, timeout).front());
-  requireSuccess(answer, command);
-  return answer.output;
+std::vector<std::string> outputs(const std::vector<Answer>& answers,
+                                 const std::vector<std::string>& commands) {
+  std::vector<std::string> result;
+  for (size_t index = 0; index < answers.size(); ++index) {
+    const auto& answer = answers[index];
+    if (answer.status != 0) {
+      auto said = SettingParse::firstLine(answer.output);
+      throw SettingError::unexpectedOutput(said.empty() ? "'" + commands[index] + "' exited " +
+                                                              std::to_string(answer.status)
+                                                        : said);
+    }
+    result.push_back(answer.output);
+  }
+  return result;
 }
 
-void requireSuccess(const Answer& answer, const std::string& command) {
-  if (answer.status == 0) return;
-  auto said = SettingParse::firstLine(answer.output);
-  throw SettingError::unexpectedOutput(
-      said.empty() ? "'" + command + "' exited " + std::to_string(answer.status) : said);
+std::vector<std::string> check(AdbRunner& runner, const std::string& serial,
+                               const std::vector<std::string>& commands, Seconds timeout) {
+  return outputs(run(runner, serial, commands, timeout), commands);
 }
 
 }  // namespace lumivale::SettingShell
