@@ -31,6 +31,13 @@ bool parseShellService(std::string_view service, bool& v2, std::string& command)
   return true;
 }
 
+// mksh answers `realpath` itself, so hiding the program alone would not hide it;
+// an alias on a line of its own sends the name to the (missing) program instead.
+std::string withHiddenBuiltins(const FaultSettings& faults, std::string command) {
+  if (!faults.hiddenTools.contains("realpath")) return command;
+  return "alias realpath=/system/bin/realpath\n" + command;
+}
+
 }  // namespace
 
 std::string deviceBanner(bool shellV2) {
@@ -44,12 +51,16 @@ AdbConnection::AdbConnection(UniqueFd fd, const DeviceContext& context)
     : socket_(std::move(fd)), context_(context) {}
 
 AdbConnection::~AdbConnection() {
-  for (auto& [id, stream] : streams_)
-    stream->closeFromHost();
+  endStreams();
+}
+
+void AdbConnection::endStreams() {
+  streams_.clear();
   for (auto& worker : workers_) {
     worker->stream->closeFromHost();
     worker->thread.join();
   }
+  workers_.clear();
 }
 
 bool AdbConnection::handshake(const FaultSettings& faults) {
@@ -80,6 +91,12 @@ bool AdbConnection::handshake(const FaultSettings& faults) {
 
 void AdbConnection::run() {
   if (!handshake(context_.faults.current())) return;
+  serveStreams();
+  // The host is gone: so is every stream, and every command they started.
+  endStreams();
+}
+
+void AdbConnection::serveStreams() {
   Message message;
   while (socket_.read(message)) {
     auto found = streams_.find(message.header.arg1);
@@ -117,12 +134,13 @@ void AdbConnection::open(const Message& message, const FaultSettings& faults) {
   std::string command;
   std::function<void(AdbStream&)> serve;
   if (parseShellService(service, v2, command)) {
+    command = withHiddenBuiltins(faults, std::move(command));
     auto protocol = v2 && shellV2_ ? ShellProtocol::v2 : ShellProtocol::raw;
     serve = [this, command, protocol](AdbStream& stream) {
       runShell(stream, context_.rootPath, command, protocol);
     };
   } else if (service.starts_with("exec:")) {
-    serve = [this, command = service.substr(5)](AdbStream& stream) {
+    serve = [this, command = withHiddenBuiltins(faults, service.substr(5))](AdbStream& stream) {
       runShell(stream, context_.rootPath, command, ShellProtocol::raw);
     };
   } else if (service == "sync:") {

@@ -12,7 +12,8 @@
 //
 // Everything is torn down by the destructor (also when a test fails), and the
 // daemon ends with the test process if that dies first. Two tablets share one
-// adb server when the second is given the first's server.
+// adb server when the second is given the first's:
+//   StandinTablet second(StandinOptions().through(first.adbServer()));
 
 #include <cstdint>
 #include <filesystem>
@@ -53,6 +54,7 @@ class PrivateAdbServer {
   Environment environment_;
 };
 
+// How to start a stand-in: StandinTablet(StandinOptions().fault("v1-shell")).
 struct StandinOptions {
   // Faults to start with, as `lumivale-standin serve --fault` takes them.
   std::vector<std::string> faults;
@@ -60,6 +62,19 @@ struct StandinOptions {
   std::shared_ptr<PrivateAdbServer> adbServer;
   // Whether to run `adb connect` once the daemon listens.
   bool connect = true;
+
+  StandinOptions& fault(std::string spec) {
+    faults.push_back(std::move(spec));
+    return *this;
+  }
+  StandinOptions& through(std::shared_ptr<PrivateAdbServer> server) {
+    adbServer = std::move(server);
+    return *this;
+  }
+  StandinOptions& withoutConnecting() {
+    connect = false;
+    return *this;
+  }
 };
 
 class StandinTablet {
