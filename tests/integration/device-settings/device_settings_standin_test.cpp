@@ -3,10 +3,13 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "core/device-settings/device_settings.h"
 #include "core/device-settings/setting_error.h"
 #include "core/device-settings/setting_parse.h"
+#include "core/settings/testing/temporary_settings_folder.h"
+#include "core/tablet/adb_bridge.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -29,13 +32,6 @@ class CountingRunner : public AdbRunner {
   AdbRunner& inner_;
 };
 
-// Interim runner until the bridge lands: adb shell on the stand-in.
-class AdbBridge : public AdbRunner {
- public:
-  AdbBridge(const char*, const Environment&) {}
-  std::string shell(const std::string&, const std::string& command, Seconds) override;
-};
-
 // Puts a failing script in place of one of the tablet's tools while it lives.
 class BrokenTool {
  public:
@@ -43,11 +39,10 @@ class BrokenTool {
       : tool_(tool), saved_(tool.string() + ".saved") {
     std::filesystem::rename(tool_, saved_);
     std::ofstream(tool_) << "#!/system/bin/sh\necho '" << complaint << "' >&2\nexit 1\n";
-    std::filesystem::permissions(tool_, std::filesystem::perms::owner_all |
-                                            std::filesystem::perms::group_read |
-                                            std::filesystem::perms::group_exec |
-                                            std::filesystem::perms::others_read |
-                                            std::filesystem::perms::others_exec);
+    std::filesystem::permissions(
+        tool_, std::filesystem::perms::owner_all | std::filesystem::perms::group_read |
+                   std::filesystem::perms::group_exec | std::filesystem::perms::others_read |
+                   std::filesystem::perms::others_exec);
   }
   ~BrokenTool() { std::filesystem::rename(saved_, tool_); }
 
@@ -61,7 +56,7 @@ class DeviceSettingsOnStandin : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     tablet = new StandinTablet();
-    bridge = new AdbBridge("/usr/bin/adb", tablet->adbEnvironment());
+    bridge = new AdbBridge("/usr/bin/adb", tablet->adbEnvironment());  // Debian's, from setup
   }
   static void TearDownTestSuite() {
     delete bridge;
@@ -83,14 +78,9 @@ class DeviceSettingsOnStandin : public ::testing::Test {
     return output.substr(0, output.find_last_not_of("\r\n") + 1);
   }
 
-public:
   static inline StandinTablet* tablet = nullptr;
   static inline AdbBridge* bridge = nullptr;
 };
-
-std::string AdbBridge::shell(const std::string&, const std::string& command, Seconds) {
-  return DeviceSettingsOnStandin::tablet->shell(command).stdoutData;
-}
 
 TEST_F(DeviceSettingsOnStandin, EveryWritableSettingIsSetAndReadBack) {
   struct Case {
@@ -161,11 +151,11 @@ TEST_F(DeviceSettingsOnStandin, HomeAppAndListenerAreChosenAmongTheInstalledOnes
           << id << " reads back " << now->text();
     }
   }
-  EXPECT_TRUE(named("home_app").sameValue(*read("home_app"),
-                                          SettingValue::choice(named("home_app")
-                                                                   .choices(*bridge, tablet->serial())
-                                                                   .front()
-                                                                   .value)));
+  EXPECT_TRUE(
+      named("home_app")
+          .sameValue(*read("home_app"),
+                     SettingValue::choice(
+                         named("home_app").choices(*bridge, tablet->serial()).front().value)));
 }
 
 TEST_F(DeviceSettingsOnStandin, AComponentThatIsNotInstalledIsRefused) {
@@ -187,7 +177,8 @@ TEST_F(DeviceSettingsOnStandin, ReadingAllTakesOneRoundTripAndSurvivesABrokenToo
   auto took = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started);
   RecordProperty("readAllMilliseconds", std::to_string(took.count()));
   EXPECT_EQ(counting.roundTrips, 1);
-  for (const auto& reading : readings) EXPECT_EQ(reading.error, std::nullopt) << reading.id;
+  for (const auto& reading : readings)
+    EXPECT_EQ(reading.error, std::nullopt) << reading.id;
 
   {
     BrokenTool wm(tablet->rootFolder() / "system/bin/wm", "Error: display manager is gone");
@@ -200,6 +191,65 @@ TEST_F(DeviceSettingsOnStandin, ReadingAllTakesOneRoundTripAndSurvivesABrokenToo
       EXPECT_EQ(reading.error, std::nullopt) << reading.id;
   }
   EXPECT_TRUE(readings.front().value);
+}
+
+// The command line against the same tablet, with a settings folder of its own.
+class SettingCommandsOnStandin : public DeviceSettingsOnStandin {
+ protected:
+  ToolRun lumivale(const std::vector<std::string>& arguments) {
+    Environment environment = tablet->adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = settings.path().string();
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
+    environment["LUMIVALE_STANDIN_ONLY"] = "1";
+    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
+  }
+
+  testing::TemporaryFolder settings;
+};
+
+TEST_F(SettingCommandsOnStandin, ListsTheThreeGroupsWithValuesUnsetOnesAndReasons) {
+  tablet->shell("settings put system screen_brightness 140");
+  tablet->shell("settings delete secure stylus_refresh_rate_boost");
+  ToolRun list = lumivale({"setting", "list"});
+  ASSERT_EQ(list.status, 0) << list.stderrData;
+  const std::string& out = list.stdoutData;
+  auto available = out.find("Available now\n");
+  auto advanced = out.find("\nAdvanced\n");
+  auto notYet = out.find("\nNot yet available\n");
+  ASSERT_NE(available, std::string::npos) << out;
+  EXPECT_LT(available, advanced);
+  EXPECT_LT(advanced, notYet);
+  EXPECT_NE(out.find("brightness             Brightness                140\n"), std::string::npos)
+      << out;
+  EXPECT_NE(out.find("Faster pen (120 Hz)       Unset on this tablet.\n"), std::string::npos)
+      << out;
+  EXPECT_NE(out.find("Kids mode                 Needs a tablet update before a Mac can change "
+                     "it.\n"),
+            std::string::npos)
+      << out;
+
+  auto json = nlohmann::json::parse(lumivale({"setting", "list", "--json"}).stdoutData);
+  ASSERT_EQ(json.size(), DeviceSettings::all().size());
+  EXPECT_EQ(json[1]["value"], 140);
+  EXPECT_EQ(json[4]["value"], nullptr);
+  EXPECT_EQ(json[10]["tier"], "unavailable");
+}
+
+TEST_F(SettingCommandsOnStandin, SetsReadsAndRefuses) {
+  ToolRun set = lumivale({"warmth", "99"});
+  EXPECT_EQ(set.stdoutData, "99\n") << set.stderrData;
+  EXPECT_EQ(lumivale({"warmth"}).stdoutData, "99\n");
+  EXPECT_EQ(lumivale({"setting", "set", "screen_off_timeout", "600000"}).stdoutData, "10 min\n");
+  EXPECT_EQ(lumivale({"setting", "get", "screen_off_timeout"}).stdoutData, "10 min\n");
+
+  ToolRun outside = lumivale({"brightness", "256"});
+  EXPECT_EQ(outside.status, 1);
+  EXPECT_EQ(outside.stderrData, "lumivale: 'brightness': 256 is outside 0-255\n");
+
+  ToolRun elsewhere = lumivale({"--serial", "127.0.0.1:9", "setting", "list"});
+  EXPECT_EQ(elsewhere.status, 1);
+  EXPECT_EQ(elsewhere.stderrData,
+            "lumivale: The Lumivale this Mac is set to use is not connected.\n");
 }
 
 }  // namespace
