@@ -5,6 +5,9 @@
 #include "cli/account_commands.h"
 #include "cli/cli_options.h"
 #include "cli/config_commands.h"
+#include "cli/device_commands.h"
+#include "cli/files_commands.h"
+#include "cli/setting_commands.h"
 #include "core/build_flavour.h"
 #include "core/error.h"
 
@@ -16,7 +19,10 @@ int main(int argc, char** argv) {
   cli::GlobalOptions options;
   app.add_option("--serial", options.serial, "The tablet to use for this command (an adb serial)");
   cli::addConfigCommands(app, options);
+  cli::addDeviceCommands(app, options);
   cli::addAccountCommands(app, options);
+  cli::addFilesCommands(app, options);
+  cli::addSettingCommands(app, options);
 
   try {
     app.parse(argc, argv);

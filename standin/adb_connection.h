@@ -38,6 +38,8 @@ class AdbConnection {
   struct Worker;
 
   bool handshake(const FaultSettings& faults);
+  void serveStreams();
+  void endStreams();
   void open(const Message& message, const FaultSettings& faults);
   void reapFinishedWorkers();
 

@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -26,10 +27,10 @@ std::pair<std::string, std::string> splitParent(std::string_view path) {
   path = withoutTrailingSlashes(path);
   auto slash = path.rfind('/');
   if (slash == std::string_view::npos) return {".", std::string(path)};
-  std::string leaf(path.substr(slash + 1));
-  std::string parent(slash == 0 ? "/" : path.substr(0, slash));
-  if (leaf.empty()) leaf = ".";
-  return {parent, leaf};
+  std::string_view leaf = path.substr(slash + 1);
+  // The slash stays with a parent that is the root.
+  return {std::string(path.substr(0, std::max<size_t>(slash, 1))),
+          std::string(leaf.empty() ? "." : leaf)};
 }
 
 }  // namespace

@@ -124,6 +124,17 @@ void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
     transfer(
         command, [&] { return usage(staged); }, localBytes, limits_.maxBytes, progress, cancel);
   }
+  // adb push carries files only; empty folders are made here.
+  std::vector<std::string> emptyFolders;
+  for (const auto& item : fs::recursive_directory_iterator(local)) {
+    if (item.is_directory() && !item.is_symlink() && fs::is_empty(item.path()))
+      emptyFolders.push_back(staged + "/" + item.path().lexically_relative(local).string());
+  }
+  for (const auto& batch : batches(emptyFolders, batchBudget)) {
+    std::vector<std::string> command{"mkdir", "-p", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    check(command, "prepare the copy", folderTimeout, cancel);
+  }
 }
 
 std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory,

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "core/files/testing/message_of.h"
 #include "core/tablet/testing/fake_adb_runner.h"
 
 namespace lumivale {
@@ -15,6 +16,7 @@ using ::testing::AllOf;
 using ::testing::Contains;
 using testing::FakeAdbRunner;
 using ::testing::HasSubstr;
+using testing::messageOf;
 using ::testing::Not;
 namespace fs = std::filesystem;
 
@@ -27,15 +29,6 @@ FakeAdbRunner::Reply ok(std::string output = "", int status = 0) {
 }
 FakeAdbRunner::Reply failed(std::string output, int status = 1) {
   return ok(std::move(output), status);
-}
-
-std::string messageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.message();
-  }
-  return "no error";
 }
 
 // A tablet whose /sdcard leads to /storage/emulated/0, holding /sdcard/Books.

@@ -12,7 +12,8 @@
 //
 // Everything is torn down by the destructor (also when a test fails), and the
 // daemon ends with the test process if that dies first. Two tablets share one
-// adb server when the second is given the first's server.
+// adb server when the second is given the first's:
+//   StandinTablet second(StandinOptions().through(first.adbServer()));
 
 #include <cstdint>
 #include <filesystem>
@@ -53,6 +54,7 @@ class PrivateAdbServer {
   Environment environment_;
 };
 
+// How to start a stand-in: StandinTablet(StandinOptions().fault("v1-shell")).
 struct StandinOptions {
   // Faults to start with, as `lumivale-standin serve --fault` takes them.
   std::vector<std::string> faults;
@@ -60,11 +62,25 @@ struct StandinOptions {
   std::shared_ptr<PrivateAdbServer> adbServer;
   // Whether to run `adb connect` once the daemon listens.
   bool connect = true;
+
+  StandinOptions& fault(std::string spec) {
+    faults.push_back(std::move(spec));
+    return *this;
+  }
+  StandinOptions& through(std::shared_ptr<PrivateAdbServer> server) {
+    adbServer = std::move(server);
+    return *this;
+  }
+  StandinOptions& withoutConnecting() {
+    connect = false;
+    return *this;
+  }
 };
 
 class StandinTablet {
  public:
-  // Starts the daemon (and the adb server) and connects adb to it.
+  // Starts the daemon (and the adb server) and connects adb to it; unless a
+  // fault stops the handshake, adb lists it as "device" when this returns.
   explicit StandinTablet(StandinOptions options = {});
   StandinTablet(const StandinTablet&) = delete;
   StandinTablet& operator=(const StandinTablet&) = delete;
@@ -97,6 +113,13 @@ class StandinTablet {
   ToolRun connect() const;
   void disconnect() const;
 
+  // The tablet's state column in `adb devices` ("device", "unauthorized",
+  // "offline", ...), or "" when adb does not list it.
+  std::string state() const;
+  // Polls state() until it reads `wanted` or the time is up; returns the state
+  // last seen. adb passes through "connecting" and "authorizing" on its way.
+  std::string waitForState(std::string_view wanted, Seconds timeout = Seconds(30)) const;
+
   // Fault control while running (see standin/README.md for the names).
   void setFault(const std::string& spec) const;
   void clearFault(const std::string& name) const;
@@ -112,6 +135,7 @@ class StandinTablet {
 
  private:
   void startDaemon(uint16_t port);
+  void connectAtStart();
   void stopDaemon();
   std::string control(const std::string& request) const;
 

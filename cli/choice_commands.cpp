@@ -1,0 +1,131 @@
+// `devices`, `use` and `status`: which tablets there are, which one is used, and
+// whether it is ready.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/device_commands.h"
+#include "cli/tablet_session.h"
+#include "core/error.h"
+#include "core/settings/config_store.h"
+
+namespace lumivale::cli {
+namespace {
+
+nlohmann::json optionalJson(const std::optional<std::string>& value) {
+  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
+
+TabletState stateOf(const AdbTablet& tablet) {
+  return TabletState::of(tablet.preferredConnection(), {tablet}, false, std::nullopt);
+}
+
+void printDevices(const TabletLook& look, bool json) {
+  const AdbDevice* inUse = look.choice.selected ? &*look.choice.selected : nullptr;
+  if (json) {
+    nlohmann::json tablets = nlohmann::json::array();
+    for (const auto& tablet : look.tablets) {
+      nlohmann::json connections = nlohmann::json::array();
+      for (const auto& connection : tablet.connections)
+        connections.push_back({{"serial", connection.serial},
+                               {"state", connection.state},
+                               {"model", optionalJson(connection.model)},
+                               {"transport", optionalJson(connection.transport)}});
+      tablets.push_back({{"serial", tablet.serial},
+                         {"state", stateOf(tablet).name()},
+                         {"inUse", inUse && tablet.hasSerial(inUse->serial)},
+                         {"connections", connections}});
+    }
+    std::cout << nlohmann::json{{"state", look.choice.state.name()},
+                                {"chosen", optionalJson(look.pinned)},
+                                {"tablets", tablets}}
+                     .dump(2)
+              << "\n";
+    return;
+  }
+  if (look.tablets.empty()) std::cout << "No Lumivale is connected.\n";
+  for (const auto& tablet : look.tablets) {
+    bool used = inUse && tablet.hasSerial(inUse->serial);
+    std::cout << fmt::format("{}  {}{}\n", tablet.serial, stateOf(tablet).name(),
+                             used ? "  (in use)" : "");
+    for (const auto& connection : tablet.connections)
+      std::cout << fmt::format("  {:<5} {}  {}\n", connection.isWifi() ? "wifi" : "cable",
+                               connection.serial, connection.state);
+  }
+}
+
+void printStatus(const TabletLook& look, bool json) {
+  TabletState state = look.choice.state;
+  std::optional<std::string> serial;
+  if (look.choice.selected) serial = look.choice.selected->serial;
+  if (json) {
+    std::cout << nlohmann::json{{"state", state.name()},
+                                {"serial", optionalJson(serial)},
+                                {"refusal", optionalJson(state.refusal())}}
+                     .dump(2)
+              << "\n";
+    return;
+  }
+  std::cout << state.name() << (serial ? "  " + *serial : "") << "\n";
+  if (auto refusal = state.refusal()) std::cout << *refusal << "\n";
+}
+
+// What the options of these commands hold once parsed; owned by their callbacks.
+struct ChoiceFlags {
+  bool json = false;
+  std::string serial;
+  bool clear = false;
+};
+
+}  // namespace
+
+void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
+  auto flags = std::make_shared<ChoiceFlags>();
+  auto* devices = app.add_subcommand("devices", "List the connected tablets and their state");
+  devices->add_flag("--json", flags->json, "Print JSON");
+  devices->callback([&options, flags] {
+    LumivaleConfig config = ConfigStore::load();
+    auto bridge = openBridge();
+    printDevices(lookForTablets(*bridge, options, config), flags->json);
+  });
+
+  auto* use = app.add_subcommand("use", "Choose the tablet to use");
+  auto* serialOption =
+      use->add_option("SERIAL", flags->serial, "A tablet serial from lumivale devices");
+  auto* clearFlag = use->add_flag("--clear", flags->clear, "Forget the choice");
+  serialOption->excludes(clearFlag);
+  use->callback([&options, flags] {
+    const std::string& serial = flags->serial;
+    if (flags->clear) {
+      ConfigStore::update([](LumivaleConfig& config) { config.deviceSerial.reset(); });
+      std::cout << "No tablet is chosen; the only one connected will be used.\n";
+      return;
+    }
+    if (serial.empty()) throw CLI::RequiredError("SERIAL or --clear");
+    auto bridge = openBridge();
+    LumivaleConfig config = ConfigStore::load();
+    auto tablets = lookForTablets(*bridge, options, config).tablets;
+    auto found = std::find_if(tablets.begin(), tablets.end(),
+                              [&](const AdbTablet& tablet) { return tablet.hasSerial(serial); });
+    if (found == tablets.end())
+      throw Error(
+          fmt::format("no Lumivale with serial '{}' is connected (see lumivale devices)", serial));
+    ConfigStore::update([&](LumivaleConfig& config) { config.deviceSerial = found->serial; });
+    std::cout << "Using " << found->serial << ".\n";
+  });
+
+  auto* status = app.add_subcommand("status", "Whether the tablet is ready (exit 0 when it is)");
+  status->add_flag("--json", flags->json, "Print JSON");
+  status->callback([&options, flags] {
+    LumivaleConfig config = ConfigStore::load();
+    auto bridge = openBridge();
+    TabletLook look = lookForTablets(*bridge, options, config);
+    printStatus(look, flags->json);
+    if (look.choice.state != TabletState::ready) throw ExitStatus{1};
+  });
+}
+
+}  // namespace lumivale::cli

@@ -1,0 +1,11 @@
+#include "cli/device_commands.h"
+
+namespace lumivale::cli {
+
+void addDeviceCommands(CLI::App& app, GlobalOptions& options) {
+  addChoiceCommands(app, options);
+  addTabletCommands(app, options);
+  addToolsCommand(app);
+}
+
+}  // namespace lumivale::cli

@@ -1,0 +1,318 @@
+#include "cli/files_commands.h"
+
+#include <unistd.h>
+
+#include <ctime>
+#include <iostream>
+#include <set>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/interrupt_cancel.h"
+#include "cli/progress_bar.h"
+#include "cli/tablet_files.h"
+#include "core/files/adb_files.h"
+#include "core/files/remote_path.h"
+#include "core/files/remote_sort.h"
+#include "platform/quarantine.h"
+
+namespace lumivale::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct FilesOptions {
+  std::string path;
+  std::string second;
+  bool all = false;
+  std::string sort = "name";
+  bool reverse = false;
+  bool json = false;
+  bool parents = false;
+  std::optional<std::string> as;
+  std::string ifExists = "ask";
+};
+
+std::string shown(const std::string& path) {
+  return RemotePath::escapedForDisplay(path);
+}
+
+std::string kindName(const RemoteEntry& entry) {
+  if (entry.isFolder()) return "Folder";
+  if (entry.kind == RemoteEntry::Kind::symlink) return "Link";
+  auto dot = entry.name.rfind('.');
+  if (dot == std::string::npos || dot == 0) return "Document";
+  std::string extension = entry.name.substr(dot + 1);
+  for (char& c : extension)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return extension + " document";
+}
+
+std::string localTime(const std::optional<Timestamp>& when) {
+  if (!when) return std::string(16, ' ');
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(*when);
+  std::tm parts{};
+  localtime_r(&seconds, &parts);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts);
+  return text;
+}
+
+char kindLetter(const RemoteEntry& entry) {
+  switch (entry.kind) {
+    case RemoteEntry::Kind::directory:
+      return 'd';
+    case RemoteEntry::Kind::file:
+      return '-';
+    case RemoteEntry::Kind::symlink:
+      return 'l';
+    case RemoteEntry::Kind::other:
+      return '?';
+  }
+  return '?';
+}
+
+void printEntry(const RemoteEntry& entry) {
+  const std::string size =
+      entry.isFolder() ? "-" : humanBytes(static_cast<std::uint64_t>(entry.size));
+  std::cout << fmt::format("{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
+                           localTime(entry.modified), shown(entry.name),
+                           entry.isFolder() ? "/" : "",
+                           entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+}
+
+std::optional<CollisionPolicy> policyNamed(const std::string& text) {
+  if (text == "ask") return CollisionPolicy::ask;
+  if (text == "replace") return CollisionPolicy::replace;
+  if (text == "keep-both") return CollisionPolicy::keepBoth;
+  return std::nullopt;
+}
+
+// Asks on the terminal what to do about a taken name; absent means stop.
+std::optional<CollisionPolicy> askAboutTakenName(const std::string& path) {
+  if (isatty(STDIN_FILENO) != 1) return std::nullopt;
+  std::cerr << fmt::format(
+      "'{}' already exists on the tablet. Replace it, keep both, or cancel? "
+      "[r/k/C] ",
+      shown(path));
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "r" || answer == "R") return CollisionPolicy::replace;
+  if (answer == "k" || answer == "K") return CollisionPolicy::keepBoth;
+  return std::nullopt;
+}
+
+// A local name beside `wanted` that nothing holds yet.
+fs::path freeLocalName(const fs::path& wanted, bool isDirectory) {
+  std::error_code error;
+  if (!fs::exists(fs::symlink_status(wanted, error))) return wanted;
+  std::set<std::string> names;
+  const fs::path folder = wanted.has_parent_path() ? wanted.parent_path() : fs::path(".");
+  for (const auto& item : fs::directory_iterator(folder, error))
+    names.insert(item.path().filename().string());
+  return folder / RemotePath::uniqueName(wanted.filename().string(), names, isDirectory, false);
+}
+
+void listCommand(const GlobalOptions& global, const FilesOptions& options) {
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
+  auto key = RemoteSort::key(options.sort);
+  if (!key)
+    throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
+  auto entries = RemoteSort::sorted(files.list(RemotePath::resolve(options.path), options.all),
+                                    *key, !options.reverse, kindName);
+  if (options.json) {
+    std::cout << nlohmann::json(entries).dump(2) << "\n";
+    return;
+  }
+  for (const auto& entry : entries)
+    printEntry(entry);
+}
+
+void statCommand(const GlobalOptions& global, const FilesOptions& options) {
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
+  const std::string path = RemotePath::resolve(options.path);
+  auto entry = files.entry(path);
+  if (!entry) throw FilesError::notFound(path);
+  if (options.json) {
+    std::cout << nlohmann::json(*entry).dump(2) << "\n";
+    return;
+  }
+  std::cout << fmt::format("path      {}\nkind      {}\nsize      {} ({})\nmodified  {}\n",
+                           shown(entry->path), kindName(*entry),
+                           humanBytes(static_cast<std::uint64_t>(entry->size)),
+                           fmt::format("{} bytes", entry->size), localTime(entry->modified));
+}
+
+void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
+  auto policy = policyNamed(options.ifExists);
+  if (!policy)
+    throw Error(fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)",
+                            options.ifExists));
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
+  const fs::path local = options.path;
+  const std::string folder = RemotePath::resolve(options.second);
+  ToolCancel cancel;
+  InterruptCancel interrupt(cancel);
+  for (;;) {
+    try {
+      std::string placed;
+      {
+        ProgressBar bar(local.filename().string());
+        placed = files.push(
+            local, folder, options.as, *policy,
+            [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+      }
+      std::cout << shown(placed) << "\n";
+      return;
+    } catch (const FilesError& error) {
+      if (error.kind() != FilesError::Kind::exists || *policy != CollisionPolicy::ask) throw;
+      auto chosen = askAboutTakenName(error.payload());
+      if (!chosen) throw;
+      policy = chosen;
+    } catch (const Error&) {
+      if (interrupt.interrupted()) throw Cancelled();
+      throw;
+    }
+  }
+}
+
+void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
+  files.markQuarantine = platform::markQuarantine;
+  const std::string path = RemotePath::resolve(options.path);
+  auto entry = files.entry(path);
+  if (!entry) throw FilesError::notFound(path);
+  const std::string name = RemotePath::macSafeName(RemotePath::name(path));
+  fs::path destination =
+      options.second.empty() ? fs::current_path() / name : fs::path(options.second);
+  if (fs::is_directory(destination)) destination /= name;
+  destination = freeLocalName(destination, entry->isFolder());
+  ToolCancel cancel;
+  InterruptCancel interrupt(cancel);
+  try {
+    ProgressBar bar(name);
+    files.pull(
+        path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
+        &cancel);
+  } catch (const Error&) {
+    if (interrupt.interrupted()) throw Cancelled();
+    throw;
+  }
+  std::cout << destination.string() << "\n";
+}
+
+void printAmount(std::uint64_t bytes, std::string_view what) {
+  std::cout << fmt::format("{} {} ({} bytes)\n", humanBytes(bytes), what, bytes);
+}
+
+void addPathCommand(CLI::App& group, const char* name, const char* description,
+                    FilesOptions& options, std::function<void()> run) {
+  auto* command = group.add_subcommand(name, description);
+  command->add_option("PATH", options.path, "A tablet path (relative paths are under /sdcard)")
+      ->required();
+  command->callback(std::move(run));
+}
+
+}  // namespace
+
+void addFilesCommands(CLI::App& app, GlobalOptions& global) {
+  auto* group = app.add_subcommand("files", "List, inspect and copy files on the tablet");
+  group->require_subcommand(1);
+  auto options = std::make_shared<FilesOptions>();
+  auto& o = *options;
+
+  auto* ls = group->add_subcommand("ls", "List a folder on the tablet");
+  ls->add_option("PATH", o.path, "The folder (default /sdcard)");
+  ls->add_flag("-a,--all", o.all, "Show hidden items too");
+  ls->add_option("--sort", o.sort, "name, kind, size or modified")
+      ->check(CLI::IsMember({"name", "kind", "size", "modified"}));
+  ls->add_flag("--reverse", o.reverse, "Reverse the order");
+  ls->add_flag("--json", o.json, "Print JSON");
+  ls->callback([&global, options] { listCommand(global, *options); });
+
+  addPathCommand(*group, "stat", "Describe one item", o,
+                 [&global, options] { statCommand(global, *options); });
+  group->get_subcommand("stat")->add_flag("--json", o.json, "Print JSON");
+
+  auto* mkdir = group->add_subcommand("mkdir", "Make a folder");
+  mkdir->add_option("PATH", o.path, "The new folder")->required();
+  mkdir->add_flag("-p,--parents", o.parents, "Make missing parent folders too");
+  mkdir->callback([&global, options] {
+    openTabletFiles(global).files.makeDirectory(RemotePath::resolve(options->path),
+                                                options->parents);
+  });
+
+  auto* mv = group->add_subcommand("mv", "Rename an item in its folder");
+  mv->add_option("PATH", o.path, "The item")->required();
+  mv->add_option("NEWNAME", o.second, "Its new name")->required();
+  mv->callback([&global, options] {
+    std::cout << shown(openTabletFiles(global).files.rename(RemotePath::resolve(options->path),
+                                                            options->second))
+              << "\n";
+  });
+
+  addPathCommand(*group, "rm", "Delete an item (a folder with all it holds)", o,
+                 [&global, options] {
+                   openTabletFiles(global).files.remove(RemotePath::resolve(options->path));
+                 });
+
+  auto* push =
+      group->add_subcommand("push", "Copy a file or folder from this computer to the tablet");
+  push->add_option("LOCAL", o.path, "The file or folder here")->required();
+  push->add_option("DIR", o.second, "The tablet folder (default /sdcard)");
+  push->add_option("--as", o.as, "The name on the tablet");
+  push->add_option("--if-exists", o.ifExists, "ask, replace or keep-both")
+      ->check(CLI::IsMember({"ask", "replace", "keep-both"}));
+  push->callback([&global, options] { pushCommand(global, *options); });
+
+  auto* pull =
+      group->add_subcommand("pull", "Copy a file or folder from the tablet to this computer");
+  pull->add_option("PATH", o.path, "The tablet item")->required();
+  pull->add_option("DEST", o.second, "Where to put it (a free name is chosen if it is taken)");
+  pull->callback([&global, options] { pullCommand(global, *options); });
+
+  auto* free = group->add_subcommand("free", "Free space on the tablet");
+  free->add_option("PATH", o.path, "A path on the storage to measure (default /sdcard)");
+  free->callback([&global, options] {
+    const std::string path = RemotePath::resolve(options->path);
+    auto bytes = openTabletFiles(global).files.tabletFree(path);
+    if (!bytes)
+      throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
+    printAmount(*bytes, "free");
+  });
+
+  addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
+    printAmount(openTabletFiles(global).files.usage(RemotePath::resolve(options->path)), "used");
+  });
+
+  addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
+    const std::string path = RemotePath::resolve(options->path);
+    auto digest = openTabletFiles(global).files.sha256(path);
+    if (!digest) throw Error("the tablet cannot hash files (it has no sha256sum)");
+    std::cout << *digest << "  " << shown(path) << "\n";
+  });
+
+  auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
+  leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
+  leftovers->callback([&global, options] {
+    for (const auto& entry :
+         openTabletFiles(global).files.leftovers(RemotePath::resolve(options->path)))
+      std::cout << shown(entry.path) << "\n";
+  });
+
+  auto* cleanup = group->add_subcommand("cleanup", "Erase the leftovers of a folder");
+  cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
+  cleanup->callback([&global, options] {
+    auto tablet = openTabletFiles(global);
+    AdbFiles& files = tablet.files;
+    const int erased = files.cleanUp(files.leftovers(RemotePath::resolve(options->path)));
+    std::cout << fmt::format("{} leftover{} erased\n", erased, erased == 1 ? "" : "s");
+  });
+}
+
+}  // namespace lumivale::cli

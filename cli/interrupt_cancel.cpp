@@ -1,0 +1,59 @@
+#include "cli/interrupt_cancel.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace lumivale::cli {
+
+namespace {
+
+// The write end the signal handler reports to; a handler may only write(2).
+std::atomic<int> signalPipe{-1};
+
+constexpr char signalled = 's';
+constexpr char finished = 'f';
+
+void onSignal(int) {
+  const int saved = errno;
+  const int fd = signalPipe.load();
+  if (fd >= 0) [[maybe_unused]]
+    auto written = write(fd, &signalled, 1);
+  errno = saved;
+}
+
+}  // namespace
+
+InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
+  if (pipe2(pipe_, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  signalPipe = pipe_[1];
+  struct sigaction action {};
+  action.sa_handler = onSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, &oldInterrupt_);
+  sigaction(SIGTERM, &action, &oldTerminate_);
+  watcher_ = std::thread([this] {
+    for (;;) {
+      char byte = 0;
+      const auto got = read(pipe_[0], &byte, 1);
+      if (got < 0 && errno == EINTR) continue;
+      if (got != 1 || byte == finished) return;
+      interrupted_ = true;
+      cancel_.cancel();
+    }
+  });
+}
+
+InterruptCancel::~InterruptCancel() {
+  sigaction(SIGINT, &oldInterrupt_, nullptr);
+  sigaction(SIGTERM, &oldTerminate_, nullptr);
+  signalPipe = -1;
+  [[maybe_unused]] auto written = write(pipe_[1], &finished, 1);
+  watcher_.join();
+  close(pipe_[0]);
+  close(pipe_[1]);
+}
+
+}  // namespace lumivale::cli

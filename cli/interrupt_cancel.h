@@ -1,0 +1,31 @@
+#pragma once
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include "core/tablet/tool_cancel.h"
+
+namespace lumivale::cli {
+
+// While it lives, Ctrl-C (SIGINT) or SIGTERM cancels `cancel` instead of ending the
+// program, so a transfer can stop its adb run and clean up what it staged.
+class InterruptCancel {
+ public:
+  explicit InterruptCancel(ToolCancel& cancel);
+  ~InterruptCancel();
+  InterruptCancel(const InterruptCancel&) = delete;
+  InterruptCancel& operator=(const InterruptCancel&) = delete;
+
+  bool interrupted() const { return interrupted_; }
+
+ private:
+  ToolCancel& cancel_;
+  std::atomic<bool> interrupted_{false};
+  int pipe_[2] = {-1, -1};
+  struct sigaction oldInterrupt_ {};
+  struct sigaction oldTerminate_ {};
+  std::thread watcher_;
+};
+
+}  // namespace lumivale::cli

@@ -1,0 +1,166 @@
+#include "core/tablet/adb_bridge.h"
+
+#include <fmt/format.h>
+
+#include "core/tablet/adb_error.h"
+#include "core/tablet/adb_hand_off.h"
+#include "core/tablet/shell_exit.h"
+
+namespace lumivale {
+namespace {
+
+constexpr Seconds kServerStartTimeout{20};
+constexpr Seconds kListTimeout{10};
+
+std::string firstLine(const std::string& text) {
+  auto lines = AdbParse::lines(text);
+  for (auto line : lines)
+    if (!line.empty()) return std::string(line);
+  return "";
+}
+
+}  // namespace
+
+AdbBridge::AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks)
+    : adbPath_(std::move(adbPath)),
+      environment_([&] {
+        environment["ADB_MDNS_AUTO_CONNECT"] = "0";
+        return std::move(environment);
+      }()),
+      hooks_(std::move(hooks)) {}
+
+std::shared_ptr<AdbBridge> AdbBridge::locate(const AdbSearch& search, Environment environment,
+                                             StandinHooks hooks) {
+  auto found = AdbLocate::locate(search);
+  return std::make_shared<AdbBridge>(found.candidate.path, std::move(environment),
+                                     std::move(hooks));
+}
+
+bool AdbBridge::serverStarted() const {
+  std::lock_guard guard(lock_);
+  return serverStarted_;
+}
+
+void AdbBridge::pin(const AdbTablet& tablet) {
+  std::set<std::string> serials{tablet.serial};
+  for (const auto& connection : tablet.connections)
+    serials.insert(connection.serial);
+  std::lock_guard guard(lock_);
+  pinned_ = std::move(serials);
+}
+
+ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds timeout,
+                          ToolCancel* cancel) {
+  try {
+    return ToolRun::runIn(environment_, adbPath_.string(), arguments, timeout, cancel);
+  } catch (const Spawn::Failure& failure) {
+    throw AdbError(failure.message());
+  }
+}
+
+ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds timeout) {
+  ToolRun run = runAdb(arguments, timeout);
+  const std::string shown = AdbHandOff::redacted(arguments);
+  if (run.timedOut)
+    throw AdbError(fmt::format("adb {} did not finish within {} s", shown, timeout.count()));
+  if (run.status != 0) {
+    std::string detail = firstLine(run.stderrData);
+    if (detail.empty()) detail = firstLine(run.stdoutData);
+    throw AdbError(
+        fmt::format("adb {} exited {}{}", shown, run.status, detail.empty() ? "" : ": " + detail));
+  }
+  return run;
+}
+
+void AdbBridge::ensureServer() {
+  if (serverStarted()) return;
+  ToolRun run = runAdb({"start-server"}, kServerStartTimeout);
+  if (run.timedOut || run.status != 0) {
+    std::string detail = firstLine(run.stderrData);
+    throw AdbError(fmt::format("adb start-server exited {}{}", run.status,
+                               detail.empty() ? "" : ": " + detail));
+  }
+  std::lock_guard guard(lock_);
+  serverStarted_ = true;
+}
+
+std::vector<std::string> AdbBridge::forSerial(const std::string& serial,
+                                              const std::vector<std::string>& arguments) {
+  {
+    std::lock_guard guard(lock_);
+    if (pinned_ && !pinned_->contains(serial))
+      throw AdbError("refusing unpinned adb: serial '" + serial + "' is not the chosen tablet");
+  }
+  std::vector<std::string> full{"-s", serial};
+  full.insert(full.end(), arguments.begin(), arguments.end());
+  return full;
+}
+
+std::string AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
+                           Seconds timeout) {
+  return runChecked(forSerial(serial, arguments), timeout).stdoutData;
+}
+
+std::string AdbBridge::runData(const std::string& serial, const std::vector<std::string>& arguments,
+                               Seconds timeout) {
+  return run(serial, arguments, timeout);
+}
+
+std::string AdbBridge::runReadingStderr(const std::string& serial,
+                                        const std::vector<std::string>& arguments,
+                                        Seconds timeout) {
+  return runChecked(forSerial(serial, arguments), timeout).stderrData;
+}
+
+ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
+                       Seconds timeout, ToolCancel* cancel) {
+  return runAdb(forSerial(serial, arguments), timeout, cancel);
+}
+
+ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::string& command,
+                                        Seconds timeout) {
+  std::string output = run(serial, {"shell", ShellExit::withMarker(command)}, timeout);
+  auto split = ShellExit::split(output);
+  if (!split) throw AdbError("the tablet did not say how '" + command + "' ended");
+  return *split;
+}
+
+std::string AdbBridge::shell(const std::string& serial, const std::string& command,
+                             Seconds timeout) {
+  auto split = shellStatus(serial, command, timeout);
+  if (split.status != 0) {
+    std::string detail = firstLine(split.output);
+    throw AdbError(fmt::format("'{}' failed on {} with status {}{}", command, serial, split.status,
+                               detail.empty() ? "" : ": " + detail));
+  }
+  return split.output;
+}
+
+std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale) {
+  // `adb devices` starts the server itself, so a listing needs no separate start.
+  ToolRun run = runChecked({"devices", "-l"}, kListTimeout);
+  {
+    std::lock_guard guard(lock_);
+    serverStarted_ = true;
+  }
+  return AdbTablets::select(AdbParse::devices(run.stdoutData), onlyLumivale, hooks_);
+}
+
+std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,
+                                          const std::vector<RememberedTablet>& remembered,
+                                          const std::optional<std::string>& signedInUserId) {
+  std::vector<AdbDevice> connections;
+  for (auto& parsed : devices(onlyLumivale))
+    connections.push_back(std::move(parsed.device));
+  return AdbTablets::group(connections, remembered, signedInUserId);
+}
+
+std::optional<std::string> AdbBridge::connectionSerial(
+    const std::string& pinned, bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
+    const std::optional<std::string>& signedInUserId) {
+  auto choice = AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId), pinned);
+  if (!choice.selected) return std::nullopt;
+  return checkedSerial(choice.selected->serial, remembered);
+}
+
+}  // namespace lumivale

@@ -1,0 +1,136 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/tablet/adb_device.h"
+#include "core/tablet/adb_locate.h"
+#include "core/tablet/adb_parse.h"
+#include "core/tablet/adb_runner.h"
+#include "core/tablet/shell_exit.h"
+#include "core/tablet/standin_hooks.h"
+#include "core/tablet/tablet_grouping.h"
+
+namespace lumivale {
+
+// The one way to the tablet: knows the adb in use, keeps its server started, lists
+// and groups devices, and runs every tablet command with `-s SERIAL` and a deadline.
+// Its bookkeeping is serialised; the adb runs themselves happen outside the lock, so
+// several may be in flight at once.
+class AdbBridge : public AdbRunner, public AdbFileRunner {
+ public:
+  // `environment` is the program's own; every adb also gets ADB_MDNS_AUTO_CONNECT=0.
+  AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks = {});
+
+  // A bridge on the first usable adb, or AdbError with toolsMissing set.
+  static std::shared_ptr<AdbBridge> locate(const AdbSearch& search, Environment environment,
+                                           StandinHooks hooks = {});
+
+  const std::filesystem::path& adbPath() const { return adbPath_; }
+  const Environment& environment() const { return environment_; }
+  bool serverStarted() const;
+
+  // Commands for any other serial are refused from now on.
+  void pin(const AdbTablet& tablet);
+
+  void ensureServer();
+
+  // `adb -s SERIAL ARGS...`: the output as text, the raw bytes, or the error stream.
+  // A launch failure, a time-out or a non-zero status throws AdbError.
+  std::string run(const std::string& serial, const std::vector<std::string>& arguments,
+                  Seconds timeout);
+  std::string runData(const std::string& serial, const std::vector<std::string>& arguments,
+                      Seconds timeout);
+  std::string runReadingStderr(const std::string& serial, const std::vector<std::string>& arguments,
+                               Seconds timeout);
+  // One line in the tablet's shell; a non-zero remote status throws AdbError.
+  std::string shell(const std::string& serial, const std::string& command,
+                    Seconds timeout) override;
+  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
+              ToolCancel* cancel) override;
+
+  // Listing and choosing.
+  std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale);
+  std::vector<AdbTablet> tablets(bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
+                                 const std::optional<std::string>& signedInUserId);
+  std::optional<std::string> connectionSerial(const std::string& pinned, bool onlyLumivale,
+                                              const std::vector<RememberedTablet>& remembered,
+                                              const std::optional<std::string>& signedInUserId);
+  // A cable serial as it is; a Wi-Fi serial only once its tablet passed the secret check.
+  std::optional<std::string> checkedSerial(const std::string& serial,
+                                           const std::vector<RememberedTablet>& remembered);
+  void leaveCheck(const std::string& cableSerial, const TabletCheck& check);
+  std::optional<TabletCheck> readCheck(const std::string& serial);
+
+  // The tablet's facts and light.
+  DeviceInfo deviceInfo(const std::string& serial);
+  std::optional<std::string> getSetting(const std::string& serial, const std::string& nameSpace,
+                                        const std::string& key);
+  int getWarmth(const std::string& serial);
+  struct WarmthAndShade {
+    int warmth = 0;
+    bool shade = false;
+  };
+  WarmthAndShade getWarmthAndShade(const std::string& serial);
+  void setWarmth(const std::string& serial, int warmth);
+  int getBrightness(const std::string& serial);
+  void setBrightness(const std::string& serial, int brightness);
+
+  // Screen and input.
+  void wake(const std::string& serial);
+  bool keyguardShowing(const std::string& serial);
+  std::optional<std::string> wakefulness(const std::string& serial);
+  void requireReadyForInput(const std::string& serial);
+  std::string screenshot(const std::string& serial);
+  ScreenFrame screenFrame(const std::string& serial, Seconds maxAge);
+  void tap(const std::string& serial, int x, int y,
+           const std::optional<ScreenFrame>& expecting = std::nullopt);
+  void typeText(const std::string& serial, const std::string& text);
+  void startActivity(const std::string& serial, const std::vector<std::string>& args);
+  void openURL(const std::string& serial, const std::string& url);
+  std::optional<std::string> foregroundActivity(const std::string& serial);
+
+  // Wi-Fi plumbing.
+  void pair(const std::string& hostPort, const std::string& code, Seconds timeout);
+  std::string connect(const std::string& hostPort);
+  void disconnect(const std::string& hostPort);
+  void tcpip(const std::string& serial, int port);
+  std::vector<MdnsService> mdnsServices();
+  void reverse(const std::string& serial, int port);
+  void removeReverse(const std::string& serial, int port);
+
+ private:
+  // `adb ARGS...` under the deadline, outside the lock.
+  ToolRun runAdb(const std::vector<std::string>& arguments, Seconds timeout,
+                 ToolCancel* cancel = nullptr);
+  ToolRun runChecked(const std::vector<std::string>& arguments, Seconds timeout);
+  // One shell line and its remote status; throws only when the status is unknown.
+  ShellExit::Split shellStatus(const std::string& serial, const std::string& command,
+                               Seconds timeout);
+  std::vector<std::string> forSerial(const std::string& serial,
+                                     const std::vector<std::string>& arguments);
+  void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
+                  int value);
+
+  const std::filesystem::path adbPath_;
+  const Environment environment_;
+  const StandinHooks hooks_;
+
+  mutable std::mutex lock_;
+  bool serverStarted_ = false;
+  std::optional<std::set<std::string>> pinned_;
+  struct CachedFrame {
+    ScreenFrame frame;
+    std::chrono::steady_clock::time_point readAt;
+  };
+  std::map<std::string, CachedFrame> frames_;
+};
+
+}  // namespace lumivale

@@ -1,0 +1,112 @@
+#include <fmt/format.h>
+
+#include "core/tablet/adb_bridge.h"
+#include "core/tablet/adb_error.h"
+#include "core/tablet/adb_hand_off.h"
+
+// The tablet's facts and its light settings.
+namespace lumivale {
+namespace {
+
+constexpr Seconds kFactsTimeout{20};
+constexpr Seconds kSettingTimeout{10};
+// The amber-rate setting carries the shade in this bit; warmth never touches it.
+constexpr int kShadeBit = 256;
+
+std::string trimmedLine(const std::optional<std::string>& text) {
+  if (!text) return "";
+  auto lines = AdbParse::lines(*text);
+  return lines.empty() ? "" : std::string(lines.front());
+}
+
+int levelOf(const std::optional<std::string>& value, const std::string& key) {
+  try {
+    if (value) return std::stoi(*value);
+  } catch (const std::exception&) {
+  }
+  throw AdbError(fmt::format("the tablet gave no level for {}", key));
+}
+
+void requireLevel(int level) {
+  if (level < 0 || level > 255) throw AdbError("expected a level 0-255");
+}
+
+}  // namespace
+
+DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
+  // One shell for every fact: each adb run costs more than the commands themselves.
+  const std::string line =
+      "echo @@model; getprop ro.product.model; echo @@fingerprint; getprop ro.build.fingerprint; "
+      "echo @@label; getprop ro.build.display.id; echo @@release; getprop "
+      "ro.build.version.release; echo @@battery; dumpsys battery; echo @@df; df /data; "
+      "echo @@wifi; cmd wifi status; echo @@route; ip route; true";
+  std::string output = shell(serial, line, kFactsTimeout);
+  auto part = [&](const char* name) { return AdbParse::section(output, name).value_or(""); };
+
+  DeviceInfo info;
+  info.serial = serial;
+  info.model = trimmedLine(part("model"));
+  info.buildFingerprint = trimmedLine(part("fingerprint"));
+  info.versionLabel = trimmedLine(part("label"));
+  info.channel = AdbParse::channel(info.versionLabel);
+  info.androidRelease = trimmedLine(part("release"));
+  auto battery = AdbParse::battery(part("battery"));
+  info.batteryPercent = battery.percent;
+  info.charging = battery.charging;
+  if (auto space = AdbParse::df(part("df"))) {
+    info.dataTotalBytes = space->totalBytes;
+    info.dataFreeBytes = space->freeBytes;
+  }
+  info.wifiSsid = AdbParse::wifiSsidFromStatus(part("wifi"));
+  if (!info.wifiSsid && AdbParse::ipAddress(part("route"))) {
+    // Only worth the long dump when the tablet is on a network at all.
+    info.wifiSsid = AdbParse::wifiSsidFromDumpsys(shell(serial, "dumpsys wifi", kFactsTimeout));
+  }
+  info.ipAddress = AdbParse::ipAddress(part("route"));
+  return info;
+}
+
+std::optional<std::string> AdbBridge::getSetting(const std::string& serial,
+                                                 const std::string& nameSpace,
+                                                 const std::string& key) {
+  std::string value = trimmedLine(shell(
+      serial,
+      "settings get " + AdbHandOff::shellQuoted(nameSpace) + " " + AdbHandOff::shellQuoted(key),
+      kSettingTimeout));
+  if (value.empty() || value == "null") return std::nullopt;
+  return value;
+}
+
+void AdbBridge::putSetting(const std::string& serial, const std::string& nameSpace,
+                           const std::string& key, int value) {
+  shell(serial,
+        fmt::format("settings put {} {} {}", AdbHandOff::shellQuoted(nameSpace),
+                    AdbHandOff::shellQuoted(key), value),
+        kSettingTimeout);
+}
+
+AdbBridge::WarmthAndShade AdbBridge::getWarmthAndShade(const std::string& serial) {
+  int rate = levelOf(getSetting(serial, "system", "screen_brightness_amber_rate"), "warmth");
+  return {rate & 0xff, (rate & kShadeBit) != 0};
+}
+
+int AdbBridge::getWarmth(const std::string& serial) {
+  return getWarmthAndShade(serial).warmth;
+}
+
+void AdbBridge::setWarmth(const std::string& serial, int warmth) {
+  requireLevel(warmth);
+  bool shade = getWarmthAndShade(serial).shade;
+  putSetting(serial, "system", "screen_brightness_amber_rate", warmth | (shade ? kShadeBit : 0));
+}
+
+int AdbBridge::getBrightness(const std::string& serial) {
+  return levelOf(getSetting(serial, "system", "screen_brightness"), "brightness");
+}
+
+void AdbBridge::setBrightness(const std::string& serial, int brightness) {
+  requireLevel(brightness);
+  putSetting(serial, "system", "screen_brightness", brightness);
+}
+
+}  // namespace lumivale

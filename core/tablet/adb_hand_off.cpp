@@ -1,0 +1,53 @@
+#include "core/tablet/adb_hand_off.h"
+
+#include <algorithm>
+
+namespace lumivale::AdbHandOff {
+
+bool isTypeable(std::string_view text) {
+  return !text.empty() && text.size() <= maxTypedCharacters &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7e; });
+}
+
+std::string shellQuoted(std::string_view text) {
+  static constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:=+,@";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string_view::npos)
+    return std::string(text);
+  std::string quoted = "'";
+  for (char c : text) {
+    if (c == '\'')
+      quoted += "'\\''";
+    else
+      quoted += c;
+  }
+  return quoted + "'";
+}
+
+std::string inputTextArgument(std::string_view text) {
+  std::string argument;
+  for (char c : text) {
+    if (c == ' ')
+      argument += "%s";
+    else
+      argument += c;
+  }
+  return argument;
+}
+
+std::string redacted(const std::vector<std::string>& arguments) {
+  static const std::string typing = "input text ";
+  std::string line;
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    std::string shown = arguments[i];
+    if (i >= 2 && arguments[i - 2] == "pair") shown = "[code]";
+    if (size_t at = shown.find(typing); at != std::string::npos)
+      shown = shown.substr(0, at + typing.size()) + "[text]";
+    if (i > 0 && arguments[i - 1] == "text" && i >= 2 && arguments[i - 2] == "input")
+      shown = "[text]";
+    line += (i == 0 ? "" : " ") + shown;
+  }
+  return line;
+}
+
+}  // namespace lumivale::AdbHandOff

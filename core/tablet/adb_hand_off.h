@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumivale::AdbHandOff {
+
+// `input text` drops or mangles anything else, so longer or richer text is refused.
+inline constexpr size_t maxTypedCharacters = 240;
+
+// Non-empty printable ASCII of at most maxTypedCharacters.
+bool isTypeable(std::string_view text);
+
+// One argument for the tablet's shell, quoted (unless plainly safe) so it reaches the
+// tool as it stands.
+std::string shellQuoted(std::string_view text);
+
+// The argument of `input text`: its own word splitting reads "%s" as a blank.
+std::string inputTextArgument(std::string_view text);
+
+// An adb argument list as the log may show it: no pairing code, no typed text.
+std::string redacted(const std::vector<std::string>& arguments);
+
+}  // namespace lumivale::AdbHandOff

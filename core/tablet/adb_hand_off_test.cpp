@@ -1,0 +1,39 @@
+#include "core/tablet/adb_hand_off.h"
+
+#include <gtest/gtest.h>
+
+namespace lumivale {
+namespace {
+
+TEST(AdbHandOffTest, TypeableTextIsShortPrintableAscii) {
+  EXPECT_TRUE(AdbHandOff::isTypeable(std::string(240, 'a')));
+  EXPECT_TRUE(AdbHandOff::isTypeable(" ~!\"#$%&'()*+,-./09:;<=>?@AZ[\\]^_`az{|}"));
+  EXPECT_FALSE(AdbHandOff::isTypeable(std::string(241, 'a')));
+  EXPECT_FALSE(AdbHandOff::isTypeable(""));
+  EXPECT_FALSE(AdbHandOff::isTypeable("tab\there"));
+  EXPECT_FALSE(AdbHandOff::isTypeable("line\n"));
+  EXPECT_FALSE(AdbHandOff::isTypeable("caf\xc3\xa9"));
+  EXPECT_FALSE(AdbHandOff::isTypeable("\x7f"));
+}
+
+TEST(AdbHandOffTest, QuotingSurvivesTheTabletsShell) {
+  EXPECT_EQ(AdbHandOff::shellQuoted("it's $HOME"), "'it'\\''s $HOME'");
+  EXPECT_EQ(AdbHandOff::shellQuoted("-d"), "-d");
+  EXPECT_EQ(AdbHandOff::shellQuoted(""), "''");
+  EXPECT_EQ(AdbHandOff::shellQuoted("a*"), "'a*'");
+  EXPECT_EQ(AdbHandOff::inputTextArgument("a b  c"), "a%sb%s%sc");
+}
+
+TEST(AdbHandOffTest, TheLogNeverShowsCodesOrTypedText) {
+  EXPECT_EQ(AdbHandOff::redacted({"pair", "10.0.0.2:37001", "123456"}),
+            "pair 10.0.0.2:37001 [code]");
+  EXPECT_EQ(AdbHandOff::redacted({"-s", "A", "shell", "input text 'secret%sword'"}),
+            "-s A shell input text [text]");
+  EXPECT_EQ(AdbHandOff::redacted({"-s", "A", "shell", "input", "text", "secret"}),
+            "-s A shell input text [text]");
+  EXPECT_EQ(AdbHandOff::redacted({"-s", "A", "shell", "input tap 3 4"}),
+            "-s A shell input tap 3 4");
+}
+
+}  // namespace
+}  // namespace lumivale
