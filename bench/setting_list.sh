@@ -13,14 +13,8 @@ if [ ! -x "$lumivale" ] || [ ! -x "$LUMIVALE_STANDIN_BIN" ]; then
   cmake --build --preset bench --target lumivale lumivale-standin
 fi
 
-name=bench-settings-$$
-work=$(mktemp -d "${TMPDIR:-/tmp}/lumivale-bench.XXXXXX")
-cleanup() {
-  scripts/standin down --name "$name" >/dev/null 2>&1 || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-eval "$(scripts/standin up --name "$name" 2>/dev/null)"
+# shellcheck source=bench/standin_session.sh
+source bench/standin_session.sh
 export LUMIVALE_CONFIG_DIR=$work/config LUMIVALE_STANDIN_ONLY=1
 
 # The adb that lumivale finds through ANDROID_HOME notes each run, then hands over.
