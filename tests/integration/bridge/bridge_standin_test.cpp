@@ -147,8 +147,9 @@ TEST(TabletChoiceTest, AnUnrememberedTcpTabletIsNotUsed) {
   EXPECT_EQ(tablets[0].serial, first.serial());
   EXPECT_EQ(AdbTablets::choose(tablets, std::nullopt).state, TabletState::ready);
   // Remembered by this account but never checked: not handed out either.
-  EXPECT_EQ(bridge.connectionSerial(stranger.serial(), true, {rememberedWifi(stranger, "u1")}, "u1"),
-            std::nullopt);
+  EXPECT_EQ(
+      bridge.connectionSerial(stranger.serial(), true, {rememberedWifi(stranger, "u1")}, "u1"),
+      std::nullopt);
 }
 
 TEST(TabletChoiceTest, AWifiTabletIsUsedOnceItsCheckIsReadBack) {
@@ -194,8 +195,7 @@ TEST(DeviceWatcherTest, ANewConnectionIsNoticed) {
   int before = reports;
   StandinTablet second(StandinOptions().through(first.adbServer()));
   std::unique_lock lock(mutex);
-  EXPECT_TRUE(
-      changed.wait_for(lock, std::chrono::seconds(30), [&] { return reports > before; }));
+  EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(30), [&] { return reports > before; }));
 }
 
 }  // namespace

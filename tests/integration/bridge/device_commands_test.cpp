@@ -84,13 +84,11 @@ TEST_F(DeviceCommandsTest, ATabletNotReadyIsRefusedWithItsSentence) {
     return status.stdoutData.starts_with("waitingForApproval");
   })) << status.stdoutData;
   EXPECT_EQ(status.status, 1);
-  EXPECT_EQ(status.stdoutData,
-            "waitingForApproval  " + tablet.serial() +
-                "\nOn your Lumivale, tap Allow for this Mac first.\n");
+  EXPECT_EQ(status.stdoutData, "waitingForApproval  " + tablet.serial() +
+                                   "\nOn your Lumivale, tap Allow for this Mac first.\n");
   ToolRun info = lumivale(tablet, {"--serial", "GONE", "info"});
   EXPECT_EQ(info.status, 1);
-  EXPECT_EQ(info.stderrData,
-            "lumivale: The Lumivale this Mac is set to use is not connected.\n");
+  EXPECT_EQ(info.stderrData, "lumivale: The Lumivale this Mac is set to use is not connected.\n");
 
   ToolRun elsewhere = lumivale(tablet, {"--serial", "GONE", "status", "--json"});
   EXPECT_EQ(elsewhere.status, 1);
