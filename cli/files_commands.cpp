@@ -115,7 +115,8 @@ fs::path freeLocalName(const fs::path& wanted, bool isDirectory) {
 }
 
 void listCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto files = openTabletFiles(global);
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
@@ -130,7 +131,8 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void statCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto files = openTabletFiles(global);
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
   if (!entry) throw FilesError::notFound(path);
@@ -149,7 +151,8 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   if (!policy)
     throw Error(fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)",
                             options.ifExists));
-  auto files = openTabletFiles(global);
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
   const fs::path local = options.path;
   const std::string folder = RemotePath::resolve(options.second);
   ToolCancel cancel;
@@ -178,7 +181,8 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto files = openTabletFiles(global);
+  auto tablet = openTabletFiles(global);
+  AdbFiles& files = tablet.files;
   files.markQuarantine = platform::markQuarantine;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
@@ -239,21 +243,23 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   mkdir->add_option("PATH", o.path, "The new folder")->required();
   mkdir->add_flag("-p,--parents", o.parents, "Make missing parent folders too");
   mkdir->callback([&global, options] {
-    openTabletFiles(global).makeDirectory(RemotePath::resolve(options->path), options->parents);
+    openTabletFiles(global).files.makeDirectory(RemotePath::resolve(options->path),
+                                                options->parents);
   });
 
   auto* mv = group->add_subcommand("mv", "Rename an item in its folder");
   mv->add_option("PATH", o.path, "The item")->required();
   mv->add_option("NEWNAME", o.second, "Its new name")->required();
   mv->callback([&global, options] {
-    std::cout << shown(openTabletFiles(global).rename(RemotePath::resolve(options->path),
-                                                      options->second))
+    std::cout << shown(openTabletFiles(global).files.rename(RemotePath::resolve(options->path),
+                                                            options->second))
               << "\n";
   });
 
-  addPathCommand(
-      *group, "rm", "Delete an item (a folder with all it holds)", o,
-      [&global, options] { openTabletFiles(global).remove(RemotePath::resolve(options->path)); });
+  addPathCommand(*group, "rm", "Delete an item (a folder with all it holds)", o,
+                 [&global, options] {
+                   openTabletFiles(global).files.remove(RemotePath::resolve(options->path));
+                 });
 
   auto* push =
       group->add_subcommand("push", "Copy a file or folder from this computer to the tablet");
@@ -274,19 +280,19 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   free->add_option("PATH", o.path, "A path on the storage to measure (default /sdcard)");
   free->callback([&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto bytes = openTabletFiles(global).tabletFree(path);
+    auto bytes = openTabletFiles(global).files.tabletFree(path);
     if (!bytes)
       throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
     printAmount(*bytes, "free");
   });
 
   addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
-    printAmount(openTabletFiles(global).usage(RemotePath::resolve(options->path)), "used");
+    printAmount(openTabletFiles(global).files.usage(RemotePath::resolve(options->path)), "used");
   });
 
   addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto digest = openTabletFiles(global).sha256(path);
+    auto digest = openTabletFiles(global).files.sha256(path);
     if (!digest) throw Error("the tablet cannot hash files (it has no sha256sum)");
     std::cout << *digest << "  " << shown(path) << "\n";
   });
@@ -294,14 +300,16 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
   leftovers->callback([&global, options] {
-    for (const auto& entry : openTabletFiles(global).leftovers(RemotePath::resolve(options->path)))
+    for (const auto& entry :
+         openTabletFiles(global).files.leftovers(RemotePath::resolve(options->path)))
       std::cout << shown(entry.path) << "\n";
   });
 
   auto* cleanup = group->add_subcommand("cleanup", "Erase the leftovers of a folder");
   cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
   cleanup->callback([&global, options] {
-    auto files = openTabletFiles(global);
+    auto tablet = openTabletFiles(global);
+    AdbFiles& files = tablet.files;
     const int erased = files.cleanUp(files.leftovers(RemotePath::resolve(options->path)));
     std::cout << fmt::format("{} leftover{} erased\n", erased, erased == 1 ? "" : "s");
   });

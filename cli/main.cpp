@@ -7,6 +7,7 @@
 #include "cli/config_commands.h"
 #include "cli/device_commands.h"
 #include "cli/files_commands.h"
+#include "cli/setting_commands.h"
 #include "core/build_flavour.h"
 #include "core/error.h"
 
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
   cli::addDeviceCommands(app, options);
   cli::addAccountCommands(app, options);
   cli::addFilesCommands(app, options);
+  cli::addSettingCommands(app, options);
 
   try {
     app.parse(argc, argv);

@@ -18,23 +18,28 @@ struct AdbConnection::Worker {
 namespace {
 
 constexpr uint32_t kAuthToken = 1;
+constexpr uint32_t kAuthSignature = 2;
 
-// Splits "shell,v2,TERM=xterm,raw:CMD" into its options and command.
-bool parseShellService(std::string_view service, bool& v2, std::string& command) {
+// Reads "shell,v2,TERM=xterm,raw:CMD" and "shell:CMD"; false for other services.
+bool parseShellService(std::string_view service, bool shellV2, ShellRequest& request) {
   if (!service.starts_with("shell")) return false;
   auto colon = service.find(':');
   if (colon == std::string_view::npos) return false;
   std::string_view options = service.substr(5, colon - 5);
   if (!options.empty() && options.front() != ',') return false;
-  v2 = options.find(",v2") != std::string_view::npos;
-  command = service.substr(colon + 1);
+  bool v2 = shellV2 && options.find(",v2") != std::string_view::npos;
+  request.command = service.substr(colon + 1);
+  request.protocol = v2 ? ShellProtocol::v2 : ShellProtocol::raw;
+  // As adbd: a pty when asked for, or by default for an interactive shell.
+  request.terminal = options.find(",pty") != std::string_view::npos ||
+                     (options.find(",raw") == std::string_view::npos && request.command.empty());
   return true;
 }
 
 // mksh answers `realpath` itself, so hiding the program alone would not hide it;
 // an alias on a line of its own sends the name to the (missing) program instead.
 std::string withHiddenBuiltins(const FaultSettings& faults, std::string command) {
-  if (!faults.hiddenTools.contains("realpath")) return command;
+  if (command.empty() || !faults.hiddenTools.contains("realpath")) return command;
   return "alias realpath=/system/bin/realpath\n" + command;
 }
 
@@ -76,14 +81,16 @@ bool AdbConnection::handshake(const FaultSettings& faults) {
   }
   maxPayload_ = std::min(std::max(message.header.arg1, uint32_t{4096}), kMaxPayload);
   if (faults.unauthorized) {
-    // Every signature and key the host offers is met with a new challenge.
-    std::string token(20, 'x');
-    do {
-      if (!socket_.send(Command::auth, kAuthToken, 0, token)) return false;
-      do {
-        if (!socket_.read(message)) return false;
-      } while (message.header.command != static_cast<uint32_t>(Command::auth));
-    } while (true);
+    // Every signature is refused with a new challenge; a public key offered
+    // then waits, as for a user who never taps Allow.
+    if (!socket_.send(Command::auth, kAuthToken, 0, std::string(20, 'x'))) return false;
+    while (socket_.read(message)) {
+      bool signature = message.header.command == static_cast<uint32_t>(Command::auth) &&
+                       message.header.arg0 == kAuthSignature;
+      if (signature && !socket_.send(Command::auth, kAuthToken, 0, std::string(20, 'x')))
+        return false;
+    }
+    return false;
   }
   shellV2_ = !faults.v1Shell;
   return socket_.send(Command::connect, kProtocolVersion, maxPayload_, deviceBanner(shellV2_));
@@ -130,19 +137,16 @@ void AdbConnection::open(const Message& message, const FaultSettings& faults) {
     socket_.shutdown();
     return;
   }
-  bool v2 = false;
-  std::string command;
+  ShellRequest request;
   std::function<void(AdbStream&)> serve;
-  if (parseShellService(service, v2, command)) {
-    command = withHiddenBuiltins(faults, std::move(command));
-    auto protocol = v2 && shellV2_ ? ShellProtocol::v2 : ShellProtocol::raw;
-    serve = [this, command, protocol](AdbStream& stream) {
-      runShell(stream, context_.rootPath, command, protocol);
-    };
-  } else if (service.starts_with("exec:")) {
-    serve = [this, command = withHiddenBuiltins(faults, service.substr(5))](AdbStream& stream) {
-      runShell(stream, context_.rootPath, command, ShellProtocol::raw);
-    };
+  bool shell = parseShellService(service, shellV2_, request);
+  if (!shell && service.starts_with("exec:")) {
+    request = {service.substr(5), ShellProtocol::raw};
+    shell = true;
+  }
+  if (shell) {
+    request.command = withHiddenBuiltins(faults, std::move(request.command));
+    serve = [this, request](AdbStream& stream) { runShell(stream, context_.rootPath, request); };
   } else if (service == "sync:") {
     serve = [this, dropAfter = faults.dropAfterBytes](AdbStream& stream) {
       runSync(stream, {context_.files, dropAfter, [this] { socket_.shutdown(); }});

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,8 +18,8 @@ namespace lumivale::standin {
 namespace {
 
 // What an Android shell started by adbd finds in its environment.
-const std::vector<std::string>& shellEnvironment() {
-  static const std::vector<std::string> environment{
+std::vector<std::string> shellEnvironment() {
+  return {
       "PATH=/product/bin:/apex/com.android.runtime/bin:/system/bin:/system/xbin:/odm/bin:"
       "/vendor/bin:/vendor/xbin",
       "HOME=/",
@@ -32,13 +33,22 @@ const std::vector<std::string>& shellEnvironment() {
       "LOGNAME=root",
       "SHELL=/system/bin/sh",
   };
-  return environment;
 }
 
 std::pair<UniqueFd, UniqueFd> makePipe() {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) throw Error(fmt::format("pipe: {}", std::strerror(errno)));
   return {UniqueFd(fds[0]), UniqueFd(fds[1])};
+}
+
+// A pseudo-terminal's controlling side and the path of the side the child opens.
+std::pair<UniqueFd, std::string> openTerminal() {
+  UniqueFd controller(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  char path[128];
+  if (!controller || ::grantpt(controller.get()) != 0 || ::unlockpt(controller.get()) != 0 ||
+      ::ptsname_r(controller.get(), path, sizeof path) != 0)
+    throw Error(fmt::format("pseudo-terminal: {}", std::strerror(errno)));
+  return {std::move(controller), path};
 }
 
 [[noreturn]] void failInChild(const char* step) {
@@ -51,26 +61,42 @@ std::pair<UniqueFd, UniqueFd> makePipe() {
 }  // namespace
 
 RootedProcess::RootedProcess(const std::string& root, const std::string& command,
-                             bool mergeErrors) {
-  auto [inRead, inWrite] = makePipe();
-  auto [outRead, outWrite] = makePipe();
-  UniqueFd errRead, errWrite;
-  if (!mergeErrors) std::tie(errRead, errWrite) = makePipe();
+                             StandardStreams streams) {
+  UniqueFd inRead, inWrite, outRead, outWrite, errRead, errWrite;
+  std::string terminalPath;
+  if (streams == StandardStreams::terminal) {
+    std::tie(terminal_, terminalPath) = openTerminal();
+  } else {
+    std::tie(inRead, inWrite) = makePipe();
+    std::tie(outRead, outWrite) = makePipe();
+    if (streams == StandardStreams::separate) std::tie(errRead, errWrite) = makePipe();
+  }
   // Everything the child touches is made before fork: only async-signal-safe calls follow.
-  std::vector<std::string> arguments{"/system/bin/sh", "-c", command};
+  std::vector<std::string> arguments{"/system/bin/sh"};
+  if (!command.empty()) arguments.insert(arguments.end(), {"-c", command});
   std::vector<char*> argv, envp;
   for (auto& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
-  for (const auto& variable : shellEnvironment())
+  std::vector<std::string> environment = shellEnvironment();
+  if (streams == StandardStreams::terminal) environment.push_back("TERM=xterm-256color");
+  for (const auto& variable : environment)
     envp.push_back(const_cast<char*>(variable.c_str()));
   envp.push_back(nullptr);
-  int errorTarget = mergeErrors ? outWrite.get() : errWrite.get();
+  int errorTarget = errWrite ? errWrite.get() : outWrite.get();
 
   pid_ = ::fork();
   if (pid_ < 0) throw Error(fmt::format("fork: {}", std::strerror(errno)));
   if (pid_ == 0) {
     ::setsid();
+    if (!terminalPath.empty()) {
+      // Opened after setsid, the terminal becomes the shell's controlling one.
+      int terminal = ::open(terminalPath.c_str(), O_RDWR);
+      if (terminal < 0) failInChild("open terminal");
+      inRead.reset(terminal);
+      outWrite.reset(::dup(terminal));
+      errorTarget = outWrite.get();
+    }
     if (::dup2(inRead.get(), STDIN_FILENO) < 0 || ::dup2(outWrite.get(), STDOUT_FILENO) < 0 ||
         ::dup2(errorTarget, STDERR_FILENO) < 0)
       failInChild("dup2");
@@ -84,9 +110,14 @@ RootedProcess::RootedProcess(const std::string& root, const std::string& command
     ::execve(argv[0], argv.data(), envp.data());
     failInChild("exec /system/bin/sh");
   }
-  input_ = std::move(inWrite);
-  output_ = std::move(outRead);
-  errors_ = std::move(errRead);
+  if (terminal_) {
+    input_.reset(::dup(terminal_.get()));
+    output_.reset(::dup(terminal_.get()));
+  } else {
+    input_ = std::move(inWrite);
+    output_ = std::move(outRead);
+    errors_ = std::move(errRead);
+  }
 }
 
 RootedProcess::~RootedProcess() {
@@ -94,6 +125,13 @@ RootedProcess::~RootedProcess() {
     kill();
     wait();
   }
+}
+
+void RootedProcess::resizeTerminal(unsigned short rows, unsigned short columns) {
+  winsize size{};
+  size.ws_row = rows;
+  size.ws_col = columns;
+  if (terminal_) ::ioctl(terminal_.get(), TIOCSWINSZ, &size);
 }
 
 void RootedProcess::kill() {

@@ -8,13 +8,20 @@
 
 namespace lumivale::standin {
 
+// Where a command's standard streams go.
+enum class StandardStreams {
+  separate,  // a pipe each for input, output and errors
+  merged,    // errors go to the output pipe
+  terminal,  // one pseudo-terminal for all three, as for an interactive shell
+};
+
 // A command run by the tablet's shell inside the tablet root, as root, in a
 // process group of its own so that closing its stream ends all it started.
 class RootedProcess {
  public:
-  // Runs `/system/bin/sh -c command` chrooted into `root`. With `mergeErrors`,
-  // standard error goes to the standard output pipe.
-  RootedProcess(const std::string& root, const std::string& command, bool mergeErrors);
+  // Runs `/system/bin/sh -c command` chrooted into `root`; an empty command
+  // runs the shell on its standard input (interactive on a terminal).
+  RootedProcess(const std::string& root, const std::string& command, StandardStreams streams);
   RootedProcess(const RootedProcess&) = delete;
   RootedProcess& operator=(const RootedProcess&) = delete;
   // Kills and reaps a process that was not waited for.
@@ -24,6 +31,8 @@ class RootedProcess {
   UniqueFd& output() { return output_; }
   UniqueFd& errors() { return errors_; }
 
+  // Tells a command on a terminal its new size.
+  void resizeTerminal(unsigned short rows, unsigned short columns);
   void kill();
   // Waits for the shell to end: its exit code, or 128 + signal.
   int wait();
@@ -34,6 +43,7 @@ class RootedProcess {
   UniqueFd input_;
   UniqueFd output_;
   UniqueFd errors_;
+  UniqueFd terminal_;
 };
 
 // Fails with a clear message unless this process may chroot into `root`.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <thread>
 
 #include "standin/adb_message.h"
@@ -18,7 +19,8 @@ enum PacketId : char {
   stdoutData = 1,
   stderrData = 2,
   exitStatus = 3,
-  closeStdin = 4
+  closeStdin = 4,
+  windowSize = 5,
 };
 constexpr size_t kPacketHeaderSize = 5;
 
@@ -29,8 +31,16 @@ std::string packet(char id, std::string_view data) {
   return bytes;
 }
 
+// "ROWSxCOLUMNS,XPIXELSxYPIXELS", as the client sends a terminal's size.
+void resize(RootedProcess& process, std::string_view text) {
+  unsigned rows = 0, columns = 0;
+  if (std::sscanf(std::string(text).c_str(), "%ux%u", &rows, &columns) == 2)
+    process.resizeTerminal(static_cast<unsigned short>(rows), static_cast<unsigned short>(columns));
+}
+
 // Feeds host data to the command's standard input until the stream closes.
-void pumpInput(AdbStream& stream, UniqueFd& input, ShellProtocol protocol) {
+void pumpInput(AdbStream& stream, RootedProcess& process, ShellProtocol protocol) {
+  UniqueFd& input = process.input();
   std::string pending;
   while (auto data = stream.take()) {
     if (protocol == ShellProtocol::raw) {
@@ -47,6 +57,7 @@ void pumpInput(AdbStream& stream, UniqueFd& input, ShellProtocol protocol) {
       std::string_view body(pending.data() + used + kPacketHeaderSize, length);
       if (id == stdinData && input && !writeAll(input.get(), body)) input.reset();
       if (id == closeStdin) input.reset();
+      if (id == windowSize) resize(process, body);
       used += kPacketHeaderSize + length;
     }
     pending.erase(0, used);
@@ -55,18 +66,20 @@ void pumpInput(AdbStream& stream, UniqueFd& input, ShellProtocol protocol) {
 
 }  // namespace
 
-void runShell(AdbStream& stream, const std::string& root, const std::string& command,
-              ShellProtocol protocol) {
-  bool v2 = protocol == ShellProtocol::v2;
-  RootedProcess process(root, command, !v2);
-  std::thread inputPump([&] { pumpInput(stream, process.input(), protocol); });
+void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request) {
+  bool v2 = request.protocol == ShellProtocol::v2;
+  auto streams = request.terminal ? StandardStreams::terminal
+                 : v2             ? StandardStreams::separate
+                                  : StandardStreams::merged;
+  RootedProcess process(root, request.command, streams);
+  std::thread inputPump([&] { pumpInput(stream, process, request.protocol); });
 
   // Room for a packet header in every WRTE, so one read is one WRTE.
   std::string buffer(stream.maxPayload() - kPacketHeaderSize, '\0');
   pollfd fds[3] = {{process.output().get(), POLLIN, 0},
-                   {v2 ? process.errors().get() : -1, POLLIN, 0},
+                   {process.errors() ? process.errors().get() : -1, POLLIN, 0},
                    {stream.closedFd(), POLLIN, 0}};
-  int open = v2 ? 2 : 1;
+  int open = process.errors() ? 2 : 1;
   bool hostGone = false;
   while (open > 0 && !hostGone) {
     if (::poll(fds, 3, -1) < 0) {

@@ -12,9 +12,14 @@ enum class ShellProtocol {
   raw,  // plain bytes, stderr merged into stdout, no exit status
 };
 
-// Runs `command` in the tablet root and carries its streams over `stream` until
-// the command ends or the host closes the stream (which kills the command).
-void runShell(AdbStream& stream, const std::string& root, const std::string& command,
-              ShellProtocol protocol);
+struct ShellRequest {
+  std::string command;  // empty: an interactive shell
+  ShellProtocol protocol = ShellProtocol::v2;
+  bool terminal = false;  // run on a pseudo-terminal (adb's "pty" option)
+};
+
+// Runs the command in the tablet root and carries its streams over `stream`
+// until the command ends or the host closes the stream (which kills it).
+void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request);
 
 }  // namespace lumivale::standin

@@ -122,6 +122,7 @@ void TabletRoot::build() {
   makeDevice(inRoot("/dev/null"), 1, 3);
   makeDevice(inRoot("/dev/zero"), 1, 5);
   makeDevice(inRoot("/dev/urandom"), 1, 9);
+  makeDevice(inRoot("/dev/tty"), 5, 0);
   writeFile(inRoot("/system/etc/passwd"),
             "root:x:0:0::/:/system/bin/sh\nshell:x:2000:2000::/:/system/bin/sh\n");
   writeFile(inRoot("/system/etc/group"), "root:x:0:\nshell:x:2000:\nmedia_rw:x:1023:\n");

@@ -67,7 +67,7 @@ SettingReader componentsReader(std::vector<std::string> commands,
 SettingWriter putWriter(const std::string& space, const std::string& key) {
   return [space, key](AdbRunner& runner, const std::string& serial, const SettingValue& value) {
     std::string text = value.asOn() ? (*value.asOn() ? "1" : "0") : value.text();
-    SettingShell::check(runner, serial, settingsPut(space, key, text));
+    SettingShell::check(runner, serial, {settingsPut(space, key, text)});
   };
 }
 
@@ -76,24 +76,22 @@ SettingWriter commandWriter(std::vector<std::string> arguments) {
   return [arguments](AdbRunner& runner, const std::string& serial, const SettingValue& value) {
     auto withValue = arguments;
     withValue.push_back(value.text());
-    SettingShell::check(runner, serial, SettingShell::command(withValue));
+    SettingShell::check(runner, serial, {SettingShell::command(withValue)});
   };
 }
 
 void writeWarmth(AdbRunner& runner, const std::string& serial, const SettingValue& value) {
   auto current = SettingParse::settingsAnswer(
-      SettingShell::check(runner, serial, settingsGet("system", amberRate)));
+      SettingShell::check(runner, serial, {settingsGet("system", amberRate)}).front());
   long long kept = current ? stored(*current) & aboveWarmthLevel : 0;
   SettingShell::check(runner, serial,
-                      settingsPut("system", amberRate, std::to_string(kept | *value.asLevel())));
+                      {settingsPut("system", amberRate, std::to_string(kept | *value.asLevel()))});
 }
 
 void writeScreensaver(AdbRunner& runner, const std::string& serial, const SettingValue& value) {
   std::vector<std::string> commands{settingsPut("secure", "screensaver_components", value.text()),
                                     settingsPut("secure", "screensaver_enabled", "1")};
-  auto answers = SettingShell::run(runner, serial, commands);
-  for (size_t index = 0; index < answers.size(); ++index)
-    SettingShell::requireSuccess(answers[index], commands[index]);
+  SettingShell::check(runner, serial, commands);
 }
 
 std::vector<SettingChoice> screenOffChoices() {
@@ -201,7 +199,7 @@ std::vector<DeviceSetting> catalogue() {
                      }},
        commandWriter({"wm", "density"}),
        [](AdbRunner& runner, const std::string& serial) {
-         SettingShell::check(runner, serial, SettingShell::command({"wm", "density", "reset"}));
+         SettingShell::check(runner, serial, {SettingShell::command({"wm", "density", "reset"})});
        },
        {}},
       {"screensaver",

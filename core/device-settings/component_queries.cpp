@@ -12,7 +12,8 @@ constexpr Seconds queryTimeout{15};
 std::vector<SettingChoice> query(AdbRunner& runner, const std::string& serial,
                                  std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {"cmd", "package"});
-  auto output = SettingShell::check(runner, serial, SettingShell::command(arguments), queryTimeout);
+  auto output =
+      SettingShell::check(runner, serial, {SettingShell::command(arguments)}, queryTimeout).front();
   std::vector<SettingChoice> choices;
   for (auto& component : SettingParse::components(output))
     choices.push_back({component, component});

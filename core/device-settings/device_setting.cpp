@@ -58,12 +58,7 @@ std::optional<SettingValue> DeviceSetting::read(AdbRunner& runner,
 
 std::vector<SettingValue> DeviceSetting::held(
     const std::vector<SettingShell::Answer>& answers) const {
-  std::vector<std::string> outputs;
-  for (size_t index = 0; index < answers.size(); ++index) {
-    SettingShell::requireSuccess(answers[index], reader->commands[index]);
-    outputs.push_back(answers[index].output);
-  }
-  return reader->held(outputs);
+  return reader->held(SettingShell::outputs(answers, reader->commands));
 }
 
 std::optional<SettingValue> DeviceSetting::write(const SettingValue& value, AdbRunner& runner,

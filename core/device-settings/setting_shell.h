@@ -33,12 +33,15 @@ std::vector<Answer> answers(std::string_view output, const std::vector<std::stri
 std::vector<Answer> run(AdbRunner& runner, const std::string& serial,
                         const std::vector<std::string>& commands, Seconds timeout = commandTimeout);
 
-// Runs one command and returns its output; a non-zero status fails with unexpectedOutput.
-std::string check(AdbRunner& runner, const std::string& serial, const std::string& command,
-                  Seconds timeout = commandTimeout);
+// The outputs of answers to `commands`; a non-zero status fails with unexpectedOutput,
+// naming what the command printed.
+std::vector<std::string> outputs(const std::vector<Answer>& answers,
+                                 const std::vector<std::string>& commands);
 
-// A non-zero status as unexpectedOutput, naming what the command printed.
-void requireSuccess(const Answer& answer, const std::string& command);
+// Runs `commands` in one round trip and returns their outputs, as `outputs` does.
+std::vector<std::string> check(AdbRunner& runner, const std::string& serial,
+                               const std::vector<std::string>& commands,
+                               Seconds timeout = commandTimeout);
 
 }  // namespace SettingShell
 }  // namespace lumivale

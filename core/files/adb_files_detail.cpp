@@ -5,10 +5,14 @@
 namespace lumivale::files_detail {
 
 std::string byteCount(std::uint64_t bytes) {
-  std::string digits = std::to_string(bytes);
-  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3)
-    digits.insert(static_cast<std::size_t>(at), ",");
-  return digits + (bytes == 1 ? " byte" : " bytes");
+  const std::string digits = std::to_string(bytes);
+  std::string grouped;
+  for (std::size_t at = 0; at < digits.size(); ++at) {
+    if (at > 0 && (digits.size() - at) % 3 == 0) grouped += ',';
+    grouped += digits[at];
+  }
+  grouped += bytes == 1 ? " byte" : " bytes";
+  return grouped;
 }
 
 std::string shown(std::string_view path) {

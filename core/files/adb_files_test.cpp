@@ -15,8 +15,8 @@ namespace {
 using ::testing::AllOf;
 using ::testing::Contains;
 using testing::FakeAdbRunner;
-using testing::messageOf;
 using ::testing::HasSubstr;
+using testing::messageOf;
 using ::testing::Not;
 namespace fs = std::filesystem;
 

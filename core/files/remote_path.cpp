@@ -87,9 +87,11 @@ std::string validate(std::string_view path) {
     }
   }
   std::string normalised;
-  for (auto part : parts)
-    normalised += "/" + std::string(part);
-  if (normalised.empty()) normalised = "/";
+  for (auto part : parts) {
+    normalised += '/';
+    normalised += part;
+  }
+  if (normalised.empty()) normalised.push_back('/');
   if (!std::any_of(roots.begin(), roots.end(), [&](auto top) { return isUnder(normalised, top); }))
     throw RemotePathError(
         fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown));
@@ -249,7 +251,8 @@ std::vector<Crumb> crumbs(std::string_view path, std::string_view tabletName) {
   std::vector<Crumb> trail{{std::string(tabletName), top}};
   std::string current = top;
   for (auto part : components(std::string_view(valid).substr(top.size()))) {
-    current += "/" + std::string(part);
+    current += '/';
+    current += part;
     trail.push_back({std::string(part), current});
   }
   return trail;

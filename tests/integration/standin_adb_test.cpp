@@ -110,6 +110,13 @@ TEST_F(StandinAdbTest, TheOldShellProtocolMergesStderrAndLosesTheStatus) {
   EXPECT_EQ(tablet().adb({"exec-out", "echo raw"}).stdoutData, "raw\n");
 }
 
+TEST_F(StandinAdbTest, AskedForATerminalTheShellGetsOne) {
+  ToolRun run = tablet().adb({"shell", "-tt", "test -t 0 && test -t 1 && echo terminal; exit 4"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_EQ(run.stdoutData, "terminal\r\n") << "a terminal turns newlines into CR LF";
+  EXPECT_EQ(tablet().shell("test -t 0 || echo pipes").stdoutData, "pipes\n");
+}
+
 TEST_F(StandinAdbTest, ClosingTheStreamKillsTheCommand) {
   // adb is killed by the run's deadline; its stream closes and the command must go too.
   ToolRun run = tablet().shell("echo $$ > /data/local/tmp/sleeper.pid; exec sleep 600", 3s);

@@ -12,14 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The state column of `adb devices` for a serial, or "" when it is not listed.
-std::string stateOf(const StandinTablet& tablet) {
-  std::istringstream lines(tablet.adbServer()->adb({"devices"}).stdoutData);
-  for (std::string line; std::getline(lines, line);)
-    if (line.starts_with(tablet.serial() + "\t")) return line.substr(tablet.serial().size() + 1);
-  return "";
-}
-
 void writeBytes(const std::filesystem::path& path, size_t size) {
   std::ofstream(path, std::ios::binary) << std::string(size, 'x');
 }
@@ -28,8 +20,8 @@ TEST(StandinFaultsTest, TwoStandinsAreTwoTablets) {
   StandinTablet first;
   StandinTablet second(StandinOptions().through(first.adbServer()));
   EXPECT_NE(first.serial(), second.serial());
-  EXPECT_EQ(stateOf(first), "device");
-  EXPECT_EQ(stateOf(second), "device");
+  EXPECT_EQ(first.state(), "device");
+  EXPECT_EQ(second.state(), "device");
   first.shell("echo first > /sdcard/who");
   EXPECT_EQ(first.shell("cat /sdcard/who").stdoutData, "first\n");
   EXPECT_NE(second.shell("cat /sdcard/who").status, 0) << "each has its own storage";
@@ -37,7 +29,7 @@ TEST(StandinFaultsTest, TwoStandinsAreTwoTablets) {
 
 TEST(StandinFaultsTest, UnauthorizedIsNeverAccepted) {
   StandinTablet tablet(StandinOptions().fault("unauthorized"));
-  EXPECT_EQ(stateOf(tablet), "unauthorized");
+  EXPECT_EQ(tablet.waitForState("unauthorized"), "unauthorized");
   ToolRun run = tablet.shell("true");
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.stderrData.find("unauthorized"), std::string::npos) << run.stderrData;
@@ -48,7 +40,7 @@ TEST(StandinFaultsTest, OfflineNeverAnswersTheHandshake) {
   ToolRun connect = tablet.connect();  // adb gives up after its own 10 s
   EXPECT_NE(connect.stdoutData.find("failed to connect to"), std::string::npos)
       << connect.stdoutData;
-  EXPECT_EQ(stateOf(tablet), "offline");
+  EXPECT_EQ(tablet.waitForState("offline"), "offline");
 }
 
 TEST(StandinFaultsTest, AnOldShellHasNoExitStatus) {

@@ -124,7 +124,7 @@ StandinTablet::StandinTablet(StandinOptions options)
     : options_(std::move(options)), dataFolder_(makeTemporaryFolder("lumivale-standin")) {
   if (!options_.adbServer) options_.adbServer = std::make_shared<PrivateAdbServer>();
   startDaemon(0);
-  if (options_.connect) connect();
+  connectAtStart();
 }
 
 StandinTablet::~StandinTablet() {
@@ -138,7 +138,18 @@ void StandinTablet::restart() {
   disconnect();
   stopDaemon();
   startDaemon(port_);
-  if (options_.connect) connect();
+  connectAtStart();
+}
+
+void StandinTablet::connectAtStart() {
+  if (!options_.connect) return;
+  connect();
+  // Unless the handshake is meant to fail, tests start on a tablet that is ready.
+  for (const auto& fault : options_.faults)
+    if (fault == "unauthorized" || fault == "offline") return;
+  std::string state = waitForState("device");
+  if (state != "device")
+    throw Error(fmt::format("adb lists the stand-in {} as '{}', not as a device", serial_, state));
 }
 
 void StandinTablet::startDaemon(uint16_t port) {
@@ -243,6 +254,23 @@ ToolRun StandinTablet::connect() const {
 
 void StandinTablet::disconnect() const {
   if (!serial_.empty()) options_.adbServer->adb({"disconnect", serial_}, Seconds(30));
+}
+
+std::string StandinTablet::state() const {
+  std::istringstream lines(options_.adbServer->adb({"devices"}, Seconds(30)).stdoutData);
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with(serial_ + "\t")) return line.substr(serial_.size() + 1);
+  return "";
+}
+
+std::string StandinTablet::waitForState(std::string_view wanted, Seconds timeout) const {
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  std::string seen = state();
+  while (seen != wanted && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(50ms);
+    seen = state();
+  }
+  return seen;
 }
 
 std::string StandinTablet::control(const std::string& request) const {

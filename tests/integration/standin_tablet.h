@@ -79,7 +79,8 @@ struct StandinOptions {
 
 class StandinTablet {
  public:
-  // Starts the daemon (and the adb server) and connects adb to it.
+  // Starts the daemon (and the adb server) and connects adb to it; unless a
+  // fault stops the handshake, adb lists it as "device" when this returns.
   explicit StandinTablet(StandinOptions options = {});
   StandinTablet(const StandinTablet&) = delete;
   StandinTablet& operator=(const StandinTablet&) = delete;
@@ -112,6 +113,13 @@ class StandinTablet {
   ToolRun connect() const;
   void disconnect() const;
 
+  // The tablet's state column in `adb devices` ("device", "unauthorized",
+  // "offline", ...), or "" when adb does not list it.
+  std::string state() const;
+  // Polls state() until it reads `wanted` or the time is up; returns the state
+  // last seen. adb passes through "connecting" and "authorizing" on its way.
+  std::string waitForState(std::string_view wanted, Seconds timeout = Seconds(30)) const;
+
   // Fault control while running (see standin/README.md for the names).
   void setFault(const std::string& spec) const;
   void clearFault(const std::string& name) const;
@@ -127,6 +135,7 @@ class StandinTablet {
 
  private:
   void startDaemon(uint16_t port);
+  void connectAtStart();
   void stopDaemon();
   std::string control(const std::string& request) const;
 

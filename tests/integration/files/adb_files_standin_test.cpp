@@ -156,7 +156,7 @@ TEST_F(StandinFilesTest, WithoutFindPrintfTheListingFallsBackAndRemembers) {
   fs::create_directories(onTablet("/sdcard/Books"));
   std::ofstream(onTablet("/sdcard/Books/a.pdf")) << "a";
   auto caches = std::make_shared<ListingFormatCache>();
-  AdbFiles fresh(*runner, tablet->serial(), TransferLimits::standard(), caches);
+  AdbFiles fresh(*bridge, tablet->serial(), TransferLimits::standard(), caches);
   EXPECT_EQ(namesOf(fresh.list("/sdcard/Books", false)), (std::set<std::string>{"a.pdf"}));
   EXPECT_EQ(caches->format(tablet->serial()), RemoteListing::Format::findStat);
 }
@@ -194,7 +194,7 @@ TEST_F(StandinFilesTest, ALinkLeadingOutOfTheStorageIsRefusedForChanges) {
 TEST_F(StandinFilesTest, TheResolverFallsBackToRealpath) {
   tablet->setFault("hide=readlink-e");
   auto caches = std::make_shared<ListingFormatCache>();
-  AdbFiles fresh(*runner, tablet->serial(), TransferLimits::standard(), caches);
+  AdbFiles fresh(*bridge, tablet->serial(), TransferLimits::standard(), caches);
   fresh.makeDirectory("/sdcard/Made", false);
   EXPECT_EQ(caches->resolver(tablet->serial()), (std::vector<std::string>{"realpath", "--"}));
 }

@@ -30,23 +30,14 @@ std::string findOnPath(const Environment& environment, const std::string& tool) 
 
 }  // namespace
 
-StandinFileRunner::StandinFileRunner(const StandinTablet& tablet)
-    : environment_(tablet.adbEnvironment()), adbPath_(findOnPath(environment_, "adb")) {}
-
-ToolRun StandinFileRunner::run(const std::string& serial, const std::vector<std::string>& arguments,
-                               Seconds timeout, ToolCancel* cancel) {
-  std::vector<std::string> all{"-s", serial};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  return ToolRun::runIn(environment_, adbPath_, all, timeout, cancel);
-}
-
 void StandinFilesTest::SetUpTestSuite() {
   tablet = std::make_unique<StandinTablet>();
-  runner = std::make_unique<StandinFileRunner>(*tablet);
+  bridge = std::make_unique<AdbBridge>(findOnPath(tablet->adbEnvironment(), "adb"),
+                                       tablet->adbEnvironment());
 }
 
 void StandinFilesTest::TearDownTestSuite() {
-  runner.reset();
+  bridge.reset();
   tablet.reset();
 }
 
@@ -67,7 +58,7 @@ void StandinFilesTest::TearDown() {
 }
 
 AdbFiles StandinFilesTest::freshFiles() const {
-  return AdbFiles(*runner, tablet->serial(), TransferLimits::standard(),
+  return AdbFiles(*bridge, tablet->serial(), TransferLimits::standard(),
                   std::make_shared<ListingFormatCache>());
 }
 

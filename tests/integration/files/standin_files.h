@@ -8,22 +8,10 @@
 #include <gtest/gtest.h>
 
 #include "core/files/adb_files.h"
-#include "core/tablet/adb_runner.h"
+#include "core/tablet/adb_bridge.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale::testing {
-
-// Runs the real adb against the stand-in's private adb server.
-class StandinFileRunner : public AdbFileRunner {
- public:
-  explicit StandinFileRunner(const StandinTablet& tablet);
-  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
-              ToolCancel* cancel = nullptr) override;
-
- private:
-  Environment environment_;
-  std::string adbPath_;
-};
 
 // One stand-in for a whole test binary, with AdbFiles on it and a local scratch folder.
 class StandinFilesTest : public ::testing::Test {
@@ -43,7 +31,8 @@ class StandinFilesTest : public ::testing::Test {
   std::filesystem::path localFile(const std::string& name, const std::string& bytes) const;
 
   static inline std::unique_ptr<StandinTablet> tablet;
-  static inline std::unique_ptr<StandinFileRunner> runner;
+  // The bridge the program itself runs adb through, on the test's adb server.
+  static inline std::unique_ptr<AdbBridge> bridge;
   std::filesystem::path local;
   std::unique_ptr<AdbFiles> files;
 };

@@ -1,0 +1,174 @@
+#include "cli/setting_commands.h"
+
+#include <iostream>
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/tablet_session.h"
+#include "core/device-settings/device_settings.h"
+#include "core/device-settings/setting_error.h"
+
+namespace lumivale::cli {
+namespace {
+
+const char* groupTitle(SettingTier::Kind tier) {
+  switch (tier) {
+    case SettingTier::Kind::device:
+      return "Available now";
+    case SettingTier::Kind::adb:
+      return "Advanced";
+    case SettingTier::Kind::unavailable:
+      break;
+  }
+  return "Not yet available";
+}
+
+// What a reading shows: its value, "Unset on this tablet.", its error, or why it cannot be had.
+std::string shown(const SettingReading& reading) {
+  if (reading.error) return "error: " + *reading.error;
+  if (reading.tier.reason()) return *reading.tier.reason();
+  return DeviceSettings::settingNamed(reading.id).display(reading.value);
+}
+
+void printReadings(const std::vector<SettingReading>& readings) {
+  std::optional<SettingTier::Kind> group;
+  for (const auto& reading : readings) {
+    if (reading.tier.kind() != group) {
+      std::cout << (group ? "\n" : "") << groupTitle(reading.tier.kind()) << "\n";
+      group = reading.tier.kind();
+    }
+    std::cout << fmt::format("  {:<23}{:<26}{}\n", reading.id, reading.title, shown(reading));
+  }
+}
+
+nlohmann::ordered_json jsonValue(const std::optional<SettingValue>& value) {
+  if (!value) return nullptr;
+  if (auto isOn = value->asOn()) return *isOn;
+  if (auto level = value->asLevel()) return *level;
+  return *value->asChoice();
+}
+
+nlohmann::ordered_json readingsJson(const std::vector<SettingReading>& readings) {
+  auto list = nlohmann::ordered_json::array();
+  for (const auto& reading : readings) {
+    nlohmann::ordered_json entry;
+    entry["id"] = reading.id;
+    entry["title"] = reading.title;
+    entry["tier"] = reading.tier.label();
+    entry["reason"] =
+        reading.tier.reason() ? nlohmann::ordered_json(*reading.tier.reason()) : nullptr;
+    entry["value"] = jsonValue(reading.value);
+    entry["shown"] = shown(reading);
+    entry["error"] = reading.error ? nlohmann::ordered_json(*reading.error) : nullptr;
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
+// What `choices` prints for settings whose values are not a list.
+std::string takes(const DeviceSetting& setting) {
+  if (const auto* slider = std::get_if<DeviceSetting::Slider>(&setting.kind))
+    return fmt::format("a whole number {}-{}", slider->min, slider->max);
+  return "on or off";
+}
+
+const DeviceSetting& changeable(const std::string& id) {
+  const auto& setting = DeviceSettings::settingNamed(id);
+  if (setting.tier.reason()) throw SettingError::unavailable(id, *setting.tier.reason());
+  return setting;
+}
+
+// Writes and prints what the tablet reads back; a tablet that kept another value is a failure.
+void setAndShow(const GlobalOptions& options, const std::string& id, const std::string& text) {
+  const auto& setting = DeviceSettings::settingNamed(id);
+  auto wanted = setting.parse(text);
+  auto session = requireReadyTablet(options);
+  auto now = setting.write(wanted, *session.bridge, session.serial);
+  std::cout << setting.display(now) << "\n";
+  if (!now || !setting.sameValue(*now, wanted))
+    throw Error(fmt::format("'{}' reads back as {}, not {}", id, setting.display(now),
+                            setting.display(wanted)));
+}
+
+void showValue(const GlobalOptions& options, const std::string& id) {
+  const auto& setting = changeable(id);
+  auto session = requireReadyTablet(options);
+  std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
+}
+
+// `lumivale warmth [N]` and `lumivale brightness [N]`.
+void addShortcut(CLI::App& app, const GlobalOptions& options, const std::string& id,
+                 const std::string& description) {
+  auto* command = app.add_subcommand(id, description);
+  auto level = std::make_shared<std::string>();
+  command->add_option("N", *level, "The new level, 0-255; without it, print the current one");
+  command->callback([&options, id, level] {
+    if (level->empty())
+      showValue(options, id);
+    else
+      setAndShow(options, id, *level);
+  });
+}
+
+}  // namespace
+
+void addSettingCommands(CLI::App& app, GlobalOptions& options) {
+  auto* group = app.add_subcommand("setting", "Read and change the tablet's settings");
+  group->require_subcommand(1);
+  auto id = std::make_shared<std::string>();
+  auto value = std::make_shared<std::string>();
+
+  auto* list = group->add_subcommand("list", "Every setting with its value on the tablet");
+  auto json = std::make_shared<bool>(false);
+  list->add_flag("--json", *json, "Print the readings as JSON");
+  list->callback([&options, json] {
+    auto session = requireReadyTablet(options);
+    auto readings = DeviceSettings::readAll(*session.bridge, session.serial);
+    if (*json)
+      std::cout << readingsJson(readings).dump(2) << "\n";
+    else
+      printReadings(readings);
+  });
+
+  auto* get = group->add_subcommand("get", "Print one setting's value");
+  get->add_option("ID", *id, "The setting (see: lumivale setting list)")->required();
+  get->callback([&options, id] { showValue(options, *id); });
+
+  auto* set = group->add_subcommand("set", "Change one setting and print the value read back");
+  set->add_option("ID", *id, "The setting")->required();
+  set->add_option("VALUE", *value, "on or off, a number, or one of its choices")->required();
+  set->callback([&options, id, value] { setAndShow(options, *id, *value); });
+
+  auto* reset = group->add_subcommand("reset", "Return a setting to the tablet's default");
+  reset->add_option("ID", *id, "The setting")->required();
+  reset->callback([&options, id] {
+    const auto& setting = changeable(*id);
+    auto session = requireReadyTablet(options);
+    setting.reset(*session.bridge, session.serial);
+    std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
+  });
+
+  auto* choices = group->add_subcommand("choices", "What a setting may be set to");
+  choices->add_option("ID", *id, "The setting")->required();
+  choices->callback([&options, id] {
+    const auto& setting = changeable(*id);
+    if (std::holds_alternative<DeviceSetting::Slider>(setting.kind) ||
+        std::holds_alternative<DeviceSetting::Toggle>(setting.kind)) {
+      std::cout << takes(setting) << "\n";
+      return;
+    }
+    auto session = requireReadyTablet(options);
+    for (const auto& choice : setting.choices(*session.bridge, session.serial))
+      std::cout << (choice.title == choice.value
+                        ? choice.value
+                        : fmt::format("{}  {}", choice.value, choice.title))
+                << "\n";
+  });
+
+  addShortcut(app, options, "warmth", "Print or set the warmth (amber backlight, 0-255)");
+  addShortcut(app, options, "brightness", "Print or set the brightness (backlight, 0-255)");
+}
+
+}  // namespace lumivale::cli
