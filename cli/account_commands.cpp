@@ -27,7 +27,11 @@ struct Account {
   std::unique_ptr<SessionStore> store = makeStore();
   SessionHome home{*store, SessionLock::shared(ConfigStore::directory() / "session.lock"),
                    AccountSession::recordInSettings};
-  PortmarkClient portmark{config, std::make_shared<HttpSession>()};
+
+  // Made when needed: a refused server address must not stop a sign-out here.
+  PortmarkClient portmark() const {
+    return PortmarkClient(config, std::make_shared<HttpSession>());
+  }
 
   static std::unique_ptr<SessionStore> makeStore() {
     if (!KeychainPolicy::allowsKeychain(productEnvironment(),
@@ -110,10 +114,10 @@ void signInWith(const Credentials& credentials, bool signUp) {
   std::string problem = AuthMessages::formProblem(credentials.email, password);
   if (!problem.empty()) throw AuthError(problem);
   Account account;
-  SignInResult result =
-      signUp ? account.portmark.signUpEmail(credentials.email, password, credentials.name)
-             : account.portmark.signInEmail(credentials.email, password);
-  AccountSession::adopt(result, account.home, account.portmark);
+  PortmarkClient portmark = account.portmark();
+  SignInResult result = signUp ? portmark.signUpEmail(credentials.email, password, credentials.name)
+                               : portmark.signInEmail(credentials.email, password);
+  AccountSession::adopt(result, account.home, portmark);
   std::cout << "Signed in as " << result.user.email << ".\n";
 }
 
@@ -135,7 +139,8 @@ const char* stateName(SessionCheck::Kind kind) {
 
 void showStatus(bool json) {
   Account account;
-  SessionCheck check = AccountSession::check(account.home, account.portmark);
+  PortmarkClient portmark = account.portmark();
+  SessionCheck check = AccountSession::check(account.home, portmark);
   if (json) {
     nlohmann::json out{{"state", stateName(check.kind)}};
     if (check.user) out.update({{"email", check.user->email}, {"userId", check.user->id}});
@@ -151,7 +156,13 @@ void showStatus(bool json) {
 
 void signOut() {
   Account account;
-  SignOutReport report = AccountSession::signOut(account.home, account.portmark);
+  SignOutReport report = AccountSession::signOut(account.home, [&](const std::string& token) {
+    try {
+      return account.portmark().signOut(token);
+    } catch (const EndpointRefused&) {
+      return false;
+    }
+  });
   std::cout << "Signed out.\n";
   for (const std::string& notice : report.notices)
     std::cerr << "lumivale: " << notice << "\n";
@@ -159,7 +170,8 @@ void signOut() {
 
 void printToken() {
   Account account;
-  JwtSource source(account.portmark, *account.store, 60, 600);
+  PortmarkClient portmark = account.portmark();
+  JwtSource source(portmark, *account.store, 60, 600);
   try {
     std::cout << source.jwt().token << "\n";
   } catch (const SessionExpired&) {

@@ -36,16 +36,6 @@ const SecretSchema* sessionSchema() {
 
 }  // namespace
 
-KeychainSessionStore::KeychainSessionStore(std::string service, std::string account,
-                                           std::optional<SessionGenerationFile> generationFile)
-    : service_(std::move(service)),
-      account_(std::move(account)),
-      generationFile_(std::move(generationFile)) {}
-
-std::string KeychainSessionStore::locationDescription() const {
-  return "In this Mac’s login keychain (" + service_ + ")";
-}
-
 std::optional<std::string> KeychainSessionStore::loadSessionToken() {
   GError* error = nullptr;
   gchar* secret =

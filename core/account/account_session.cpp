@@ -121,13 +121,14 @@ LocalSignOut forgetLocally(SessionHome& home) {
   return signOutLocally(home, true);
 }
 
-SignOutReport signOut(SessionHome& home, PortmarkClient& portmark) {
+SignOutReport signOut(SessionHome& home,
+                      const std::function<bool(const std::string& token)>& endOnServer) {
   SignOutReport report{forgetLocally(home), {}};
   if (report.local.removeFailure) {
     report.notices.push_back("Signed out, but the session could not be removed from the Keychain.");
   }
   if (report.local.accountFailure) report.notices.push_back(report.local.accountFailure->message());
-  if (report.local.token && !portmark.signOut(*report.local.token)) {
+  if (report.local.token && !endOnServer(*report.local.token)) {
     report.notices.push_back(
         "Lumivale’s server did not confirm the sign-out in time; this Mac has forgotten the "
         "sign-in, and the session ends by itself on the server");

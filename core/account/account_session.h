@@ -60,8 +60,10 @@ LocalSignOut signOutLocally(SessionHome& home, bool forgetAccount);
 // Removes the session and the account without asking the server (it is already gone
 // there, or belongs to another server).
 LocalSignOut forgetLocally(SessionHome& home);
-// Signs out here, then asks the server to end the session.
-SignOutReport signOut(SessionHome& home, PortmarkClient& portmark);
+// Signs out here, then has `endOnServer` ask the server to end the session (true when
+// the server confirmed in time).
+SignOutReport signOut(SessionHome& home,
+                      const std::function<bool(const std::string& token)>& endOnServer);
 
 // Signs out when the sign-in server's address changed: a session belongs to its
 // server. Returns the notice to show, or none.

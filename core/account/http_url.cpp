@@ -26,6 +26,7 @@ std::optional<HttpUrl> HttpUrl::parse(const std::string& text) {
                  lowered(*url->host),
                  url->port,
                  url->path,
+                 url->query,
                  url->user.has_value() || url->password.has_value(),
                  url->query.has_value() || url->fragment.has_value()};
 }
@@ -43,11 +44,12 @@ std::string HttpUrl::origin() const {
 }
 
 std::string HttpUrl::text() const {
-  return origin() + (path.empty() ? "/" : path);
+  return origin() + (path.empty() ? "/" : path) + (query ? "?" + *query : "");
 }
 
 HttpUrl HttpUrl::appending(const std::string& suffix) const {
   HttpUrl result = *this;
+  result.query.reset();
   std::string base = path;
   while (!base.empty() && base.back() == '/')
     base.pop_back();

@@ -11,6 +11,7 @@ struct HttpUrl {
   std::string host;    // lower case, without brackets
   std::optional<int> port;
   std::string path;  // as written, without query or fragment
+  std::optional<std::string> query;
   bool hasUserInfo = false;
   bool hasQueryOrFragment = false;
 

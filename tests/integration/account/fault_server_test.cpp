@@ -84,6 +84,19 @@ TEST(FaultServer, ACaptivePortalPageIsRecognised) {
   }
 }
 
+TEST(FaultServer, AServerThatCannotSpeakTlsIsATlsFailure) {
+  LoopbackServer plain([](const LoopbackServer::Request&) { return Response{200, {}, userJson}; });
+  PortmarkClient client = clientFor("https://127.0.0.1:" + std::to_string(plain.port()));
+  try {
+    client.getSession("token");
+    FAIL() << "a plain-http server passed for https";
+  } catch (const TlsFailure& error) {
+    EXPECT_EQ(error.message(),
+              "A secure connection to Lumivale’s server could not be made. On hotel or café "
+              "Wi-Fi, open Safari and sign in to the network, then try again.");
+  }
+}
+
 TEST(FaultServer, NoAnswerLongerThanTheLimitIsRead) {
   LoopbackServer server([](const LoopbackServer::Request& request) {
     size_t size = request.headers.at("authorization") == "Bearer large" ? 262145 : 262144;

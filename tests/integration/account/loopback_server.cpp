@@ -20,6 +20,15 @@ std::string lowered(std::string text) {
   return text;
 }
 
+void sendAll(int connection, const std::string& data) {
+  size_t sent = 0;
+  while (sent < data.size()) {
+    ssize_t count = send(connection, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
+    if (count <= 0) return;
+    sent += static_cast<size_t>(count);
+  }
+}
+
 // Reads one request: the head up to the blank line, then Content-Length bytes.
 bool readRequest(int connection, LoopbackServer::Request& request) {
   std::string data;
@@ -29,6 +38,11 @@ bool readRequest(int connection, LoopbackServer::Request& request) {
     ssize_t count = recv(connection, buffer, sizeof buffer, 0);
     if (count <= 0) return false;
     data.append(buffer, static_cast<size_t>(count));
+    // Not HTTP (a TLS hello, say): answer as a plain HTTP server would.
+    if (!std::isupper(static_cast<unsigned char>(data[0]))) {
+      sendAll(connection, "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+      return false;
+    }
   }
   std::string head = data.substr(0, headEnd);
   size_t lineEnd = head.find("\r\n");
@@ -56,15 +70,6 @@ bool readRequest(int connection, LoopbackServer::Request& request) {
     request.body.append(buffer, static_cast<size_t>(count));
   }
   return true;
-}
-
-void sendAll(int connection, const std::string& data) {
-  size_t sent = 0;
-  while (sent < data.size()) {
-    ssize_t count = send(connection, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) return;
-    sent += static_cast<size_t>(count);
-  }
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
 
 #include "core/account/account_session.h"
 #include "core/account/auth_error.h"
+#include "core/account/device_code_polling.h"
 #include "core/account/jwt_source.h"
 #include "tests/integration/account/account_test_support.h"
 #include "tests/integration/account/auth_server.h"
@@ -131,6 +134,50 @@ TEST_F(RealAccountServer, AdoptingASessionEndsTheOldOneOnTheServer) {
   AccountSession::adopt(second, home, client);
   EXPECT_EQ(store.loadSessionToken(), second.sessionToken);
   EXPECT_EQ(client.getSession(first.sessionToken), std::nullopt);
+}
+
+// Device-code sign-in is switched off in the product, but built: it must still work.
+TEST_F(RealAccountServer, ADeviceCodeApprovedBySignedInUserGivesASession) {
+  ASSERT_FALSE(PortmarkClient::deviceCodeSignInAvailable);
+  SignInResult approver = client.signUpEmail(uniqueEmail("approver"), testPassword, "");
+  DeviceCode code = client.startDeviceFlow(PortmarkClient::deviceFlowClientId);
+  EXPECT_FALSE(code.userCode.empty());
+  EXPECT_EQ(code.interval, 1);
+
+  // What the user does in a browser: look at the code, then approve it.
+  auto approve = [&] {
+    HttpSession session;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    std::map<std::string, std::string> headers{{"Authorization", "Bearer " + approver.sessionToken},
+                                               {"Origin", server->baseUrl()}};
+    HttpRequest look{
+        "GET",
+        *HttpUrl::parse(server->baseUrl() + "/api/auth/device?user_code=" + code.userCode),
+        headers,
+        {}};
+    if (AccountHTTP::fetch(look, session, NoRedirects::shared, deadline, 65536, true).status !=
+        200) {
+      throw std::runtime_error("the device code could not be looked at");
+    }
+    headers["Content-Type"] = "application/json";
+    HttpRequest yes{"POST", *HttpUrl::parse(server->baseUrl() + "/api/auth/device/approve"),
+                    headers, nlohmann::json{{"userCode", code.userCode}}.dump()};
+    if (AccountHTTP::fetch(yes, session, NoRedirects::shared, deadline, 65536, true).status !=
+        200) {
+      throw std::runtime_error("the device code could not be approved");
+    }
+  };
+
+  int polls = 0;
+  auto outcome = DeviceCodePolling::waitForApproval(
+      client, code,
+      [&](double seconds) {
+        if (polls++ == 1) approve();
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+      },
+      JwtSource::systemClock, [](const AuthError& error) { FAIL() << error.reason(); });
+  ASSERT_EQ(outcome.kind, DeviceCodePolling::Outcome::Kind::approved);
+  EXPECT_EQ(client.getSession(outcome.sessionToken).value().id, approver.user.id);
 }
 
 TEST(StrictAccountServer, UnconfirmedEmailsThenTooManyTries) {
