@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -121,6 +125,41 @@ TEST_F(AccountCommands, SigningOutForgetsTheSessionHereEvenWhenTheServerIsGone) 
   token = keychainStore.loadSessionToken().value();
   EXPECT_EQ(lumivale({"account", "signout"}).stderrData, "");
   EXPECT_EQ(clientFor(server->baseUrl()).getSession(token), std::nullopt);
+}
+
+// Reads what the terminal shows until `wanted` appears or the program ends.
+std::string readScreen(int terminal, const std::string& wanted = "") {
+  std::string screen;
+  while (wanted.empty() || screen.find(wanted) == std::string::npos) {
+    pollfd ready{terminal, POLLIN, 0};
+    if (poll(&ready, 1, 20000) <= 0) break;
+    char buffer[512];
+    ssize_t count = read(terminal, buffer, sizeof buffer);
+    if (count <= 0) break;  // EIO once the program has ended
+    screen.append(buffer, static_cast<size_t>(count));
+  }
+  return screen;
+}
+
+TEST_F(AccountCommands, ThePasswordIsAskedForWithoutEcho) {
+  std::string email = uniqueEmail("prompt");
+  int terminal = -1;
+  pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    execl(LUMIVALE_CLI, "lumivale", "account", "signup", "--email", email.c_str(), nullptr);
+    _exit(127);
+  }
+  std::string screen = readScreen(terminal, "Password: ");
+  std::string typed = testPassword + "\n";
+  ASSERT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+  screen += readScreen(terminal);
+  close(terminal);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_EQ(status, 0) << screen;
+  EXPECT_NE(screen.find("Signed in as " + email + "."), std::string::npos) << screen;
+  EXPECT_EQ(screen.find(testPassword), std::string::npos) << screen;
 }
 
 TEST_F(AccountCommands, RefusalsAndFormChecksAreShownAsTheyStand) {
