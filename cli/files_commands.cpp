@@ -140,10 +140,9 @@ void statCommand(const GlobalOptions& global, const FilesOptions& options) {
     std::cout << nlohmann::json(*entry).dump(2) << "\n";
     return;
   }
-  std::cout << fmt::format("path      {}\nkind      {}\nsize      {} ({})\nmodified  {}\n",
-                           shown(entry->path), kindName(*entry),
-                           humanBytes(static_cast<std::uint64_t>(entry->size)),
-                           fmt::format("{} bytes", entry->size), localTime(entry->modified));
+  std::cout << fmt::format("path      {}\nkind      {}\nsize      {} bytes\nmodified  {}\n",
+                           shown(entry->path), kindName(*entry), entry->size,
+                           localTime(entry->modified));
 }
 
 void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
