@@ -1,7 +1,7 @@
-#include <libsecret/secret.h>
 #include "core/settings/log.h"
-
+#include "core/shared_library.h"
 #include "platform/keychain_session_store.h"
+#include "platform/secret_library.h"
 
 namespace lumivale::platform {
 
@@ -30,28 +30,38 @@ const SecretSchema* sessionSchema() {
   long code = error ? error->code : -1;
   logger().warn("the keychain could not {} the session: {}", action,
                 error ? error->message : "no reason given");
-  if (error) g_error_free(error);
+  if (error) secretLibrary().errorFree(error);
   throw SessionStoreFailure(keychainErrorDescription(code));
+}
+
+// A missing libsecret is one more way for the keychain to be unreachable.
+const SecretLibrary& secret() {
+  try {
+    return secretLibrary();
+  } catch (const SharedLibraryError& error) {
+    logger().warn("the keychain could not be reached: {}", error.message());
+    throw SessionStoreFailure(keychainErrorDescription(-1));
+  }
 }
 
 }  // namespace
 
 std::optional<std::string> KeychainSessionStore::loadSessionToken() {
   GError* error = nullptr;
-  gchar* secret =
-      secret_password_lookup_sync(sessionSchema(), nullptr, &error, "service", service_.c_str(),
+  gchar* found =
+      secret().passwordLookupSync(sessionSchema(), nullptr, &error, "service", service_.c_str(),
                                   "account", account_.c_str(), nullptr);
   if (error) fail(error, "read");
-  if (!secret) return std::nullopt;
-  std::string token(secret);
-  secret_password_free(secret);
+  if (!found) return std::nullopt;
+  std::string token(found);
+  secret().passwordFree(found);
   return token;
 }
 
 void KeychainSessionStore::saveSessionToken(const std::string& token) {
   GError* error = nullptr;
   // Storing under the same attributes replaces the item in place.
-  gboolean stored = secret_password_store_sync(
+  gboolean stored = secret().passwordStoreSync(
       sessionSchema(), SECRET_COLLECTION_DEFAULT, ("Lumivale sign-in (" + service_ + ")").c_str(),
       token.c_str(), nullptr, &error, "service", service_.c_str(), "account", account_.c_str(),
       nullptr);
@@ -60,7 +70,7 @@ void KeychainSessionStore::saveSessionToken(const std::string& token) {
 
 void KeychainSessionStore::clearSessionToken() {
   GError* error = nullptr;
-  secret_password_clear_sync(sessionSchema(), nullptr, &error, "service", service_.c_str(),
+  secret().passwordClearSync(sessionSchema(), nullptr, &error, "service", service_.c_str(),
                              "account", account_.c_str(), nullptr);
   if (error) fail(error, "remove");
 }

@@ -1,11 +1,10 @@
 #include "core/account/account_http.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cctype>
 
 #include "core/account/auth_error.h"
+#include "core/account/curl_library.h"
 
 namespace lumivale {
 
@@ -52,9 +51,10 @@ size_t onHeader(char* data, size_t size, size_t count, void* context) {
 }
 
 struct HeaderList {
+  const CurlLibrary& curl;
   curl_slist* list = nullptr;
-  ~HeaderList() { curl_slist_free_all(list); }
-  void add(const std::string& line) { list = curl_slist_append(list, line.c_str()); }
+  ~HeaderList() { curl.slistFreeAll(list); }
+  void add(const std::string& line) { list = curl.slistAppend(list, line.c_str()); }
 };
 
 long millisecondsUntil(Deadline deadline) {
@@ -81,40 +81,41 @@ bool isTlsFailure(CURLcode code) {
 Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadline, long maxBytes) {
   long left = millisecondsUntil(deadline);
   if (left <= 0) throw AccountTimeout();
+  const CurlLibrary& library = curlLibrary();
   CURL* curl = static_cast<CURL*>(session.handle());
-  curl_easy_reset(curl);
+  library.easyReset(curl);
   Transfer transfer;
   transfer.maxBytes = maxBytes;
   std::string url = request.url.text();
-  HeaderList headers;
+  HeaderList headers{library};
   for (const auto& [name, value] : request.headers)
     headers.add(name + ": " + value);
   headers.add("Expect:");  // no 100-continue round trip for small bodies
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.list);
-  curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  library.easySetopt(curl, CURLOPT_URL, url.c_str());
+  library.easySetopt(curl, CURLOPT_HTTPHEADER, headers.list);
+  library.easySetopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
   if (request.body) {
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body->data());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(request.body->size()));
+    library.easySetopt(curl, CURLOPT_POSTFIELDS, request.body->data());
+    library.easySetopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(request.body->size()));
   } else if (request.method == "POST") {
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, "");
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, 0L);
+    library.easySetopt(curl, CURLOPT_POSTFIELDS, "");
+    library.easySetopt(curl, CURLOPT_POSTFIELDSIZE, 0L);
   }
-  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
-  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, left);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, onBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, onHeader);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
-  CURLcode code = curl_easy_perform(curl);
+  library.easySetopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
+  library.easySetopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  library.easySetopt(curl, CURLOPT_NOSIGNAL, 1L);
+  library.easySetopt(curl, CURLOPT_TIMEOUT_MS, left);
+  library.easySetopt(curl, CURLOPT_WRITEFUNCTION, onBody);
+  library.easySetopt(curl, CURLOPT_WRITEDATA, &transfer);
+  library.easySetopt(curl, CURLOPT_HEADERFUNCTION, onHeader);
+  library.easySetopt(curl, CURLOPT_HEADERDATA, &transfer);
+  CURLcode code = library.easyPerform(curl);
   if (transfer.tooLarge) throw ResponseTooLarge(maxBytes);
   if (code == CURLE_OPERATION_TIMEDOUT) throw AccountTimeout();
-  if (isTlsFailure(code)) throw TlsFailure(curl_easy_strerror(code));
-  if (code != CURLE_OK) throw NetworkFailure(curl_easy_strerror(code));
+  if (isTlsFailure(code)) throw TlsFailure(library.easyStrerror(code));
+  if (code != CURLE_OK) throw NetworkFailure(library.easyStrerror(code));
   long status = 0;
-  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+  library.easyGetinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   transfer.response.status = static_cast<int>(status);
   return transfer;
 }
@@ -138,12 +139,12 @@ std::optional<std::string> HttpResponse::header(const std::string& lowerCaseName
   return found->second;
 }
 
-HttpSession::HttpSession() : handle_(curl_easy_init()) {
+HttpSession::HttpSession() : handle_(curlLibrary().easyInit()) {
   if (!handle_) throw NetworkFailure("the HTTP library could not start");
 }
 
 HttpSession::~HttpSession() {
-  curl_easy_cleanup(static_cast<CURL*>(handle_));
+  curlLibrary().easyCleanup(static_cast<CURL*>(handle_));
 }
 
 namespace AccountHTTP {
