@@ -47,7 +47,8 @@ class EndlessPushTablet : public PullingTablet {
               ToolCancel* cancel) override {
     if (arguments.empty() || arguments[0] != "push" || !cancel)
       return PullingTablet::run(serial, arguments, timeout, cancel);
-    while (!cancel->isCancelled())
+    // Bounded, so a test whose cancel never comes still ends.
+    for (int wait = 0; wait < 6000 && !cancel->isCancelled(); ++wait)
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     return ToolRun{
         .status = 137, .stdoutData = "", .stderrData = "", .timedOut = false, .cancelled = true};
