@@ -14,14 +14,8 @@ if [ ! -x "$LUMIVALE_STANDIN_BIN" ]; then
   cmake --build --preset bench --target lumivale-standin
 fi
 
-name=bench-$$
-work=$(mktemp -d "${TMPDIR:-/tmp}/lumivale-bench.XXXXXX")
-cleanup() {
-  scripts/standin down --name "$name" >/dev/null 2>&1 || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-eval "$(scripts/standin up --name "$name" 2>/dev/null)"
+# shellcheck source=bench/standin_session.sh
+source bench/standin_session.sh
 serial=$LUMIVALE_STANDIN_SERIAL
 
 now() { date +%s.%N; }

@@ -53,10 +53,10 @@ class EchoOff {
     if (tcgetattr(fd_, &saved_) != 0) return;
     termios quiet = saved_;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    active_ = tcsetattr(fd_, TCSAFLUSH, &quiet) == 0;
+    active_ = tcsetattr(fd_, TCSANOW, &quiet) == 0;
   }
   ~EchoOff() {
-    if (active_) tcsetattr(fd_, TCSAFLUSH, &saved_);
+    if (active_) tcsetattr(fd_, TCSANOW, &saved_);
   }
   EchoOff(const EchoOff&) = delete;
   EchoOff& operator=(const EchoOff&) = delete;
@@ -81,11 +81,12 @@ std::string readPassword(bool fromStdin) {
   }
   std::unique_ptr<FILE, int (*)(FILE*)> terminal(fopen("/dev/tty", "r+"), fclose);
   if (!terminal) throw Error("no terminal to ask for the password on; use --password-stdin");
-  std::fputs("Password: ", terminal.get());
-  std::fflush(terminal.get());
   std::string line;
   {
+    // Echo goes off before the prompt shows, so nothing typed after it is echoed.
     EchoOff echoOff(fileno(terminal.get()));
+    std::fputs("Password: ", terminal.get());
+    std::fflush(terminal.get());
     char buffer[1024];
     while (std::fgets(buffer, sizeof buffer, terminal.get())) {
       line += buffer;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "core/settings/log.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
 #include "core/tablet/shell_exit.h"

@@ -43,11 +43,14 @@ void AdbBridge::wake(const std::string& serial) {
 }
 
 void AdbBridge::requireReadyForInput(const std::string& serial) {
-  auto state = wakefulness(serial);
+  // Both answers in one round trip: input is often sent right after.
+  std::string output = shell(
+      serial, "echo @@power; dumpsys power; echo @@policy; dumpsys window policy", kInputTimeout);
+  auto state = AdbParse::wakefulness(AdbParse::section(output, "power").value_or(""));
   if (!state) throw AdbError(serial + " is not reporting mWakefulness; input would be dropped");
   if (*state != "Awake")
     throw AdbError(fmt::format("{} is {}, not awake; input would be dropped", serial, *state));
-  if (keyguardShowing(serial))
+  if (AdbParse::keyguardShowing(AdbParse::section(output, "policy").value_or("")).value_or(false))
     throw AdbError("the lock screen is showing on " + serial + "; unlock the tablet first");
 }
 

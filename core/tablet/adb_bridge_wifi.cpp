@@ -14,8 +14,6 @@ namespace {
 
 constexpr Seconds kConnectTimeout{15};
 constexpr Seconds kShortTimeout{10};
-// Outside the user's storage, readable only by the shell user.
-constexpr const char* kCheckFile = "/data/local/tmp/lumivale-check";
 
 bool isHostPort(const std::string& text) {
   return text.find("._adb-tls-connect._tcp") == std::string::npos && AdbParse::isTcpSerial(text) &&
@@ -72,8 +70,8 @@ std::vector<MdnsService> AdbBridge::mdnsServices() {
 }
 
 void AdbBridge::reverse(const std::string& serial, int port) {
-  std::string spec = "tcp:" + std::to_string(port);
-  run(serial, {"reverse", spec, spec}, kShortTimeout);
+  std::string forward = "tcp:" + std::to_string(port);
+  run(serial, {"reverse", forward, forward}, kShortTimeout);
 }
 
 void AdbBridge::removeReverse(const std::string& serial, int port) {
@@ -84,15 +82,16 @@ void AdbBridge::leaveCheck(const std::string& cableSerial, const TabletCheck& ch
   if (!isCheckWord(check.id) || !isCheckWord(check.token))
     throw AdbError("refusing to leave a check that is not plain letters and digits");
   // Written under a new name and moved, so a reader never sees half a check.
-  shell(cableSerial,
-        fmt::format("umask 077; printf '%s\\n%s\\n' {} {} > {}.new && mv -f {}.new {}", check.id,
-                    check.token, kCheckFile, kCheckFile, kCheckFile),
-        kShortTimeout);
+  shell(
+      cableSerial,
+      fmt::format("umask 077; printf '%s\\n%s\\n' {} {} > {}.new && mv -f {}.new {}", check.id,
+                  check.token, AdbHandOff::checkFile, AdbHandOff::checkFile, AdbHandOff::checkFile),
+      kShortTimeout);
 }
 
 std::optional<TabletCheck> AdbBridge::readCheck(const std::string& serial) {
   std::string text =
-      shell(serial, fmt::format("cat {} 2>/dev/null; true", kCheckFile), kShortTimeout);
+      shell(serial, fmt::format("cat {} 2>/dev/null; true", AdbHandOff::checkFile), kShortTimeout);
   auto lines = AdbParse::lines(text);
   if (lines.size() < 2 || lines[0].empty() || lines[1].empty()) return std::nullopt;
   return TabletCheck{std::string(lines[0]), std::string(lines[1])};

@@ -45,6 +45,8 @@ std::string redacted(const std::vector<std::string>& arguments) {
       shown = shown.substr(0, at + typing.size()) + "[text]";
     if (i > 0 && arguments[i - 1] == "text" && i >= 2 && arguments[i - 2] == "input")
       shown = "[text]";
+    if (shown.find("printf") != std::string::npos && shown.find(checkFile) != std::string::npos)
+      shown = "[check]";
     line += (i == 0 ? "" : " ") + shown;
   }
   return line;

@@ -19,7 +19,12 @@ std::string shellQuoted(std::string_view text);
 // The argument of `input text`: its own word splitting reads "%s" as a blank.
 std::string inputTextArgument(std::string_view text);
 
-// An adb argument list as the log may show it: no pairing code, no typed text.
+// Where the secret check is left on the tablet: outside the user's storage,
+// readable only by the shell user.
+inline constexpr const char* checkFile = "/data/local/tmp/lumivale-check";
+
+// An adb argument list as the log may show it: no pairing code, no typed text, no
+// secret check being left.
 std::string redacted(const std::vector<std::string>& arguments);
 
 }  // namespace lumivale::AdbHandOff

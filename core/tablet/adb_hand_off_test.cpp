@@ -33,6 +33,9 @@ TEST(AdbHandOffTest, TheLogNeverShowsCodesOrTypedText) {
             "-s A shell input text [text]");
   EXPECT_EQ(AdbHandOff::redacted({"-s", "A", "shell", "input tap 3 4"}),
             "-s A shell input tap 3 4");
+  EXPECT_EQ(AdbHandOff::redacted(
+                {"-s", "A", "shell", "printf '%s\\n' id tok > /data/local/tmp/lumivale-check.new"}),
+            "-s A shell [check]");
 }
 
 }  // namespace

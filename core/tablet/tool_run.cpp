@@ -1,63 +1,62 @@
 #include "core/tablet/tool_run.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
+#include <climits>
 
 namespace lumivale {
 namespace {
 
-std::string readToEnd(UniqueFd& fd) {
-  std::string data;
+using Clock = std::chrono::steady_clock;
+
+// Reads both streams to their end on this thread, so that a child filling one pipe
+// while the other is not read never blocks, and kills the child once the deadline
+// passes. True when the deadline's kill was sent.
+bool drain(Spawn::Child& child, Seconds timeout, std::string& out, std::string& err) {
+  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+  bool deadlinePassed = false;
+  bool killed = false;
+  UniqueFd* streams[2] = {&*child.stdoutPipe(), &*child.stderrPipe()};
+  std::string* sinks[2] = {&out, &err};
   char buffer[65536];
-  for (;;) {
-    ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
-    if (got > 0) {
-      data.append(buffer, static_cast<size_t>(got));
-    } else if (got == 0 || errno != EINTR) {
-      break;
+  while (*streams[0] || *streams[1]) {
+    pollfd polls[2];
+    int owners[2];
+    nfds_t count = 0;
+    for (int i = 0; i < 2; ++i) {
+      if (!*streams[i]) continue;
+      polls[count] = {streams[i]->get(), POLLIN, 0};
+      owners[count++] = i;
+    }
+    int waitMs = -1;
+    if (!deadlinePassed) {
+      auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      waitMs = static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+    }
+    int ready = ::poll(polls, count, waitMs);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready < 0) break;
+    if (ready == 0) {
+      deadlinePassed = true;
+      killed = child.signalIfRunning(SIGKILL);
+      continue;
+    }
+    for (nfds_t i = 0; i < count; ++i) {
+      if (polls[i].revents == 0) continue;
+      UniqueFd& stream = *streams[owners[i]];
+      ssize_t got = ::read(stream.get(), buffer, sizeof buffer);
+      if (got > 0)
+        sinks[owners[i]]->append(buffer, static_cast<size_t>(got));
+      else if (got == 0 || errno != EINTR)
+        stream.reset();
     }
   }
-  fd.reset();
-  return data;
+  return killed;
 }
-
-// Kills the child when the deadline passes, unless the run ends first.
-class KillTimer {
- public:
-  KillTimer(std::shared_ptr<Spawn::Child> child, Seconds timeout)
-      : thread_([this, child = std::move(child), timeout] {
-          std::unique_lock lock(mutex_);
-          if (!stopped_.wait_for(lock, timeout, [this] { return done_; })) {
-            firedKill_ = child->signalIfRunning(SIGKILL);
-          }
-        }) {}
-  ~KillTimer() { stop(); }
-
-  void stop() {
-    {
-      std::lock_guard guard(mutex_);
-      done_ = true;
-    }
-    stopped_.notify_all();
-    if (thread_.joinable()) thread_.join();
-  }
-  bool fired() {
-    std::lock_guard guard(mutex_);
-    return firedKill_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable stopped_;
-  bool done_ = false;
-  bool firedKill_ = false;
-  std::thread thread_;
-};
 
 }  // namespace
 
@@ -95,14 +94,8 @@ ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
   auto child = Spawn::launch(path, arguments, environment, true, true);
   if (cancel && !cancel->attach(child)) child->signalIfRunning(SIGKILL);
 
-  KillTimer timer(child, timeout);
-  std::thread errorReader(
-      [&result, &child] { result.stderrData = readToEnd(*child->stderrPipe()); });
-  result.stdoutData = readToEnd(*child->stdoutPipe());
-  errorReader.join();
+  result.timedOut = drain(*child, timeout, result.stdoutData, result.stderrData);
   result.status = child->wait();
-  timer.stop();
-  result.timedOut = timer.fired();
   result.cancelled = cancel && cancel->isCancelled();
   return result;
 }

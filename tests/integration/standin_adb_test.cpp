@@ -130,6 +130,15 @@ TEST_F(StandinAdbTest, ClosingTheStreamKillsTheCommand) {
   EXPECT_NE(::kill(pid, 0), 0) << "sleep " << pid << " still runs";
 }
 
+TEST_F(StandinAdbTest, TwoAdbServersUseOneTabletAtOnce) {
+  PrivateAdbServer other;
+  ASSERT_EQ(other.adb({"connect", tablet().serial()}).status, 0);
+  auto first = std::async(std::launch::async, [] { return tablet().shell("sleep 0.5; echo one"); });
+  ToolRun second = other.adb({"-s", tablet().serial(), "shell", "sleep 0.5; echo two"});
+  EXPECT_EQ(second.stdoutData, "two\n");
+  EXPECT_EQ(first.get().stdoutData, "one\n");
+}
+
 TEST_F(StandinAdbTest, ServesManyStreamsAtOnce) {
   std::vector<std::future<std::string>> runs;
   for (int client = 0; client < 8; ++client)

@@ -1,6 +1,11 @@
 // The stand-in's faults, and what the real adb makes of them.
+#include <signal.h>
+
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <thread>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -83,6 +88,24 @@ TEST(StandinFaultsTest, FaultsSwitchWhileRunning) {
   EXPECT_EQ(tablet.shell("echo late").stdoutData, "late\n");
   tablet.clearFaults();
   EXPECT_TRUE(tablet.faults().empty());
+}
+
+TEST(StandinFaultsTest, ADroppedConnectionTakesItsCommandsAlong) {
+  StandinTablet tablet;
+  auto pidFile = tablet.hostPath("/data/local/tmp/sleeper.pid");
+  auto sleeper = std::async(std::launch::async, [&] {
+    return tablet.shell("echo $$ > /data/local/tmp/sleeper.pid; exec sleep 600", 120s);
+  });
+  auto deadline = std::chrono::steady_clock::now() + 60s;
+  pid_t pid = 0;
+  while (!(std::ifstream(pidFile) >> pid) && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(20ms);
+  ASSERT_GT(pid, 0);
+  tablet.dropConnections();
+  EXPECT_FALSE(sleeper.get().timedOut) << "adb sees the connection go";
+  while (::kill(pid, 0) == 0 && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(20ms);
+  EXPECT_NE(::kill(pid, 0), 0) << "sleep " << pid << " still runs";
 }
 
 TEST(StandinFaultsTest, ToolsCanBeHiddenAndSpaceMadeShort) {

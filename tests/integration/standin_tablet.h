@@ -11,7 +11,8 @@
 //   tablet.setFault("hide=sha256sum");                    // see standin/README.md for faults
 //
 // Everything is torn down by the destructor (also when a test fails), and the
-// daemon ends with the test process if that dies first. Two tablets share one
+// daemon ends with the test process if that dies first (strictly: with the
+// thread that made the tablet, so make it on one that outlives it). Two tablets share one
 // adb server when the second is given the first's:
 //   StandinTablet second(StandinOptions().through(first.adbServer()));
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/tablet/adb_error.h"
+#include "core/tablet/shell_exit.h"
 #include "core/tablet/testing/fake_adb_runner.h"
 
 namespace lumivale::testing {
@@ -16,14 +17,15 @@ class ScriptedTablet : public AdbRunner {
   std::string shell(const std::string& serial, const std::string& line, Seconds) override {
     lines.push_back(line);
     if (!failure.empty()) throw AdbError(failure);
-    constexpr std::string_view ending = " 2>&1; printf '\\nLUMIVALE-EXIT:%d\\n' $?";
+    const std::string ending = ShellExit::withMarker(" 2>&1");
     std::string output;
     std::string_view rest = line;
     while (!rest.empty()) {
       auto end = rest.find(ending);
       auto command = std::string(rest.substr(0, end));
       auto reply = script.run(serial, {command}, Seconds(1), nullptr);
-      output += reply.stdoutData + "\nLUMIVALE-EXIT:" + std::to_string(reply.status) + "\n";
+      output += reply.stdoutData + "\n" + std::string(ShellExit::marker) +
+                std::to_string(reply.status) + "\n";
       if (end == std::string_view::npos) break;
       rest.remove_prefix(end + ending.size());
       if (rest.starts_with("; ")) rest.remove_prefix(2);

@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -73,11 +77,6 @@ TEST_F(AccountCommands, ASignInIsSeenByTheNextProcess) {
       {"account", "signup", "--email", email, "--name", "Ann", "--password-stdin"}, testPassword);
   ASSERT_EQ(signUp.status, 0) << signUp.stderrData;
   EXPECT_EQ(signUp.stdoutData, "Signed in as " + email + ".\n");
-  // The password never reaches the log.
-  std::ifstream log(ConfigStore::directory() / "logs" / "lumivale.log");
-  std::string logText((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(logText.find(testPassword), std::string::npos);
-
   ToolRun status = lumivale({"account", "status"});
   EXPECT_EQ(status.status, 0) << status.stderrData;
   EXPECT_EQ(status.stdoutData, "Signed in as " + email + ".\n");
@@ -128,6 +127,41 @@ TEST_F(AccountCommands, SigningOutForgetsTheSessionHereEvenWhenTheServerIsGone) 
   EXPECT_EQ(clientFor(server->baseUrl()).getSession(token), std::nullopt);
 }
 
+// Reads what the terminal shows until `wanted` appears or the program ends.
+std::string readScreen(int terminal, const std::string& wanted = "") {
+  std::string screen;
+  while (wanted.empty() || screen.find(wanted) == std::string::npos) {
+    pollfd ready{terminal, POLLIN, 0};
+    if (poll(&ready, 1, 20000) <= 0) break;
+    char buffer[512];
+    ssize_t count = read(terminal, buffer, sizeof buffer);
+    if (count <= 0) break;  // EIO once the program has ended
+    screen.append(buffer, static_cast<size_t>(count));
+  }
+  return screen;
+}
+
+TEST_F(AccountCommands, ThePasswordIsAskedForWithoutEcho) {
+  std::string email = uniqueEmail("prompt");
+  int terminal = -1;
+  pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    execl(LUMIVALE_CLI, "lumivale", "account", "signup", "--email", email.c_str(), nullptr);
+    _exit(127);
+  }
+  std::string screen = readScreen(terminal, "Password: ");
+  std::string typed = testPassword + "\n";
+  ASSERT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+  screen += readScreen(terminal);
+  close(terminal);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_EQ(status, 0) << screen;
+  EXPECT_NE(screen.find("Signed in as " + email + "."), std::string::npos) << screen;
+  EXPECT_EQ(screen.find(testPassword), std::string::npos) << screen;
+}
+
 TEST_F(AccountCommands, RefusalsAndFormChecksAreShownAsTheyStand) {
   ToolRun badEmail = lumivale({"account", "signin", "--email", "nobody", "--password-stdin"}, "x");
   EXPECT_EQ(badEmail.status, 1);
@@ -143,6 +177,13 @@ TEST_F(AccountCommands, RefusalsAndFormChecksAreShownAsTheyStand) {
   ToolRun token = lumivale({"account", "token"});
   EXPECT_EQ(token.status, 1);
   EXPECT_EQ(token.stderrData, "lumivale: Not signed in.\n");
+
+  // The refusal is logged with the server's code, the password never.
+  std::ifstream log(ConfigStore::directory() / "logs" / "lumivale.log");
+  std::string logText((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+  EXPECT_NE(logText.find("sign-in refused with status 401 (invalid_email_or_password)"),
+            std::string::npos);
+  EXPECT_EQ(logText.find(testPassword), std::string::npos);
 }
 
 // Another process signs in while a check is asking the server about the old token:

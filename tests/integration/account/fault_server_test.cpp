@@ -4,6 +4,7 @@
 
 #include "core/account/account_session.h"
 #include "core/account/auth_error.h"
+#include "core/settings/testing/temporary_settings_folder.h"
 #include "tests/integration/account/account_test_support.h"
 #include "tests/integration/account/loopback_server.h"
 
@@ -196,6 +197,38 @@ TEST(FaultServer, CustomerBuildsSendNothingToATestServer) {
   EXPECT_THROW(customer.signInEmail("a@example.org", testPassword), EndpointRefused);
   EXPECT_THROW(customer.getSession("token"), EndpointRefused);
   EXPECT_EQ(server.requestCount(), 0);
+}
+
+// A store whose changes are announced through a generation file.
+class AnnouncingStore : public MemorySessionStore {
+ public:
+  explicit AnnouncingStore(SessionGenerationFile file) : file_(std::move(file)) {}
+  std::optional<SessionGenerationFile> generationFile() const override { return file_; }
+
+ private:
+  SessionGenerationFile file_;
+};
+
+TEST(FaultServer, ACheckGivesUpOnASessionThatKeepsChanging) {
+  TemporaryFolder folder;
+  AnnouncingStore store(SessionGenerationFile::in(folder.path()));
+  store.saveSessionToken("token");
+  // Every answer comes back while another program changes the sign-in.
+  LoopbackServer server([&](const LoopbackServer::Request&) {
+    store.generationFile()->advance();
+    return Response{200, {}, "null"};
+  });
+  PortmarkClient client = clientFor(server.baseUrl());
+  SessionHome home{store, SessionLock::inProcess(), [](const std::optional<AuthUser>&) {}};
+  try {
+    AccountSession::check(home, client);
+    FAIL() << "the check settled on a session that kept changing";
+  } catch (const AuthError& error) {
+    EXPECT_EQ(error.message(),
+              "Your sign-in changed in another window or in Terminal while it was being checked. "
+              "Try again.");
+  }
+  EXPECT_EQ(store.loadSessionToken(), "token");
 }
 
 }  // namespace

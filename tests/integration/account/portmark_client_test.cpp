@@ -106,6 +106,25 @@ TEST_F(RealAccountServer, TheCachedJwtIsReusedUntilWithinTheMargin) {
   EXPECT_EQ(source.epoch(), 1);
 }
 
+TEST_F(RealAccountServer, TheStoredTokenIsReadAgainAfterTheInterval) {
+  std::string email = uniqueEmail("reread");
+  SignInResult first = client.signUpEmail(email, testPassword, "");
+  SignInResult second = client.signInEmail(email, testPassword);
+  MemorySessionStore store;  // no generation file: changes go unannounced
+  store.saveSessionToken(first.sessionToken);
+  double now = JwtSource::systemClock();
+  JwtSource source(client, store, 60, 600, [&] { return now; });
+  PortmarkJWT minted = source.jwt();
+
+  store.saveSessionToken(second.sessionToken);
+  ASSERT_TRUE(client.signOut(first.sessionToken));
+  now += 599;
+  EXPECT_EQ(source.jwt(), minted);
+  // Past the interval the new token is read, and minting with it works.
+  now += 2;
+  EXPECT_EQ(source.jwt().sub, first.user.id);
+}
+
 TEST_F(RealAccountServer, ACheckRemovesOnlyASessionTheServerRejects) {
   SignInResult account = client.signUpEmail(uniqueEmail("check"), testPassword, "");
   MemorySessionStore store;

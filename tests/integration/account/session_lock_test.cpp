@@ -93,6 +93,9 @@ TEST(SessionLockWithinAProcess, ChangesNestAndSettleTheGenerationOnce) {
                std::runtime_error);
   EXPECT_NE(generation.read(), settled);
   EXPECT_NO_THROW(lock.with([] {}));
+
+  auto unreadable = SessionGenerationFile{folder.path()};  // a folder is no generation file
+  EXPECT_EQ(unreadable.read().rfind(SessionGenerationFile::unreadablePrefix, 0), 0u);
 }
 
 }  // namespace

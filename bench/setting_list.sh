@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# `lumivale setting list` against a stand-in tablet: wall time per run, and how many
+# adb runs (and shell round trips) each one makes. BENCH_RUNS runs (default 20).
+# Uses the bench preset's lumivale and stand-in, built when missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+runs=${BENCH_RUNS:-20}
+lumivale=${LUMIVALE_BIN:-build/bench/cli/lumivale}
+export LUMIVALE_STANDIN_BIN=${LUMIVALE_STANDIN_BIN:-build/bench/standin/lumivale-standin}
+if [ ! -x "$lumivale" ] || [ ! -x "$LUMIVALE_STANDIN_BIN" ]; then
+  cmake --preset bench >/dev/null
+  cmake --build --preset bench --target lumivale lumivale-standin
+fi
+
+# shellcheck source=bench/standin_session.sh
+source bench/standin_session.sh
+export LUMIVALE_CONFIG_DIR=$work/config LUMIVALE_STANDIN_ONLY=1
+
+# The adb that lumivale finds through ANDROID_HOME notes each run, then hands over.
+mkdir -p "$work/sdk/platform-tools"
+cat >"$work/sdk/platform-tools/adb" <<ADB
+#!/bin/sh
+if [ "\$1" = -s ]; then echo "\$3" >>"$work/adb-runs"; else echo "\$1" >>"$work/adb-runs"; fi
+exec $(command -v adb) "\$@"
+ADB
+chmod +x "$work/sdk/platform-tools/adb"
+export ANDROID_HOME=$work/sdk
+
+# The first run also asks adb for its version, which is then remembered.
+"$lumivale" setting list >/dev/null
+: >"$work/adb-runs"
+
+now() { date +%s.%N; }
+start=$(now)
+for _ in $(seq "$runs"); do "$lumivale" setting list >/dev/null; done
+seconds=$(echo "$(now) $start" | awk '{ print $1 - $2 }')
+
+adb_runs=$(wc -l <"$work/adb-runs")
+shells=$(grep -c '^shell$' "$work/adb-runs" || true)
+echo "lumivale setting list on the stand-in ($(nproc) cores, $runs runs)"
+printf '  %6.1f ms per run   %s adb runs per run, of which %s shell round trips\n' \
+  "$(echo "$seconds $runs" | awk '{ print $1 * 1000 / $2 }')" \
+  "$(echo "$adb_runs $runs" | awk '{ print $1 / $2 }')" \
+  "$(echo "$shells $runs" | awk '{ print $1 / $2 }')"

@@ -1,0 +1,111 @@
+// The device commands of `lumivale`, run as a user would, against stand-in tablets.
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "core/tablet/tool_run.h"
+#include "tests/integration/bridge/eventually.h"
+#include "tests/integration/standin_tablet.h"
+
+namespace lumivale {
+namespace {
+
+using testing::StandinOptions;
+using testing::StandinTablet;
+
+class DeviceCommandsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/lumivale-cli-config-XXXXXX";
+    configFolder = ::mkdtemp(pattern);
+  }
+  void TearDown() override { std::filesystem::remove_all(configFolder); }
+
+  ToolRun lumivale(const StandinTablet& tablet, std::vector<std::string> arguments) {
+    Environment environment = tablet.adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
+  }
+
+  nlohmann::json config() {
+    std::ifstream file(configFolder / "config.json");
+    return nlohmann::json::parse(file);
+  }
+
+  std::filesystem::path configFolder;
+};
+
+TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
+  StandinTablet tablet;
+  ToolRun status = lumivale(tablet, {"status"});
+  EXPECT_EQ(status.status, 0) << status.stderrData;
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+
+  auto devices = nlohmann::json::parse(lumivale(tablet, {"devices", "--json"}).stdoutData);
+  EXPECT_EQ(devices["state"], "ready");
+  ASSERT_EQ(devices["tablets"].size(), 1u);
+  EXPECT_EQ(devices["tablets"][0]["connections"][0]["serial"], tablet.serial());
+
+  ToolRun use = lumivale(tablet, {"use", tablet.serial()});
+  EXPECT_EQ(use.status, 0) << use.stderrData;
+  EXPECT_EQ(config()["deviceSerial"], tablet.serial());
+
+  auto info = nlohmann::json::parse(lumivale(tablet, {"info", "--json"}).stdoutData);
+  EXPECT_EQ(info["model"], "LV-1");
+  EXPECT_EQ(info["batteryPercent"], 76);
+
+  EXPECT_EQ(lumivale(tablet, {"type", "hello there"}).status, 0);
+  EXPECT_EQ(lumivale(tablet, {"tap", "5", "6"}).status, 0);
+  ToolRun tooLong = lumivale(tablet, {"type", std::string(241, 'x')});
+  EXPECT_EQ(tooLong.status, 1);
+  EXPECT_EQ(tooLong.stderrData,
+            "lumivale: text cannot be typed over adb (240 printable ASCII characters at most)\n");
+  std::string log = tablet.inputLog();
+  EXPECT_NE(log.find("text hello%sthere\ntap 5 6\n"), std::string::npos) << log;
+
+  auto png = configFolder / "screen.png";
+  EXPECT_EQ(lumivale(tablet, {"screenshot", png.string()}).status, 0);
+  EXPECT_GT(std::filesystem::file_size(png), 8u);
+
+  EXPECT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0);
+  EXPECT_FALSE(config().contains("deviceSerial"));
+}
+
+TEST_F(DeviceCommandsTest, ATabletNotReadyIsRefusedWithItsSentence) {
+  StandinTablet tablet(StandinOptions().fault("unauthorized"));
+  ToolRun status;
+  EXPECT_TRUE(testing::eventually([&] {
+    status = lumivale(tablet, {"status"});
+    return status.stdoutData.starts_with("waitingForApproval");
+  })) << status.stdoutData;
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData, "waitingForApproval  " + tablet.serial() +
+                                   "\nOn your Lumivale, tap Allow for this Mac first.\n");
+  ToolRun info = lumivale(tablet, {"--serial", "GONE", "info"});
+  EXPECT_EQ(info.status, 1);
+  EXPECT_EQ(info.stderrData, "lumivale: The Lumivale this Mac is set to use is not connected.\n");
+
+  ToolRun elsewhere = lumivale(tablet, {"--serial", "GONE", "status", "--json"});
+  EXPECT_EQ(elsewhere.status, 1);
+  auto json = nlohmann::json::parse(elsewhere.stdoutData);
+  EXPECT_EQ(json["state"], "chosenAway");
+  EXPECT_EQ(json["refusal"], "The Lumivale this Mac is set to use is not connected.");
+  ToolRun use = lumivale(tablet, {"use", "GONE"});
+  EXPECT_EQ(use.status, 1);
+}
+
+TEST_F(DeviceCommandsTest, ToolsNamesTheAdbInUse) {
+  StandinTablet tablet(StandinOptions().withoutConnecting());
+  ToolRun tools = lumivale(tablet, {"tools"});
+  EXPECT_EQ(tools.status, 0) << tools.stderrData;
+  EXPECT_TRUE(tools.stdoutData.starts_with("adb: /usr/bin/adb (distribution)")) << tools.stdoutData;
+  EXPECT_NE(tools.stdoutData.find("lumivaleCopy"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace lumivale
