@@ -43,6 +43,13 @@ class PullingTablet : public FakeAdbRunner {
 // A scripted tablet whose `adb push` runs until it is stopped, as a long copy would.
 class EndlessPushTablet : public PullingTablet {
  public:
+  // An empty folder /sdcard/Books, with room.
+  EndlessPushTablet() {
+    on("shell readlink -e --", ok("/storage/emulated/0/Books"));
+    on("shell test -d /sdcard/Books", ok());
+    on("shell df -k", failed());
+    on("shell find /sdcard/Books/", ok());
+  }
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
               ToolCancel* cancel) override {
     if (arguments.empty() || arguments[0] != "push" || !cancel)
@@ -173,10 +180,6 @@ TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
 
 TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   EndlessPushTablet endless;
-  endless.on("shell readlink -e --", ok("/storage/emulated/0/Books"));
-  endless.on("shell test -d /sdcard/Books", ok());
-  endless.on("shell df -k", failed());
-  endless.on("shell find /sdcard/Books/", ok());
   endless.on("shell rm -rf --", ok());
   AdbFiles slow{endless, "LV1SERIAL", TransferLimits::standard(),
                 std::make_shared<ListingFormatCache>()};
@@ -191,10 +194,6 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
 
 TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {
   EndlessPushTablet endless;
-  endless.on("shell readlink -e --", ok("/storage/emulated/0/Books"));
-  endless.on("shell test -d /sdcard/Books", ok());
-  endless.on("shell df -k", failed());
-  endless.on("shell find /sdcard/Books/", ok());
   endless.on("shell stat -c '%s' -- /sdcard/Books/.lumivale-partial-", ok("11"));
   endless.on("shell rm -rf --", ok());
   AdbFiles capped{endless, "LV1SERIAL", TransferLimits{10, 0},
