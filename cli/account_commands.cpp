@@ -182,6 +182,14 @@ void printToken() {
 
 }  // namespace
 
+void followSignInServerChange(const LumivaleConfig& before, const LumivaleConfig& after) {
+  if (before.portmarkBaseUrl == after.portmarkBaseUrl) return;
+  Account account;
+  auto notice = AccountSession::followServerChange(account.home, before.portmarkBaseUrl,
+                                                   after.portmarkBaseUrl);
+  if (notice && (before.email || before.userId)) std::cerr << "lumivale: " << *notice << "\n";
+}
+
 void addAccountCommands(CLI::App& app, GlobalOptions&) {
   auto* account = app.add_subcommand("account", "Sign in to your Lumivale account, or out");
   account->require_subcommand(1);

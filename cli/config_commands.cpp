@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/account_commands.h"
 #include "core/error.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
@@ -106,17 +107,25 @@ void addConfigCommands(CLI::App& app, GlobalOptions&) {
   set->add_option("KEY", *key, "The setting to change")->required()->check(CLI::IsMember(keys));
   set->add_option("VALUE", *value, "An endpoint URL, or true or false")->required();
   set->callback([key, value] {
-    ConfigStore::update([&](LumivaleConfig& settings) { setSetting(settings, *key, *value); });
+    LumivaleConfig before;
+    auto after = ConfigStore::update([&](LumivaleConfig& settings) {
+      before = settings;
+      setSetting(settings, *key, *value);
+    });
+    followSignInServerChange(before, after);
   });
 
   config
       ->add_subcommand("reset-endpoints",
                        "Point the three service endpoints at the built-in servers")
       ->callback([] {
-        ConfigStore::update([](LumivaleConfig& settings) {
+        LumivaleConfig before;
+        auto after = ConfigStore::update([&](LumivaleConfig& settings) {
+          before = settings;
           for (const auto& [name, member] : endpointKeys)
             settings.*member = LumivaleConfig::devDefaults().*member;
         });
+        followSignInServerChange(before, after);
       });
 }
 

@@ -127,6 +127,24 @@ TEST_F(AccountCommands, SigningOutForgetsTheSessionHereEvenWhenTheServerIsGone) 
   EXPECT_EQ(clientFor(server->baseUrl()).getSession(token), std::nullopt);
 }
 
+TEST_F(AccountCommands, PointingAtAnotherSignInServerSignsOut) {
+  std::string email = uniqueEmail("moved");
+  ASSERT_EQ(
+      lumivale({"account", "signup", "--email", email, "--password-stdin"}, testPassword).status,
+      0);
+  // The same server spelt with a final slash is not a change.
+  ToolRun same = lumivale({"config", "set", "portmarkBaseUrl", server->baseUrl() + "/"});
+  EXPECT_EQ(same.stderrData, "");
+  EXPECT_TRUE(keychain().loadSessionToken());
+
+  ToolRun moved = lumivale({"config", "set", "portmarkBaseUrl", "http://127.0.0.1:9"});
+  EXPECT_EQ(moved.status, 0);
+  EXPECT_EQ(moved.stderrData, "lumivale: Signed out: the sign-in server changed\n");
+  EXPECT_EQ(keychain().loadSessionToken(), std::nullopt);
+  EXPECT_FALSE(settingsFile().contains("email"));
+  EXPECT_EQ(lumivale({"account", "status"}).stdoutData, "Not signed in.\n");
+}
+
 // Reads what the terminal shows until `wanted` appears or the program ends.
 std::string readScreen(int terminal, const std::string& wanted = "") {
   std::string screen;
