@@ -5,6 +5,24 @@ if(LUMIVALE_TESTS)
   include(GoogleTest)
 endif()
 
+# Outputs printed by real Android devices and adb, kept beside the checkout (one level up
+# in a plain clone, two in a worktree below it).
+find_path(LUMIVALE_ANDROID_OUTPUTS SOURCES.md
+          PATHS "${PROJECT_SOURCE_DIR}/../shared/android-outputs"
+                "${PROJECT_SOURCE_DIR}/../../shared/android-outputs"
+          NO_DEFAULT_PATH)
+
+# lumivale_reads_android_outputs(TARGET): the test finds them at LUMIVALE_ANDROID_OUTPUTS.
+function(lumivale_reads_android_outputs target)
+  if(NOT TARGET ${target})
+    return()
+  endif()
+  if(NOT LUMIVALE_ANDROID_OUTPUTS)
+    message(FATAL_ERROR "the captured Android outputs (shared/android-outputs) are not beside the checkout")
+  endif()
+  target_compile_definitions(${target} PRIVATE LUMIVALE_ANDROID_OUTPUTS="${LUMIVALE_ANDROID_OUTPUTS}")
+endfunction()
+
 # lumivale_unit_test(NAME src...): one GoogleTest binary per subsystem, label "unit".
 function(lumivale_unit_test name)
   if(NOT LUMIVALE_TESTS)

@@ -11,8 +11,11 @@ using namespace files_detail;
 
 namespace {
 
-// How often a running copy is measured for progress and for the byte cap.
-constexpr std::chrono::milliseconds sampleInterval{500};
+// How often a cancel is looked for, and how often the arriving copy is measured for
+// progress and the byte cap (each measure on the tablet is an adb run of its own, taking
+// a little of the machine the copy itself needs).
+constexpr std::chrono::milliseconds cancelInterval{100};
+constexpr std::chrono::milliseconds sampleInterval{1000};
 
 // A copy may take this long plus one second for each 2 MiB.
 constexpr Seconds transferBaseTimeout{300};
@@ -38,11 +41,14 @@ void AdbFiles::transfer(const std::vector<std::string>& arguments,
   bool grewPastCap = false;
   try {
     report(0);
-    while (running.wait_for(sampleInterval) != std::future_status::ready) {
+    auto lastSample = std::chrono::steady_clock::now();
+    while (running.wait_for(cancelInterval) != std::future_status::ready) {
       if (cancel && cancel->isCancelled()) {
         stop.cancel();
         continue;
       }
+      if (std::chrono::steady_clock::now() - lastSample < sampleInterval) continue;
+      lastSample = std::chrono::steady_clock::now();
       std::uint64_t done = 0;
       try {
         done = sample();

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,6 +38,28 @@ class PullingTablet : public FakeAdbRunner {
     return FakeAdbRunner::run(serial, arguments, timeout, cancel);
   }
   std::string pulledBytes = "abc";
+};
+
+// A scripted tablet whose `adb push` runs until it is stopped, as a long copy would.
+class EndlessPushTablet : public PullingTablet {
+ public:
+  // An empty folder /sdcard/Books, with room.
+  EndlessPushTablet() {
+    on("shell readlink -e --", ok("/storage/emulated/0/Books"));
+    on("shell test -d /sdcard/Books", ok());
+    on("shell df -k", failed());
+    on("shell find /sdcard/Books/", ok());
+  }
+  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
+              ToolCancel* cancel) override {
+    if (arguments.empty() || arguments[0] != "push" || !cancel)
+      return PullingTablet::run(serial, arguments, timeout, cancel);
+    // Bounded, so a test whose cancel never comes still ends.
+    for (int wait = 0; wait < 6000 && !cancel->isCancelled(); ++wait)
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return ToolRun{
+        .status = 137, .stdoutData = "", .stderrData = "", .timedOut = false, .cancelled = true};
+  }
 };
 
 class TransferTest : public ::testing::Test {
@@ -153,6 +176,36 @@ TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
   cancel.cancel();
   EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth, &cancel), "cancelled");
   EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
+}
+
+TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
+  EndlessPushTablet endless;
+  endless.on("shell rm -rf --", ok());
+  AdbFiles slow{endless, "LV1SERIAL", TransferLimits::standard(),
+                std::make_shared<ListingFormatCache>()};
+  ToolCancel cancel;
+  EXPECT_THROW(slow.push(
+                   local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
+                   [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
+               Cancelled);
+  EXPECT_EQ(endless.commands.back().rfind("shell rm -rf -- /sdcard/Books/.lumivale-partial-", 0),
+            0u);
+}
+
+TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {
+  EndlessPushTablet endless;
+  endless.on("shell stat -c '%s' -- /sdcard/Books/.lumivale-partial-", ok("11"));
+  endless.on("shell rm -rf --", ok());
+  AdbFiles capped{endless, "LV1SERIAL", TransferLimits{10, 0},
+                  std::make_shared<ListingFormatCache>()};
+  try {
+    capped.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask);
+    ADD_FAILURE() << "the copy was not stopped";
+  } catch (const FilesError& error) {
+    EXPECT_EQ(error.message(), "the copy grew past 10 bytes and was stopped; nothing was kept");
+  }
+  EXPECT_EQ(endless.commands.back().rfind("shell rm -rf -- /sdcard/Books/.lumivale-partial-", 0),
+            0u);
 }
 
 TEST_F(TransferTest, AShortCopyIsNotPutInPlace) {
