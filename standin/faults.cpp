@@ -9,11 +9,11 @@
 namespace lumivale::standin {
 namespace {
 
-uint64_t parseCount(std::string_view spec, std::string_view text) {
+uint64_t parseCount(std::string_view fault, std::string_view text) {
   uint64_t value = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || text.empty())
-    throw Error(fmt::format("fault '{}' needs a whole number", spec));
+    throw Error(fmt::format("fault '{}' needs a whole number", fault));
   return value;
 }
 
@@ -24,10 +24,10 @@ const std::set<std::string>& hideableTools() {
   return tools;
 }
 
-void applyFault(FaultSettings& settings, std::string_view spec) {
-  auto equals = spec.find('=');
-  std::string_view name = spec.substr(0, equals);
-  std::string_view value = equals == std::string_view::npos ? "" : spec.substr(equals + 1);
+void applyFault(FaultSettings& settings, std::string_view fault) {
+  auto equals = fault.find('=');
+  std::string_view name = fault.substr(0, equals);
+  std::string_view value = equals == std::string_view::npos ? "" : fault.substr(equals + 1);
   bool hasValue = equals != std::string_view::npos;
   if (name == "unauthorized" && !hasValue) {
     settings.unauthorized = true;
@@ -38,9 +38,9 @@ void applyFault(FaultSettings& settings, std::string_view spec) {
   } else if (name == "low-space" && !hasValue) {
     settings.lowSpace = true;
   } else if (name == "slow") {
-    settings.slow = std::chrono::milliseconds(parseCount(spec, value));
+    settings.slow = std::chrono::milliseconds(parseCount(fault, value));
   } else if (name == "drop-after") {
-    settings.dropAfterBytes = parseCount(spec, value);
+    settings.dropAfterBytes = parseCount(fault, value);
   } else if (name == "drop-at" && !value.empty()) {
     settings.dropAtCommand = std::string(value);
   } else if (name == "hide" && hideableTools().contains(std::string(value))) {
@@ -49,7 +49,7 @@ void applyFault(FaultSettings& settings, std::string_view spec) {
     throw Error(fmt::format(
         "unknown fault '{}' (faults: unauthorized, offline, v1-shell, slow=MS, drop-after=BYTES, "
         "drop-at=TEXT, hide=sha256sum|find-printf|readlink-e|realpath, low-space)",
-        spec));
+        fault));
   }
 }
 

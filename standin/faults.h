@@ -30,7 +30,7 @@ const std::set<std::string>& hideableTools();
 
 // Applies one fault written as on the command line ("slow=200", "hide=realpath",
 // "unauthorized"). Throws Error naming the problem when the text is not a fault.
-void applyFault(FaultSettings& settings, std::string_view spec);
+void applyFault(FaultSettings& settings, std::string_view fault);
 // Clears one fault by name ("slow", "hide=realpath", "hide" for all hidden tools).
 void clearFault(FaultSettings& settings, std::string_view name);
 // The faults in force, in the form applyFault takes.

@@ -22,13 +22,13 @@ using namespace lumivale;
 using namespace lumivale::standin;
 
 void serve(const std::filesystem::path& data, const std::filesystem::path& commands, uint16_t port,
-           const std::vector<std::string>& faultSpecs, bool exitWithParent) {
+           const std::vector<std::string>& faultsAtStart, bool exitWithParent) {
   if (exitWithParent) ::prctl(PR_SET_PDEATHSIG, SIGTERM);
   ::signal(SIGPIPE, SIG_IGN);
   ::umask(022);
   FaultSettings faults;
-  for (const auto& spec : faultSpecs)
-    applyFault(faults, spec);
+  for (const auto& fault : faultsAtStart)
+    applyFault(faults, fault);
   std::filesystem::create_directories(data);
   TabletRoot root(std::filesystem::absolute(data), commands);
   root.build();
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> request;
   auto* controlCommand =
       app.add_subcommand("control",
-                         "Send a request to a running stand-in: fault SPEC, clear "
+                         "Send a request to a running stand-in: fault FAULT, clear "
                          "[NAME], faults, drop");
   controlCommand->add_option("--data", data, "The stand-in's data folder")->required();
   controlCommand->add_option("request", request, "The request words")->required();

@@ -155,7 +155,7 @@ std::string StandinServer::control(const std::string& request) {
     return "";
   } else if (verb != "faults") {
     throw Error(
-        fmt::format("unknown request '{}' (fault SPEC, clear [NAME], faults, drop)", request));
+        fmt::format("unknown request '{}' (fault FAULT, clear [NAME], faults, drop)", request));
   }
   root_.applyFaults(faults);
   faults_.replace(faults);

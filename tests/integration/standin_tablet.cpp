@@ -277,8 +277,8 @@ std::string StandinTablet::control(const std::string& request) const {
   return standin::sendControlRequest(dataFolder_ / "control", request);
 }
 
-void StandinTablet::setFault(const std::string& spec) const {
-  control("fault " + spec);
+void StandinTablet::setFault(const std::string& fault) const {
+  control("fault " + fault);
 }
 void StandinTablet::clearFault(const std::string& name) const {
   control("clear " + name);

@@ -64,8 +64,8 @@ struct StandinOptions {
   // Whether to run `adb connect` once the daemon listens.
   bool connect = true;
 
-  StandinOptions& fault(std::string spec) {
-    faults.push_back(std::move(spec));
+  StandinOptions& fault(std::string request) {
+    faults.push_back(std::move(request));
     return *this;
   }
   StandinOptions& through(std::shared_ptr<PrivateAdbServer> server) {
@@ -122,7 +122,7 @@ class StandinTablet {
   std::string waitForState(std::string_view wanted, Seconds timeout = Seconds(30)) const;
 
   // Fault control while running (see standin/README.md for the names).
-  void setFault(const std::string& spec) const;
+  void setFault(const std::string& fault) const;
   void clearFault(const std::string& name) const;
   void clearFaults() const;
   std::vector<std::string> faults() const;
