@@ -12,12 +12,13 @@ namespace lumivale {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+constexpr auto killGrace = std::chrono::seconds(1);
 
 // Reads both streams to their end on this thread, so that a child filling one pipe
 // while the other is not read never blocks, and kills the child once the deadline
 // passes. True when the deadline's kill was sent.
 bool drain(Spawn::Child& child, Seconds timeout, std::string& out, std::string& err) {
-  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+  auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
   bool deadlinePassed = false;
   bool killed = false;
   UniqueFd* streams[2] = {&*child.stdoutPipe(), &*child.stderrPipe()};
@@ -32,17 +33,17 @@ bool drain(Spawn::Child& child, Seconds timeout, std::string& out, std::string& 
       polls[count] = {streams[i]->get(), POLLIN, 0};
       owners[count++] = i;
     }
-    int waitMs = -1;
-    if (!deadlinePassed) {
-      auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-      waitMs = static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
-    }
-    int ready = ::poll(polls, count, waitMs);
+    auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    int ready = ::poll(polls, count, static_cast<int>(std::clamp<long long>(left, 0, INT_MAX)));
     if (ready < 0 && errno == EINTR) continue;
     if (ready < 0) break;
     if (ready == 0) {
+      // Something the killed child started may still hold its pipes open: give up
+      // reading after a short grace rather than wait on it for ever.
+      if (deadlinePassed) break;
       deadlinePassed = true;
       killed = child.signalIfRunning(SIGKILL);
+      deadline = Clock::now() + killGrace;
       continue;
     }
     for (nfds_t i = 0; i < count; ++i) {

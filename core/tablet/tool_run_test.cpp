@@ -42,6 +42,13 @@ TEST(ToolRunTest, ASleeperPastItsTimeoutIsKilled) {
   EXPECT_EQ(run.status, 137);
 }
 
+TEST(ToolRunTest, AGrandchildHoldingThePipesDoesNotOutliveTheDeadline) {
+  // The shell is killed at the deadline; the sleep it left behind keeps stdout open.
+  auto run = shell("sleep 30 & wait", Seconds(0.2));
+  EXPECT_TRUE(run.timedOut);
+  EXPECT_EQ(run.status, 137);
+}
+
 TEST(ToolRunTest, ASignalEndingTheChildReads128PlusTheSignal) {
   auto run = shell("kill -TERM $$");
   EXPECT_EQ(run.status, 128 + SIGTERM);
