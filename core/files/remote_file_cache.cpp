@@ -1,7 +1,5 @@
 #include "core/files/remote_file_cache.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -9,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "core/crypto_library.h"
 #include "core/files/files_error.h"
 #include "core/files/local_items.h"
 #include "core/files/remote_path.h"
@@ -68,13 +67,7 @@ std::string RemoteFileCache::key(const std::string& serial, const RemoteEntry& e
   std::string material = serial;
   material += '\0' + entry.path + '\0' + std::string(rawValue(entry.kind)) + '\0' +
               std::to_string(entry.size) + '\0' + std::to_string(modified);
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int length = 0;
-  EVP_Digest(material.data(), material.size(), digest.data(), &length, EVP_sha256(), nullptr);
-  std::string hex;
-  for (unsigned int i = 0; i < length; ++i)
-    hex += fmt::format("{:02x}", digest[i]);
-  return hex;
+  return sha256Hex(material);
 }
 
 std::string RemoteFileCache::localName(const RemoteEntry& entry) {

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lumivale {
+
+// SHA-256 and base64 from libcrypto, loaded on first use: linking it would relocate
+// all of OpenSSL at the start of every command. Both throw SharedLibraryError when
+// libcrypto cannot be loaded.
+
+// The SHA-256 digest of `bytes`, as 64 lowercase hex digits.
+std::string sha256Hex(std::string_view bytes);
+
+// The bytes `text` stands for in unpadded base64url; nullopt when it is not that.
+std::optional<std::string> base64UrlDecode(std::string_view text);
+
+}  // namespace lumivale
