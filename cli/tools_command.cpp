@@ -3,31 +3,57 @@
 #include <iostream>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
 #include "cli/tablet_session.h"
 #include "core/tablet/adb_error.h"
 
 namespace lumivale::cli {
+namespace {
+
+nlohmann::json lookJson(const AdbCandidateLook& look, bool used) {
+  nlohmann::json entry{{"path", look.candidate.path.string()},
+                       {"source", sourceName(look.candidate.source)},
+                       {"used", used}};
+  if (look.resolved) entry["resolved"] = look.resolved->string();
+  if (look.version) entry["version"] = *look.version;
+  if (look.problem) entry["problem"] = *look.problem;
+  return entry;
+}
+
+void printLooks(const std::vector<AdbCandidateLook>& looks,
+                std::vector<AdbCandidateLook>::const_iterator used) {
+  std::cout << fmt::format("adb: {} ({})", used->candidate.path.string(),
+                           sourceName(used->candidate.source));
+  if (used->resolved && *used->resolved != used->candidate.path)
+    std::cout << " -> " << used->resolved->string();
+  if (used->version) std::cout << ", version " << *used->version;
+  std::cout << "\n";
+  for (const auto& look : looks) {
+    if (&look == &*used) continue;
+    std::cout << fmt::format("  {:<15} {}: {}\n", sourceName(look.candidate.source),
+                             look.candidate.path.string(),
+                             look.problem.value_or("usable, but comes later"));
+  }
+}
+
+}  // namespace
 
 void addToolsCommand(CLI::App& app) {
   auto* tools = app.add_subcommand("tools", "Show which adb is used and why the others are not");
-  tools->callback([] {
+  auto json = std::make_shared<bool>(false);
+  tools->add_flag("--json", *json, "Print JSON: every candidate, in the order they are tried");
+  tools->callback([json] {
     auto looks = AdbLocate::unusableReasons(adbSearch());
-    auto used = std::find_if(looks.begin(), looks.end(),
+    auto used = std::find_if(looks.cbegin(), looks.cend(),
                              [](const AdbCandidateLook& look) { return !look.problem; });
-    if (used == looks.end()) throw AdbError(AdbLocate::missingMessage(looks), true);
-    std::cout << fmt::format("adb: {} ({})", used->candidate.path.string(),
-                             sourceName(used->candidate.source));
-    if (used->resolved && *used->resolved != used->candidate.path)
-      std::cout << " -> " << used->resolved->string();
-    std::cout << "\n";
-    for (const auto& look : looks) {
-      if (&look == &*used) continue;
-      std::cout << fmt::format("  {:<15} {}: {}\n", sourceName(look.candidate.source),
-                               look.candidate.path.string(),
-                               look.problem.value_or("usable, but comes later"));
-    }
+    if (used == looks.cend()) throw AdbError(AdbLocate::missingMessage(looks), true);
+    if (!*json) return printLooks(looks, used);
+    nlohmann::json candidates = nlohmann::json::array();
+    for (auto look = looks.cbegin(); look != looks.cend(); ++look)
+      candidates.push_back(lookJson(*look, look == used));
+    std::cout << nlohmann::json{{"candidates", candidates}}.dump(2) << "\n";
   });
 }
 

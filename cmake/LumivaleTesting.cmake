@@ -5,6 +5,9 @@ if(LUMIVALE_TESTS)
   include(GoogleTest)
 endif()
 
+# Tests log into the build folder, never into the user's own log.
+set(LUMIVALE_TEST_LOGS "LUMIVALE_LOG_DIR=${PROJECT_BINARY_DIR}/test-logs")
+
 # Outputs printed by real Android devices and adb, kept beside the checkout (one level up
 # in a plain clone, two in a worktree below it).
 find_path(LUMIVALE_ANDROID_OUTPUTS SOURCES.md
@@ -30,7 +33,8 @@ function(lumivale_unit_test name)
   endif()
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE lumivale-core GTest::gmock GTest::gtest_main)
-  gtest_discover_tests(${name} PROPERTIES LABELS unit DISCOVERY_TIMEOUT 60)
+  gtest_discover_tests(${name} PROPERTIES LABELS unit ENVIRONMENT "${LUMIVALE_TEST_LOGS}"
+                                         DISCOVERY_TIMEOUT 60)
 endfunction()
 
 # lumivale_integration_test(NAME src...): runs real tools (adb, the stand-in, servers),
@@ -42,5 +46,6 @@ function(lumivale_integration_test name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE lumivale-core lumivale-testkit GTest::gmock GTest::gtest_main)
   add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES LABELS integration TIMEOUT 1800)
+  set_tests_properties(${name} PROPERTIES LABELS integration ENVIRONMENT "${LUMIVALE_TEST_LOGS}"
+                                          TIMEOUT 1800)
 endfunction()

@@ -5,6 +5,7 @@
 #include "core/settings/log.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
+#include "core/tablet/adb_server.h"
 #include "core/tablet/shell_exit.h"
 
 namespace lumivale {
@@ -12,6 +13,8 @@ namespace {
 
 constexpr Seconds kServerStartTimeout{20};
 constexpr Seconds kListTimeout{10};
+// A running server answers at once; one that does not is left to adb to sort out.
+constexpr Seconds kServerAskTimeout{2};
 
 std::string firstLine(const std::string& text) {
   auto lines = AdbParse::lines(text);
@@ -22,19 +25,21 @@ std::string firstLine(const std::string& text) {
 
 }  // namespace
 
-AdbBridge::AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks)
+AdbBridge::AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks,
+                     std::optional<std::string> adbVersion)
     : adbPath_(std::move(adbPath)),
       environment_([&] {
         environment["ADB_MDNS_AUTO_CONNECT"] = "0";
         return std::move(environment);
       }()),
-      hooks_(std::move(hooks)) {}
+      hooks_(std::move(hooks)),
+      adbVersion_(std::move(adbVersion)) {}
 
 std::shared_ptr<AdbBridge> AdbBridge::locate(const AdbSearch& search, Environment environment,
                                              StandinHooks hooks) {
   auto found = AdbLocate::locate(search);
-  return std::make_shared<AdbBridge>(found.candidate.path, std::move(environment),
-                                     std::move(hooks));
+  return std::make_shared<AdbBridge>(found.candidate.path, std::move(environment), std::move(hooks),
+                                     found.version);
 }
 
 bool AdbBridge::serverStarted() const {
@@ -138,13 +143,16 @@ std::string AdbBridge::shell(const std::string& serial, const std::string& comma
 }
 
 std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale) {
+  std::optional<std::string> listing;
+  if (adbVersion_)
+    listing = AdbServer::devicesListing(environment_, *adbVersion_, kServerAskTimeout);
   // `adb devices` starts the server itself, so a listing needs no separate start.
-  ToolRun run = runChecked({"devices", "-l"}, kListTimeout);
+  if (!listing) listing = runChecked({"devices", "-l"}, kListTimeout).stdoutData;
   {
     std::lock_guard guard(lock_);
     serverStarted_ = true;
   }
-  return AdbTablets::select(AdbParse::devices(run.stdoutData), onlyLumivale, hooks_);
+  return AdbTablets::select(AdbParse::devices(*listing), onlyLumivale, hooks_);
 }
 
 std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,

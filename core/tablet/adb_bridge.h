@@ -27,7 +27,10 @@ namespace lumivale {
 class AdbBridge : public AdbRunner, public AdbFileRunner {
  public:
   // `environment` is the program's own; every adb also gets ADB_MDNS_AUTO_CONNECT=0.
-  AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks = {});
+  // `adbVersion` is what the adb answered `adb version` with; knowing it, the bridge
+  // lists devices by asking a running server of that version directly.
+  AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks = {},
+            std::optional<std::string> adbVersion = std::nullopt);
 
   // A bridge on the first usable adb, or AdbError with toolsMissing set.
   static std::shared_ptr<AdbBridge> locate(const AdbSearch& search, Environment environment,
@@ -122,6 +125,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
   const std::filesystem::path adbPath_;
   const Environment environment_;
   const StandinHooks hooks_;
+  const std::optional<std::string> adbVersion_;
 
   mutable std::mutex lock_;
   bool serverStarted_ = false;

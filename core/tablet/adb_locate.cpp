@@ -47,34 +47,48 @@ std::vector<AdbCandidate> candidates(const Environment& environment, const fs::p
   return list;
 }
 
-bool answeredVersion(const fs::path& path) {
+std::optional<std::string> answeredVersion(const fs::path& path) {
+  static constexpr std::string_view banner = "Android Debug Bridge version ";
   try {
     ToolRun run = ToolRun::run(path.string(), {"version"}, Seconds(10));
-    return run.status == 0 && run.stdoutData.starts_with("Android Debug Bridge version");
+    if (run.status != 0 || !run.stdoutData.starts_with(banner)) return std::nullopt;
+    std::string_view rest = std::string_view(run.stdoutData).substr(banner.size());
+    return std::string(rest.substr(0, rest.find_first_of(" \r\n")));
   } catch (const Spawn::Failure&) {
-    return false;
-  }
-}
-
-std::optional<std::string> unusableReason(const AdbCandidate& candidate, const AdbSearch& search) {
-  std::error_code error;
-  if (!fs::exists(candidate.path, error)) return "is not there";
-  if (candidate.source == AdbSource::lumivaleCopy && search.ownCopyCheck) {
-    if (auto reason = search.ownCopyCheck(candidate.path)) return "failed its check: " + *reason;
-  }
-  fs::path resolved = fs::canonical(candidate.path, error);
-  if (error) resolved = candidate.path;
-  if (search.versionMemo && AdbVersionMemo::remembers(*search.versionMemo, resolved))
     return std::nullopt;
-  if (!answeredVersion(candidate.path)) return "did not answer adb version";
-  if (search.versionMemo) AdbVersionMemo::remember(*search.versionMemo, resolved);
-  return std::nullopt;
+  }
 }
 
 namespace {
 
+// A candidate's problem, or the version it answered when it has none.
+struct Verdict {
+  std::optional<std::string> problem;
+  std::optional<std::string> version;
+};
+
+Verdict examine(const AdbCandidate& candidate, const AdbSearch& search) {
+  std::error_code error;
+  if (!fs::exists(candidate.path, error)) return {"is not there", std::nullopt};
+  if (candidate.source == AdbSource::lumivaleCopy && search.ownCopyCheck) {
+    if (auto reason = search.ownCopyCheck(candidate.path))
+      return {"failed its check: " + *reason, std::nullopt};
+  }
+  fs::path resolved = fs::canonical(candidate.path, error);
+  if (error) resolved = candidate.path;
+  if (search.versionMemo) {
+    if (auto version = AdbVersionMemo::rememberedVersion(*search.versionMemo, resolved))
+      return {std::nullopt, version};
+  }
+  auto version = answeredVersion(candidate.path);
+  if (!version) return {"did not answer adb version", std::nullopt};
+  if (search.versionMemo) AdbVersionMemo::remember(*search.versionMemo, resolved, *version);
+  return {std::nullopt, version};
+}
+
 AdbCandidateLook lookAt(const AdbCandidate& candidate, const AdbSearch& search) {
-  AdbCandidateLook look{candidate, std::nullopt, unusableReason(candidate, search)};
+  Verdict verdict = examine(candidate, search);
+  AdbCandidateLook look{candidate, std::nullopt, verdict.problem, verdict.version};
   std::error_code error;
   fs::path resolved = fs::canonical(candidate.path, error);
   if (!error) look.resolved = resolved;
@@ -86,6 +100,10 @@ std::vector<AdbCandidate> candidatesOf(const AdbSearch& search) {
 }
 
 }  // namespace
+
+std::optional<std::string> unusableReason(const AdbCandidate& candidate, const AdbSearch& search) {
+  return examine(candidate, search).problem;
+}
 
 std::vector<AdbCandidateLook> unusableReasons(const AdbSearch& search) {
   std::vector<AdbCandidateLook> looks;

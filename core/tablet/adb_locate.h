@@ -36,6 +36,7 @@ struct AdbCandidateLook {
   AdbCandidate candidate;
   std::optional<std::filesystem::path> resolved;  // after links are followed
   std::optional<std::string> problem;             // why it cannot be used
+  std::optional<std::string> version;             // what it answered `adb version` with
 };
 
 // Everything the search for adb depends on, so tests can point it anywhere.
@@ -57,8 +58,8 @@ std::vector<AdbCandidate> candidates(const Environment& environment,
                                      const std::filesystem::path& appBundle,
                                      const std::filesystem::path& toolsFolder);
 
-// True when `path version` prints adb's version banner.
-bool answeredVersion(const std::filesystem::path& path);
+// The version `path version` names in adb's banner ("1.0.41"), or none without one.
+std::optional<std::string> answeredVersion(const std::filesystem::path& path);
 
 std::optional<std::string> unusableReason(const AdbCandidate& candidate, const AdbSearch& search);
 // Every candidate of the search, looked at in order.

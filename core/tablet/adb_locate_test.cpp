@@ -46,7 +46,7 @@ TEST(AdbLocateTest, TheMissingMessageMentionsAFailedOwnCopy) {
       "--agree-to-google-terms in Terminal. If you use Homebrew, brew install --cask "
       "android-platform-tools works too.";
   AdbCandidateLook own{
-      {"/data/l/platform-tools/adb", AdbSource::lumivaleCopy}, std::nullopt, "is not there"};
+      {"/data/l/platform-tools/adb", AdbSource::lumivaleCopy}, std::nullopt, "is not there", {}};
   EXPECT_EQ(AdbLocate::missingMessage({own}), missing);
   own.problem = "failed its check: checksum mismatch";
   EXPECT_EQ(AdbLocate::missingMessage({own}),
@@ -83,6 +83,7 @@ TEST_F(AdbSearchTest, ACandidateMustAnswerAdbVersion) {
   EXPECT_EQ(looks[0].problem, "did not answer adb version");
   EXPECT_EQ(looks[1].problem, std::nullopt);
   EXPECT_EQ(looks[1].resolved, fs::canonical(real));
+  EXPECT_EQ(looks[1].version, "1.0.41");
   EXPECT_EQ(AdbLocate::locate(search).candidate.source, AdbSource::androidHome);
 }
 
@@ -103,12 +104,13 @@ TEST_F(AdbSearchTest, AnAnswerIsRememberedUntilTheFileChanges) {
   std::ofstream(answers) << "";
   // Answers only while the flag file exists.
   install(adb, "#!/bin/sh\n[ -f '" + answers.string() +
-                   "' ] && echo 'Android Debug Bridge version 1.0.41'\n");
+                   "' ] && echo 'Android Debug Bridge version 1.0.39'\n");
   search.versionMemo = folder / "memo" / "adb-answered";
   EXPECT_EQ(AdbLocate::unusableReason({adb, AdbSource::androidHome}, search), std::nullopt);
   fs::remove(answers);
   EXPECT_EQ(AdbLocate::unusableReason({adb, AdbSource::androidHome}, search), std::nullopt)
       << "remembered, not asked again";
+  EXPECT_EQ(AdbLocate::locate(search).version, "1.0.39") << "the version is remembered too";
   install(adb, "#!/bin/sh\n[ -f '" + answers.string() +
                    "' ] && echo 'Android Debug Bridge version 1.0.41'\n\n");
   EXPECT_EQ(AdbLocate::unusableReason({adb, AdbSource::androidHome}, search),

@@ -11,7 +11,8 @@
 namespace lumivale::AdbVersionMemo {
 namespace {
 
-// "path<TAB>size<TAB>inode<TAB>ctime-ns": any change to the file forgets the answer.
+// "path<TAB>size<TAB>inode<TAB>ctime-ns", followed in the memo by "<TAB>version": any
+// change to the file forgets the answer.
 std::optional<std::string> stamp(const std::filesystem::path& executable) {
   struct stat info {};
   if (::stat(executable.c_str(), &info) != 0) return std::nullopt;
@@ -23,17 +24,21 @@ std::optional<std::string> stamp(const std::filesystem::path& executable) {
 
 }  // namespace
 
-bool remembers(const std::filesystem::path& memo, const std::filesystem::path& executable) {
+std::optional<std::string> rememberedVersion(const std::filesystem::path& memo,
+                                             const std::filesystem::path& executable) {
   auto wanted = stamp(executable);
-  if (!wanted) return false;
+  if (!wanted) return std::nullopt;
   std::ifstream file(memo);
   std::string line;
-  while (std::getline(file, line))
-    if (line == *wanted) return true;
-  return false;
+  while (std::getline(file, line)) {
+    auto tab = line.rfind('\t');
+    if (tab != std::string::npos && line.compare(0, tab, *wanted) == 0) return line.substr(tab + 1);
+  }
+  return std::nullopt;
 }
 
-void remember(const std::filesystem::path& memo, const std::filesystem::path& executable) {
+void remember(const std::filesystem::path& memo, const std::filesystem::path& executable,
+              const std::string& version) {
   auto line = stamp(executable);
   if (!line) return;
   std::error_code ignored;
@@ -43,7 +48,7 @@ void remember(const std::filesystem::path& memo, const std::filesystem::path& ex
   partial += "." + std::to_string(::getpid());
   {
     std::ofstream file(partial, std::ios::trunc);
-    file << *line << '\n';
+    file << *line << '\t' << version << '\n';
     if (!file) return;
   }
   std::filesystem::rename(partial, memo, ignored);

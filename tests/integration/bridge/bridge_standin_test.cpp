@@ -63,6 +63,25 @@ TEST_F(ReadyTabletTest, TheServerStartsAndOneTabletIsReady) {
   EXPECT_EQ(bridge.connectionSerial(tablet->serial(), true, {}, std::nullopt), tablet->serial());
 }
 
+TEST_F(ReadyTabletTest, ARunningServerIsAskedDirectlyForWhatAdbDevicesLists) {
+  bridge.ensureServer();
+  auto version = AdbLocate::answeredVersion("/usr/bin/adb");
+  ASSERT_TRUE(version);
+  // An adb that cannot even start: the listing can only come from the server.
+  AdbBridge asking("/nonexistent/adb", tablet->adbEnvironment(),
+                   StandinHooks{tablet->serial(), false}, version);
+  auto rawLines = [](const std::vector<AdbParse::ParsedDevice>& devices) {
+    std::vector<std::string> lines;
+    for (const auto& parsed : devices)
+      lines.push_back(parsed.raw);
+    return lines;
+  };
+  auto direct = rawLines(asking.devices(true));
+  EXPECT_EQ(direct, rawLines(bridge.devices(true)));
+  ASSERT_EQ(direct.size(), 1u);
+  EXPECT_TRUE(direct[0].starts_with(tablet->serial() + " ")) << direct[0];
+}
+
 TEST_F(ReadyTabletTest, InfoComesFromTheTabletsOwnTools) {
   DeviceInfo info = bridge.deviceInfo(tablet->serial());
   EXPECT_EQ(info.serial, tablet->serial());

@@ -1,12 +1,14 @@
 // The device commands of `lumivale`, run as a user would, against stand-in tablets.
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "core/tablet/adb_locate.h"
 #include "core/tablet/tool_run.h"
 #include "tests/integration/bridge/eventually.h"
 #include "tests/integration/standin_tablet.h"
@@ -105,6 +107,17 @@ TEST_F(DeviceCommandsTest, ToolsNamesTheAdbInUse) {
   EXPECT_EQ(tools.status, 0) << tools.stderrData;
   EXPECT_TRUE(tools.stdoutData.starts_with("adb: /usr/bin/adb (distribution)")) << tools.stdoutData;
   EXPECT_NE(tools.stdoutData.find("lumivaleCopy"), std::string::npos);
+
+  ToolRun listed = lumivale(tablet, {"tools", "--json"});
+  ASSERT_EQ(listed.status, 0) << listed.stderrData;
+  auto candidates = nlohmann::json::parse(listed.stdoutData)["candidates"];
+  auto used = std::find_if(candidates.begin(), candidates.end(),
+                           [](const nlohmann::json& entry) { return entry["used"] == true; });
+  ASSERT_NE(used, candidates.end());
+  EXPECT_EQ((*used)["path"], "/usr/bin/adb");
+  EXPECT_EQ((*used)["version"], *AdbLocate::answeredVersion("/usr/bin/adb"));
+  EXPECT_EQ(candidates.back()["source"], "lumivaleCopy");
+  EXPECT_EQ(candidates.back()["problem"], "is not there");
 }
 
 }  // namespace

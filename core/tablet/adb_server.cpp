@@ -1,0 +1,172 @@
+#include "core/tablet/adb_server.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+
+#include <fmt/format.h>
+
+#include "core/tablet/unique_fd.h"
+
+namespace lumivale::AdbServer {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint16_t kDefaultPort = 5037;
+
+std::optional<std::string_view> variable(const Environment& environment, const char* name) {
+  auto found = environment.find(name);
+  if (found == environment.end() || found->second.empty()) return std::nullopt;
+  return found->second;
+}
+
+template <typename Number>
+std::optional<Number> parsed(std::string_view text, int base) {
+  Number number{};
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+std::optional<std::uint16_t> portNumber(std::string_view text) {
+  auto port = parsed<std::uint16_t>(text, 10);
+  if (!port || *port == 0) return std::nullopt;
+  return port;
+}
+
+bool isLoopbackHost(std::string_view host) {
+  return host == "localhost" || host == "127.0.0.1";
+}
+
+// "tcp:PORT" or "tcp:HOST:PORT" with a loopback host, as ADB_SERVER_SOCKET writes it.
+std::optional<std::uint16_t> portOfSocketSpec(std::string_view spec) {
+  if (!spec.starts_with("tcp:")) return std::nullopt;
+  spec.remove_prefix(4);
+  auto colon = spec.rfind(':');
+  if (colon != std::string_view::npos && !isLoopbackHost(spec.substr(0, colon)))
+    return std::nullopt;
+  return portNumber(colon == std::string_view::npos ? spec : spec.substr(colon + 1));
+}
+
+// A non-blocking connection in which every step shares one deadline.
+class Connection {
+ public:
+  Connection(std::uint16_t port, Seconds timeout)
+      : deadline_(Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout)),
+        socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    if (!socket_) return;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+      connected_ = true;
+    else if (errno == EINPROGRESS && waitFor(POLLOUT))
+      connected_ = socketError() == 0;
+  }
+
+  bool connected() const { return connected_; }
+
+  bool sendAll(std::string_view data) {
+    while (!data.empty()) {
+      ssize_t sent = ::send(socket_.get(), data.data(), data.size(), MSG_NOSIGNAL);
+      if (sent > 0)
+        data.remove_prefix(static_cast<std::size_t>(sent));
+      else if (sent < 0 && errno != EAGAIN && errno != EINTR)
+        return false;
+      else if (!waitFor(POLLOUT))
+        return false;
+    }
+    return true;
+  }
+
+  std::optional<std::string> receive(std::size_t count) {
+    std::string data(count, '\0');
+    std::size_t done = 0;
+    while (done < count) {
+      ssize_t got = ::recv(socket_.get(), data.data() + done, count - done, 0);
+      if (got > 0)
+        done += static_cast<std::size_t>(got);
+      else if (got == 0 || (errno != EAGAIN && errno != EINTR))
+        return std::nullopt;
+      else if (!waitFor(POLLIN))
+        return std::nullopt;
+    }
+    return data;
+  }
+
+ private:
+  bool waitFor(short events) {
+    while (true) {
+      auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
+      if (left.count() <= 0) return false;
+      pollfd watched{socket_.get(), events, 0};
+      int ready = ::poll(&watched, 1, static_cast<int>(left.count()));
+      if (ready > 0) return true;
+      if (ready < 0 && errno != EINTR) return false;
+    }
+  }
+
+  int socketError() const {
+    int error = 0;
+    socklen_t size = sizeof error;
+    ::getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size);
+    return error;
+  }
+
+  Clock::time_point deadline_;
+  UniqueFd socket_;
+  bool connected_ = false;
+};
+
+// The server's protocol number ("0029") against the last part of the client's
+// version banner ("1.0.41"), which is the same number in decimal.
+bool speaksVersion(std::string_view serverAnswer, std::string_view adbVersion) {
+  auto server = parsed<int>(serverAnswer, 16);
+  auto dot = adbVersion.rfind('.');
+  auto client =
+      parsed<int>(dot == std::string_view::npos ? adbVersion : adbVersion.substr(dot + 1), 10);
+  return server && client && *server == *client;
+}
+
+}  // namespace
+
+std::optional<std::uint16_t> loopbackPort(const Environment& environment) {
+  if (auto spec = variable(environment, "ADB_SERVER_SOCKET")) return portOfSocketSpec(*spec);
+  if (auto host = variable(environment, "ANDROID_ADB_SERVER_ADDRESS");
+      host && !isLoopbackHost(*host))
+    return std::nullopt;
+  if (auto port = variable(environment, "ANDROID_ADB_SERVER_PORT")) return portNumber(*port);
+  return kDefaultPort;
+}
+
+std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout) {
+  Connection connection(port, timeout);
+  if (!connection.connected() ||
+      !connection.sendAll(fmt::format("{:04x}{}", request.size(), request)))
+    return std::nullopt;
+  auto status = connection.receive(4);
+  if (status != "OKAY") return std::nullopt;
+  auto lengthField = connection.receive(4);
+  if (!lengthField) return std::nullopt;
+  auto length = parsed<std::uint16_t>(*lengthField, 16);
+  if (!length) return std::nullopt;
+  return connection.receive(*length);
+}
+
+std::optional<std::string> devicesListing(const Environment& environment,
+                                          std::string_view adbVersion, Seconds timeout) {
+  auto port = loopbackPort(environment);
+  if (!port) return std::nullopt;
+  auto version = ask(*port, "host:version", timeout);
+  if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
+  return ask(*port, "host:devices-l", timeout);
+}
+
+}  // namespace lumivale::AdbServer
