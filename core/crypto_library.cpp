@@ -36,9 +36,9 @@ std::string sha256Hex(std::string_view bytes) {
   const CryptoLibrary& crypto = cryptoLibrary();
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned int length = 0;
-  if (crypto.digest(bytes.data(), bytes.size(), digest.data(), &length, crypto.sha256(), nullptr) !=
-      1)
-    throw Error("could not compute a SHA-256 digest");
+  const int done =
+      crypto.digest(bytes.data(), bytes.size(), digest.data(), &length, crypto.sha256(), nullptr);
+  if (done != 1) throw Error("could not compute a SHA-256 digest");
   static constexpr char hexDigits[] = "0123456789abcdef";
   std::string hex;
   for (unsigned int i = 0; i < length; ++i) {
