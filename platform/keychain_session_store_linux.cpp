@@ -28,8 +28,8 @@ const SecretSchema* sessionSchema() {
 // only (it never holds the secret).
 [[noreturn]] void fail(GError* error, const char* action) {
   long code = error ? error->code : -1;
-  logger().warn("the keychain could not {} the session: {}", action,
-                error ? error->message : "no reason given");
+  logWarning("the keychain could not {} the session: {}", action,
+             error ? error->message : "no reason given");
   if (error) secretLibrary().errorFree(error);
   throw SessionStoreFailure(keychainErrorDescription(code));
 }
@@ -39,7 +39,7 @@ const SecretLibrary& secret() {
   try {
     return secretLibrary();
   } catch (const SharedLibraryError& error) {
-    logger().warn("the keychain could not be reached: {}", error.message());
+    logWarning("the keychain could not be reached: {}", error.message());
     throw SessionStoreFailure(keychainErrorDescription(-1));
   }
 }

@@ -60,12 +60,12 @@ std::pair<SessionCheck, std::string> checkWithGeneration(SessionHome& home,
     });
     if (rereadFailure) return {SessionCheck::storeFailed(rereadFailure->description()), generation};
     if (!moved) {
-      logger().info("the stored session was rejected; signed out");
+      logInfo("the stored session was rejected; signed out");
       return {SessionCheck::rejected(), generationOf(home)};
     }
-    logger().info("the stored session changed while it was being checked; checking the new one");
+    logInfo("the stored session changed while it was being checked; checking the new one");
   }
-  logger().warn("the stored session kept changing while it was being checked");
+  logWarning("the stored session kept changing while it was being checked");
   throw AuthError(keptChanging);
 }
 
@@ -100,15 +100,15 @@ LocalSignOut signOutLocally(SessionHome& home, bool forgetAccount) {
   home.lock.change(home.store.generationFile(), [&] {
     result.readFailure = attempt([&] { result.token = home.store.loadSessionToken(); });
     if (result.readFailure) {
-      logger().warn(
+      logWarning(
           "the stored session could not be read before it was removed; Portmark cannot be asked "
           "to end it: {}",
           result.readFailure->description());
     }
     result.removeFailure = attempt([&] { home.store.clearSessionToken(); });
     if (result.removeFailure) {
-      logger().warn("the stored session could not be removed: {}",
-                    result.removeFailure->description());
+      logWarning("the stored session could not be removed: {}",
+                 result.removeFailure->description());
     }
     if (forgetAccount) {
       result.accountFailure = attempt([&] { home.recordAccount(std::nullopt); });

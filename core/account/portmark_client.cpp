@@ -109,7 +109,7 @@ HttpResponse PortmarkClient::execute(const Call& call) {
                              : EndpointPolicy::mayCarryCredentials(url, internalBuild_);
   if (!allowed) {
     EndpointRefused refused(url.host);
-    logger().warn("{}", refused.reason());
+    logWarning("{}", refused.reason());
     throw refused;
   }
   HttpRequest request{call.method,
@@ -128,7 +128,7 @@ HttpResponse PortmarkClient::execute(const Call& call) {
                                 maxResponseBytes, true);
     });
   } catch (const AuthError& error) {
-    logger().warn("{} {}: {}", call.method, call.path, error.reason());
+    logWarning("{} {}: {}", call.method, call.path, error.reason());
     throw;
   }
 }
@@ -138,8 +138,8 @@ SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& bod
   if (!isSuccess(response.status)) {
     std::string code = errorCode(response);
     std::string loggable = AuthMessages::safeCode(code);
-    logger().info("sign-in refused with status {}{}", response.status,
-                  loggable.empty() ? "" : " (" + loggable + ")");
+    logInfo("sign-in refused with status {}{}", response.status,
+            loggable.empty() ? "" : " (" + loggable + ")");
     throw AuthError(AuthMessages::signInRefusal(response.status, code));
   }
   auto token = response.header("set-auth-token");

@@ -146,7 +146,7 @@ void SessionLock::release() {
     try {
       settle_();
     } catch (const std::exception& error) {
-      logger().warn(
+      logWarning(
           "the session generation could not be settled; readers keep reading the Keychain: {}",
           error.what());
     }
@@ -183,7 +183,7 @@ void SessionLock::change(const std::optional<SessionGenerationFile>& generation,
       try {
         generation->markChanging();
       } catch (const std::exception& error) {
-        logger().warn("the session generation could not be marked as changing: {}", error.what());
+        logWarning("the session generation could not be marked as changing: {}", error.what());
       }
     }
     body();

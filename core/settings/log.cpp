@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include <spdlog/logger.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 
@@ -43,7 +44,8 @@ std::shared_ptr<spdlog::logger> openLog() {
     auto log = std::make_shared<spdlog::logger>("lumivale", std::make_shared<RedactingSink>(file));
     log->set_pattern("%Y-%m-%d %H:%M:%S.%e [%P] %l: %v");
     log->set_level(spdlog::level::info);
-    log->flush_on(spdlog::level::warn);
+    // A command writes a few lines at most; each is kept even if the process dies next.
+    log->flush_on(spdlog::level::info);
     return log;
   } catch (const std::exception&) {
     return std::make_shared<spdlog::logger>("lumivale",
@@ -58,9 +60,9 @@ std::filesystem::path logDirectory() {
   return ConfigStore::directory() / "logs";
 }
 
-spdlog::logger& logger() {
+void logLine(LogLevel level, std::string_view message) {
   static const std::shared_ptr<spdlog::logger> log = openLog();
-  return *log;
+  log->log(level == LogLevel::warning ? spdlog::level::warn : spdlog::level::info, message);
 }
 
 }  // namespace lumivale

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <string_view>
+#include <utility>
 
-#include <spdlog/logger.h>
+#include <fmt/format.h>
 
 namespace lumivale {
 
@@ -11,9 +13,21 @@ inline constexpr const char* logDirectoryEnvironmentKey = "LUMIVALE_LOG_DIR";
 // LUMIVALE_LOG_DIR when it is an absolute path, else "logs" in the settings folder.
 std::filesystem::path logDirectory();
 
-// The program's log: "lumivale.log" in logDirectory(), rotated, every line passed
-// through redactSecrets. Opened on first use; when the folder cannot be made the
-// log goes nowhere rather than failing the work that wanted to log.
-spdlog::logger& logger();
+enum class LogLevel { info, warning };
+
+// One line of the program's log: "lumivale.log" in logDirectory(), rotated, every line
+// passed through redactSecrets and written at once. Opened on first use; when the
+// folder cannot be made the log goes nowhere rather than failing the work that logs.
+void logLine(LogLevel level, std::string_view message);
+
+template <typename... Args>
+void logInfo(fmt::format_string<Args...> format, Args&&... args) {
+  logLine(LogLevel::info, fmt::format(format, std::forward<Args>(args)...));
+}
+
+template <typename... Args>
+void logWarning(fmt::format_string<Args...> format, Args&&... args) {
+  logLine(LogLevel::warning, fmt::format(format, std::forward<Args>(args)...));
+}
 
 }  // namespace lumivale

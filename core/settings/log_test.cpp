@@ -60,8 +60,7 @@ TEST(LogTest, TheLogFolderFollowsTheSettingsUnlessChosen) {
 TEST(LogTest, SecretsNeverReachTheLogFile) {
   testing::TemporaryFolder folder;
   testing::ScopedEnvironment chosen("LUMIVALE_LOG_DIR", folder.path().string());
-  logger().info("signed in with Bearer {} as {}", jwt, "user-7");
-  logger().flush();
+  logInfo("signed in with Bearer {} as {}", jwt, "user-7");
 
   std::ifstream in(folder.path() / "lumivale.log");
   std::stringstream content;

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "core/settings/log.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
 #include "core/tablet/adb_server.h"
