@@ -19,12 +19,13 @@ nlohmann::json optionalJson(const std::optional<std::string>& value) {
   return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
 }
 
-TabletState stateOf(const AdbTablet& tablet) {
-  return TabletState::of(tablet.preferredConnection(), {tablet}, false, std::nullopt);
-}
-
 void printDevices(const TabletLook& look, bool json) {
   const AdbDevice* inUse = look.choice.selected ? &*look.choice.selected : nullptr;
+  // The tablet in use has the look's state, which its Wi-Fi check may have lowered.
+  auto stateOf = [&](const AdbTablet& tablet) {
+    if (inUse && tablet.hasSerial(inUse->serial)) return look.choice.state;
+    return TabletState::of(tablet.preferredConnection(), {tablet}, false, std::nullopt);
+  };
   if (json) {
     nlohmann::json tablets = nlohmann::json::array();
     for (const auto& tablet : look.tablets) {

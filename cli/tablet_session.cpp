@@ -41,6 +41,11 @@ TabletLook lookForTablets(AdbBridge& bridge, const GlobalOptions& options,
   look.tablets = bridge.tablets(true, config.wifiTablets, config.userId);
   look.pinned = options.serial ? options.serial : config.deviceSerial;
   look.choice = AdbTablets::choose(look.tablets, look.pinned);
+  if (look.choice.state == TabletState::ready) {
+    look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets);
+    // A Wi-Fi connection whose tablet failed its secret check is as good as none.
+    if (!look.serial) look.choice.state = TabletState::notConnected;
+  }
   return look;
 }
 
@@ -49,13 +54,9 @@ ReadyTablet requireReadyTablet(const GlobalOptions& options) {
   auto bridge = openBridge();
   TabletLook look = lookForTablets(*bridge, options, config);
   if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
-  const std::string& connection = look.choice.selected->serial;
-  auto serial = bridge->checkedSerial(connection, config.wifiTablets);
-  // A Wi-Fi connection whose tablet failed its secret check is as good as none.
-  if (!serial) throw AdbError(*TabletState(TabletState::notConnected).refusal());
   for (const auto& tablet : look.tablets)
-    if (tablet.hasSerial(connection)) bridge->pin(tablet);
-  return {bridge, *serial};
+    if (tablet.hasSerial(*look.serial)) bridge->pin(tablet);
+  return {bridge, *look.serial};
 }
 
 }  // namespace lumivale::cli

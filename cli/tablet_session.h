@@ -20,11 +20,14 @@ AdbSearch adbSearch();
 // there is none.
 std::shared_ptr<AdbBridge> openBridge();
 
-// One look at the tablets: one `adb devices -l`, grouped and chosen.
+// One look at the tablets: one `adb devices -l`, grouped and chosen. A chosen Wi-Fi
+// connection that is ready must also pass the secret check (one more adb run; a
+// cable needs none), or the state is notConnected.
 struct TabletLook {
   std::vector<AdbTablet> tablets;
   std::optional<std::string> pinned;  // --serial, else the chosen tablet of the settings
   AdbTablets::Choice choice;
+  std::optional<std::string> serial;  // the connection to address, once ready
 };
 TabletLook lookForTablets(AdbBridge& bridge, const GlobalOptions& options,
                           const LumivaleConfig& config);

@@ -79,6 +79,9 @@ ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds
 
 void AdbBridge::ensureServer() {
   if (serverStarted()) return;
+  // Callers that arrive during a start wait for it rather than start adb again.
+  std::lock_guard starting(startLock_);
+  if (serverStarted()) return;
   ToolRun run = runAdb({"start-server"}, kServerStartTimeout);
   if (run.timedOut || run.status != 0) {
     std::string detail = firstLine(run.stderrData);
@@ -126,7 +129,8 @@ ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::st
                                         Seconds timeout) {
   std::string output = run(serial, {"shell", ShellExit::withMarker(command)}, timeout);
   auto split = ShellExit::split(output);
-  if (!split) throw AdbError("the tablet did not say how '" + command + "' ended");
+  if (!split)
+    throw AdbError("the tablet did not say how '" + AdbHandOff::redacted({command}) + "' ended");
   return *split;
 }
 
@@ -135,7 +139,8 @@ std::string AdbBridge::shell(const std::string& serial, const std::string& comma
   auto split = shellStatus(serial, command, timeout);
   if (split.status != 0) {
     std::string detail = firstLine(split.output);
-    throw AdbError(fmt::format("'{}' failed on {} with status {}{}", command, serial, split.status,
+    throw AdbError(fmt::format("'{}' failed on {} with status {}{}",
+                               AdbHandOff::redacted({command}), serial, split.status,
                                detail.empty() ? "" : ": " + detail));
   }
   return split.output;

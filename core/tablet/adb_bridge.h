@@ -129,6 +129,8 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
 
   mutable std::mutex lock_;
   bool serverStarted_ = false;
+  // Held only around `adb start-server`, apart from lock_ so other calls go on meanwhile.
+  std::mutex startLock_;
   std::optional<std::set<std::string>> pinned_;
   struct CachedFrame {
     ScreenFrame frame;

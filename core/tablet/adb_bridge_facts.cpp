@@ -58,10 +58,11 @@ DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
     info.dataFreeBytes = space->freeBytes;
   }
   info.wifiSsid = AdbParse::wifiSsidFromStatus(part("wifi"));
-  if (!info.wifiSsid && AdbParse::ipAddress(part("route"))) {
-    // Only worth the long dump when the tablet is on a network at all.
-    info.wifiSsid = AdbParse::wifiSsidFromDumpsys(shell(serial, "dumpsys wifi", kFactsTimeout));
-  }
+  // The long dump only when the short status named no network; like the facts above,
+  // a dump that fails just leaves the name unknown.
+  if (!info.wifiSsid)
+    info.wifiSsid =
+        AdbParse::wifiSsidFromDumpsys(shell(serial, "dumpsys wifi; true", kFactsTimeout));
   info.ipAddress = AdbParse::ipAddress(part("route"));
   return info;
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <thread>
 
 #include <fmt/format.h>
@@ -14,6 +15,8 @@ constexpr Seconds kInputTimeout{10};
 constexpr Seconds kScreenshotTimeout{30};
 constexpr auto kWakeLimit = std::chrono::seconds(2);
 constexpr auto kWakePoll = std::chrono::milliseconds(100);
+// Even the last poll gets long enough for one dumpsys to answer.
+constexpr auto kWakePollFloor = std::chrono::milliseconds(500);
 
 bool isPng(const std::string& bytes) {
   static const std::string signature = "\x89PNG\r\n\x1a\n";
@@ -32,11 +35,19 @@ bool AdbBridge::keyguardShowing(const std::string& serial) {
 }
 
 void AdbBridge::wake(const std::string& serial) {
+  using Clock = std::chrono::steady_clock;
   shell(serial, "input keyevent KEYCODE_WAKEUP", kInputTimeout);
-  auto giveUp = std::chrono::steady_clock::now() + kWakeLimit;
+  const auto giveUp = Clock::now() + kWakeLimit;
   for (;;) {
-    if (wakefulness(serial) == "Awake") return;
-    if (std::chrono::steady_clock::now() >= giveUp) break;
+    Seconds left = std::max<Clock::duration>(giveUp - Clock::now(), kWakePollFloor);
+    try {
+      if (AdbParse::wakefulness(shell(serial, "dumpsys power", left)) == "Awake") return;
+    } catch (const AdbError&) {
+      // A poll still going when the time was up is the tablet not waking in time.
+      if (Clock::now() < giveUp) throw;
+      break;
+    }
+    if (Clock::now() >= giveUp) break;
     std::this_thread::sleep_for(kWakePoll);
   }
   throw AdbError(serial + " did not report mWakefulness=Awake within 2 s of KEYCODE_WAKEUP");

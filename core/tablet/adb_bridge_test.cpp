@@ -1,5 +1,7 @@
 #include "core/tablet/adb_bridge.h"
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "core/tablet/adb_bridge_cache.h"
@@ -52,6 +54,35 @@ TEST_F(AdbBridgeTest, ShellFailuresCarryTheRemoteStatusOrItsAbsence) {
   EXPECT_EQ(failureOf([&] { bridge.ensureServer(); }),
             "adb start-server exited 1: cannot bind 'tcp:5037': Address already in use");
   EXPECT_FALSE(bridge.serverStarted());
+}
+
+TEST_F(AdbBridgeTest, ShellFailuresShowNeitherTypedTextNorTheCheck) {
+  adb.tabletTool("input", "exit 1\n");
+  EXPECT_EQ(failureOf([&] { bridge.typeText("S", "my password"); }),
+            "'input text [text]' failed on S with status 1");
+  adb.tabletTool("input", "kill -9 $PPID\n");
+  EXPECT_EQ(failureOf([&] { bridge.typeText("S", "my password"); }),
+            "the tablet did not say how 'input text [text]' ended");
+  // This machine has no /data/local/tmp, so leaving the check fails.
+  std::string check = failureOf([&] { bridge.leaveCheck("S", {"c1", "s3cret"}); });
+  EXPECT_TRUE(check.starts_with("'[check]' failed on S with status ")) << check;
+  EXPECT_EQ(check.find("s3cret"), std::string::npos) << check;
+}
+
+TEST_F(AdbBridgeTest, TheServerIsStartedOnceHoweverManyAskAtOnce) {
+  // An adb slow to start its server, so that the callers overlap.
+  adb.tabletTool("slow-adb", "sleep 0.3\nexec \"$(dirname \"$0\")/../adb\" \"$@\"\n");
+  AdbBridge slow{adb.folder() / "tablet" / "slow-adb", {{"PATH", "/usr/bin:/bin"}}};
+  adb.answer("start-server", "", 1);
+  EXPECT_THROW(slow.ensureServer(), AdbError);
+  adb.answer("start-server", "");
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 6; ++i)
+    callers.emplace_back([&] { slow.ensureServer(); });
+  for (auto& caller : callers)
+    caller.join();
+  EXPECT_TRUE(slow.serverStarted());
+  EXPECT_EQ(adb.log(), "0|start-server\n0|start-server\n") << "the failed start, then one more";
 }
 
 TEST_F(AdbBridgeTest, ARunPastItsDeadlineFails) {
@@ -113,6 +144,21 @@ TEST_F(AdbBridgeTest, FactsComeFromOneShellOverCapturedOutputs) {
     EXPECT_TRUE(json.contains(field)) << field;
 }
 
+TEST_F(AdbBridgeTest, TheNetworkNameFallsBackToDumpsysWifiWithoutARouteToGoBy) {
+  adb.tabletTool("cmd", "echo \"Can't find service: wifi\"; exit 1\n");
+  adb.tabletTool("ip", "exit 0\n");
+  auto dumpsysWifiPrints = [&](const std::string& capture) {
+    adb.tabletTool("dumpsys", "[ \"$1\" = wifi ] && cat '" + std::string(LUMIVALE_ANDROID_OUTPUTS) +
+                                  "/" + capture + "'; true\n");
+  };
+  dumpsysWifiPrints("dumpsys-wifi-android14-xiaomi-pad6-tablet-connected-mwifiinfo-excerpt.txt");
+  DeviceInfo info = bridge.deviceInfo("S");
+  EXPECT_EQ(info.wifiSsid, "ANGEL");
+  EXPECT_EQ(info.ipAddress, std::nullopt);
+  dumpsysWifiPrints("dumpsys-wifi-android13-mtk8168-tablet-mwifiinfo-unknown-ssid-excerpt.txt");
+  EXPECT_EQ(bridge.deviceInfo("S").wifiSsid, std::nullopt);
+}
+
 TEST_F(AdbBridgeTest, WarmthLeavesTheShadeBitAlone) {
   adb.tabletTool("settings",
                  "dir=$(dirname \"$0\"); case $1 in get) cat \"$dir/rate\";; put) echo $4 > "
@@ -164,8 +210,11 @@ TEST_F(AdbBridgeTest, TapsStayOnTheScreenAsPlanned) {
 TEST_F(AdbBridgeTest, WakeGivesUpAfterTwoSeconds) {
   adb.tabletTool("input", "exit 0\n");
   adb.tabletTool("dumpsys", "echo mWakefulness=Asleep\n");
-  EXPECT_EQ(failureOf([&] { bridge.wake("S"); }),
-            "S did not report mWakefulness=Awake within 2 s of KEYCODE_WAKEUP");
+  const std::string late = "S did not report mWakefulness=Awake within 2 s of KEYCODE_WAKEUP";
+  EXPECT_EQ(failureOf([&] { bridge.wake("S"); }), late);
+  // A tablet that never answers gets only what is left of the two seconds.
+  adb.tabletTool("dumpsys", "exec sleep 30\n");
+  EXPECT_EQ(failureOf([&] { bridge.wake("S"); }), late);
 }
 
 TEST_F(AdbBridgeTest, PairingRefusesBadInputBeforeRunningAnything) {

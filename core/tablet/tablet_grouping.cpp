@@ -45,6 +45,8 @@ std::vector<AdbTablet> group(const std::vector<AdbDevice>& devices,
       add(device.serial, device);
       continue;
     }
+    // Signed out, there is no account whose tablets could count.
+    if (!signedInUserId) continue;
     const RememberedTablet* known = rememberedFor(device.serial, remembered);
     if (known && known->accountUserId == signedInUserId) add(known->serial, device);
   }

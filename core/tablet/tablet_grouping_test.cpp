@@ -74,7 +74,10 @@ TEST(TabletGroupingTest, WifiCountsOnlyForTabletsOfTheAccountSignedIn) {
   EXPECT_TRUE(AdbTablets::group({wifi}, {}, "u1").empty());
   EXPECT_TRUE(AdbTablets::group({wifi}, {rememberedBy("u2")}, "u1").empty());
   EXPECT_TRUE(AdbTablets::group({wifi}, {rememberedBy("u1")}, std::nullopt).empty());
-  EXPECT_EQ(AdbTablets::group({wifi}, {rememberedBy(std::nullopt)}, std::nullopt).size(), 1u);
+  // Signed out, no account can have remembered it, not even one that never signed in.
+  EXPECT_TRUE(AdbTablets::group({wifi}, {rememberedBy(std::nullopt)}, std::nullopt).empty());
+  EXPECT_EQ(AdbTablets::group({wifi, cable}, {rememberedBy(std::nullopt)}, std::nullopt).size(), 1u)
+      << "the cable still counts";
 }
 
 TEST(TabletGroupingTest, ChoosingFollowsThePinnedTablet) {

@@ -30,7 +30,8 @@ class DeviceCommandsTest : public ::testing::Test {
   ToolRun lumivale(const StandinTablet& tablet, std::vector<std::string> arguments) {
     Environment environment = tablet.adbEnvironment();
     environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+    // Named as the stand-in it counts as cabled; otherwise its TCP serial is Wi-Fi.
+    if (!overWifi) environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
     return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
   }
 
@@ -38,8 +39,12 @@ class DeviceCommandsTest : public ::testing::Test {
     std::ifstream file(configFolder / "config.json");
     return nlohmann::json::parse(file);
   }
+  void writeConfig(const nlohmann::json& settings) {
+    std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
+  }
 
   std::filesystem::path configFolder;
+  bool overWifi = false;
 };
 
 TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
@@ -99,6 +104,52 @@ TEST_F(DeviceCommandsTest, ATabletNotReadyIsRefusedWithItsSentence) {
   EXPECT_EQ(json["refusal"], "The Lumivale this Mac is set to use is not connected.");
   ToolRun use = lumivale(tablet, {"use", "GONE"});
   EXPECT_EQ(use.status, 1);
+}
+
+TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
+  StandinTablet tablet;
+  overWifi = true;
+  ASSERT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0) << "writes the settings file";
+  nlohmann::json settings = config();
+  settings["userId"] = "u1";
+  settings["wifiTablets"] = nlohmann::json::array({{{"serial", "LV1-DESK"},
+                                                    {"model", "LV-1"},
+                                                    {"name", "Desk"},
+                                                    {"lastIP", "127.0.0.1"},
+                                                    {"lastPort", tablet.port()},
+                                                    {"pairedAt", "2024-05-01T09:00:00Z"},
+                                                    {"accountUserId", "u1"},
+                                                    {"transport", "tls"},
+                                                    {"checkId", "c1"},
+                                                    {"checkToken", "t0ken"}}});
+  writeConfig(settings);
+
+  // Remembered by this account, but the tablet holds no check yet.
+  const std::string refusal = "Connect your Lumivale with USB-C or over Wi-Fi first.";
+  ToolRun status = lumivale(tablet, {"status"});
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData, "notConnected  " + tablet.serial() + "\n" + refusal + "\n");
+  auto devices = nlohmann::json::parse(lumivale(tablet, {"devices", "--json"}).stdoutData);
+  EXPECT_EQ(devices["state"], "notConnected");
+  ASSERT_EQ(devices["tablets"].size(), 1u);
+  EXPECT_EQ(devices["tablets"][0]["state"], "notConnected");
+  ToolRun info = lumivale(tablet, {"info"});
+  EXPECT_EQ(info.status, 1);
+  EXPECT_EQ(info.stderrData, "lumivale: " + refusal + "\n");
+
+  ASSERT_EQ(tablet.shell("printf 'c1\\nt0ken\\n' > /data/local/tmp/lumivale-check").status, 0);
+  status = lumivale(tablet, {"status"});
+  EXPECT_EQ(status.status, 0) << status.stdoutData;
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+  info = lumivale(tablet, {"info", "--json"});
+  ASSERT_EQ(info.status, 0) << info.stderrData;
+  EXPECT_EQ(nlohmann::json::parse(info.stdoutData)["serial"], tablet.serial());
+
+  // Signed out, a Wi-Fi tablet counts for no one, even one remembered by no account.
+  settings.erase("userId");
+  settings["wifiTablets"][0].erase("accountUserId");
+  writeConfig(settings);
+  EXPECT_EQ(lumivale(tablet, {"status"}).stdoutData, "notConnected\n" + refusal + "\n");
 }
 
 TEST_F(DeviceCommandsTest, ToolsNamesTheAdbInUse) {
