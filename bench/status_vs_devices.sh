@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# How much `lumivale status` costs over the one `adb devices -l` it needs: both run
+# `lumivale status` against `adb devices -l`, the listing it is built on: both run
 # BENCH_RUNS times (default 200), interleaved, against a stand-in tablet with a warm
 # adb server; prints each median and their ratio (the goal is at most 1.2).
 # Uses the optimised build of the bench preset, built when missing.

@@ -1,12 +1,18 @@
 #include "core/tablet/spawn.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
+#include <thread>
 
 #include <fmt/format.h>
 
@@ -87,6 +93,35 @@ int Child::wait() {
   if (WIFEXITED(status)) return WEXITSTATUS(status);
   if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
   return status;
+}
+
+bool Child::endsBy(std::chrono::steady_clock::time_point deadline) {
+  using Clock = std::chrono::steady_clock;
+  auto millisecondsLeft = [&] {
+    auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+  };
+#ifdef SYS_pidfd_open
+  // A process descriptor turns readable when the process ends: no polling steps.
+  UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+  if (process) {
+    pollfd watched{process.get(), POLLIN, 0};
+    int ready;
+    while ((ready = ::poll(&watched, 1, millisecondsLeft())) < 0 && errno == EINTR) {
+    }
+    return ready > 0;
+  }
+#endif
+  // Without one (older kernels, other systems), look in short steps.
+  while (true) {
+    siginfo_t info{};
+    if (::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT | WNOHANG) == 0 &&
+        info.si_pid != 0)
+      return true;
+    int left = millisecondsLeft();
+    if (left == 0) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(left, 10)));
+  }
 }
 
 bool Child::signalIfRunning(int signal) {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,6 +48,8 @@ class Child {
 
   // Waits for the child to end: exit code, or 128 + signal when a signal ended it.
   int wait();
+  // Waits, without reaping, for the child to end by `deadline`; true when it has.
+  bool endsBy(std::chrono::steady_clock::time_point deadline);
   // Sends `signal` unless the child has already exited; true when it was sent.
   bool signalIfRunning(int signal);
 

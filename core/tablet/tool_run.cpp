@@ -17,8 +17,7 @@ constexpr auto killGrace = std::chrono::seconds(1);
 // Reads both streams to their end on this thread, so that a child filling one pipe
 // while the other is not read never blocks, and kills the child once the deadline
 // passes. True when the deadline's kill was sent.
-bool drain(Spawn::Child& child, Seconds timeout, std::string& out, std::string& err) {
-  auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+bool drain(Spawn::Child& child, Clock::time_point deadline, std::string& out, std::string& err) {
   bool deadlinePassed = false;
   bool killed = false;
   UniqueFd* streams[2] = {&*child.stdoutPipe(), &*child.stderrPipe()};
@@ -95,7 +94,11 @@ ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
   auto child = Spawn::launch(path, arguments, environment, true, true);
   if (cancel && !cancel->attach(child)) child->signalIfRunning(SIGKILL);
 
-  result.timedOut = drain(*child, timeout, result.stdoutData, result.stderrData);
+  auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+  result.timedOut = drain(*child, deadline, result.stdoutData, result.stderrData);
+  // A child may close its streams long before it ends: the deadline holds until it does.
+  if (!result.timedOut && !child->endsBy(deadline))
+    result.timedOut = child->signalIfRunning(SIGKILL);
   result.status = child->wait();
   result.cancelled = cancel && cancel->isCancelled();
   return result;

@@ -49,6 +49,13 @@ TEST(ToolRunTest, AGrandchildHoldingThePipesDoesNotOutliveTheDeadline) {
   EXPECT_EQ(run.status, 137);
 }
 
+TEST(ToolRunTest, AChildThatClosesItsStreamsEarlyStillMeetsTheDeadline) {
+  auto run = shell("echo early; exec >&- 2>&-; sleep 30", Seconds(0.2));
+  EXPECT_TRUE(run.timedOut);
+  EXPECT_EQ(run.status, 137);
+  EXPECT_EQ(run.stdoutData, "early\n");
+}
+
 TEST(ToolRunTest, ASignalEndingTheChildReads128PlusTheSignal) {
   auto run = shell("kill -TERM $$");
   EXPECT_EQ(run.status, 128 + SIGTERM);

@@ -1,6 +1,7 @@
 // The bridge through the real adb against stand-in tablets: finding, choosing, the
 // tablet's facts, and the screen and input operations.
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 
 #include <gtest/gtest.h>
@@ -195,26 +196,54 @@ TEST(TabletChoiceTest, AnUnauthorizedTabletWaitsForApproval) {
   EXPECT_EQ(choice.state.refusal(), "On your Lumivale, tap Allow for this Mac first.");
 }
 
+// Counts the watcher's reports and lets a test wait for more of them.
+class ReportCounter {
+ public:
+  std::function<void()> callback() {
+    return [this] {
+      std::lock_guard guard(mutex_);
+      ++reports_;
+      changed_.notify_all();
+    };
+  }
+  int count() {
+    std::lock_guard guard(mutex_);
+    return reports_;
+  }
+  bool awaitMoreThan(int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return reports_ > count; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int reports_ = 0;
+};
+
 TEST(DeviceWatcherTest, ANewConnectionIsNoticed) {
   StandinTablet first;
   AdbBridge bridge = bridgeFor(first);
-  std::mutex mutex;
-  std::condition_variable changed;
-  int reports = 0;
-  DeviceWatcher watcher(bridge, [&] {
-    std::lock_guard guard(mutex);
-    ++reports;
-    changed.notify_all();
-  });
-  {
-    // The first report is the list as it stands.
-    std::unique_lock lock(mutex);
-    ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(30), [&] { return reports >= 1; }));
-  }
-  int before = reports;
+  ReportCounter reports;
+  DeviceWatcher watcher(bridge, reports.callback());
+  ASSERT_TRUE(reports.awaitMoreThan(0)) << "the first report is the list as it stands";
+  int before = reports.count();
   StandinTablet second(StandinOptions().through(first.adbServer()));
-  std::unique_lock lock(mutex);
-  EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(30), [&] { return reports > before; }));
+  EXPECT_TRUE(reports.awaitMoreThan(before));
+}
+
+TEST(DeviceWatcherTest, TrackingThatEndsIsReportedAndStartsAgain) {
+  StandinTablet tablet;
+  AdbBridge bridge = bridgeFor(tablet);
+  ReportCounter reports;
+  DeviceWatcher watcher(bridge, reports.callback());
+  ASSERT_TRUE(reports.awaitMoreThan(0));
+  int before = reports.count();
+  ToolRun stop = ToolRun::runIn(bridge.environment(), "/usr/bin/adb", {"kill-server"}, Seconds(10));
+  ASSERT_EQ(stop.status, 0) << stop.stderrData;
+  EXPECT_TRUE(reports.awaitMoreThan(before)) << "the end of tracking is a change";
+  // Tracking again starts a server, whose first report is its (empty) list.
+  EXPECT_TRUE(reports.awaitMoreThan(before + 1));
 }
 
 }  // namespace
