@@ -115,8 +115,10 @@ void AdbBridge::typeText(const std::string& serial, const std::string& text) {
     throw AdbError(
         fmt::format("text cannot be typed over adb ({} printable ASCII characters at most)",
                     AdbHandOff::maxTypedCharacters));
-  shell(serial, "input text " + AdbHandOff::shellQuoted(AdbHandOff::inputTextArgument(text)),
-        kInputTimeout);
+  std::string line;
+  for (const auto& argument : AdbHandOff::inputTextArguments(text))
+    line += (line.empty() ? "" : " && ") + ("input text " + AdbHandOff::shellQuoted(argument));
+  shell(serial, line, kInputTimeout);
 }
 
 void AdbBridge::startActivity(const std::string& serial, const std::vector<std::string>& args) {

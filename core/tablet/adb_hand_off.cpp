@@ -24,15 +24,16 @@ std::string shellQuoted(std::string_view text) {
   return quoted + "'";
 }
 
-std::string inputTextArgument(std::string_view text) {
-  std::string argument;
-  for (char c : text) {
-    if (c == ' ')
-      argument += "%s";
+std::vector<std::string> inputTextArguments(std::string_view text) {
+  std::vector<std::string> arguments(1);
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == 's' && i > 0 && text[i - 1] == '%') arguments.emplace_back();
+    if (text[i] == ' ')
+      arguments.back() += "%s";
     else
-      argument += c;
+      arguments.back() += text[i];
   }
-  return argument;
+  return arguments;
 }
 
 std::string redacted(const std::vector<std::string>& arguments) {

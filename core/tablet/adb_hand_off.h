@@ -16,8 +16,10 @@ bool isTypeable(std::string_view text);
 // tool as it stands.
 std::string shellQuoted(std::string_view text);
 
-// The argument of `input text`: its own word splitting reads "%s" as a blank.
-std::string inputTextArgument(std::string_view text);
+// The arguments of the `input text` runs that type `text` exactly. `input text` reads
+// "%s" as a blank, so blanks are sent as "%s", and a "%s" of the text itself is split
+// between two runs, the only way to type it.
+std::vector<std::string> inputTextArguments(std::string_view text);
 
 // Where the secret check is left on the tablet: outside the user's storage,
 // readable only by the shell user.

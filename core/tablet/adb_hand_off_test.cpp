@@ -21,7 +21,15 @@ TEST(AdbHandOffTest, QuotingSurvivesTheTabletsShell) {
   EXPECT_EQ(AdbHandOff::shellQuoted("-d"), "-d");
   EXPECT_EQ(AdbHandOff::shellQuoted(""), "''");
   EXPECT_EQ(AdbHandOff::shellQuoted("a*"), "'a*'");
-  EXPECT_EQ(AdbHandOff::inputTextArgument("a b  c"), "a%sb%s%sc");
+}
+
+TEST(AdbHandOffTest, TypedTextReachesTheTabletAsWritten) {
+  using Runs = std::vector<std::string>;
+  EXPECT_EQ(AdbHandOff::inputTextArguments("a b  c"), Runs{"a%sb%s%sc"});
+  // A "%" before a blank stays a "%": the tablet reads "%%s" as "% ".
+  EXPECT_EQ(AdbHandOff::inputTextArguments("50% off"), Runs{"50%%soff"});
+  EXPECT_EQ(AdbHandOff::inputTextArguments("printf %s"), (Runs{"printf%s%", "s"}));
+  EXPECT_EQ(AdbHandOff::inputTextArguments("%s%s"), (Runs{"%", "s%", "s"}));
 }
 
 TEST(AdbHandOffTest, TheLogNeverShowsCodesOrTypedText) {

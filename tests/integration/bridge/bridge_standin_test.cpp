@@ -127,12 +127,14 @@ TEST_F(ReadyTabletTest, TypedTextAndTapsReachTheTablet) {
   ScreenFrame frame = bridge.screenFrame(tablet->serial(), Seconds(0));
   EXPECT_EQ(frame, (ScreenFrame{1404, 1872, 0}));
   bridge.typeText(tablet->serial(), "it's 5 o'clock");
+  bridge.typeText(tablet->serial(), "100%sure");
   bridge.tap(tablet->serial(), 10, 20, frame);
   EXPECT_EQ(failureOf([&] { bridge.tap(tablet->serial(), 1404, 20); }),
             "(1404, 20) is outside the screen (coordinates start at 0)");
   bridge.openURL(tablet->serial(), "https://example.org/?a=1&b=2");
   std::string log = tablet->inputLog();
   EXPECT_NE(log.find("text it's%s5%so'clock\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("text 100%\ntext sure\n"), std::string::npos) << log;
   EXPECT_NE(log.find("tap 10 20\n"), std::string::npos) << log;
   EXPECT_EQ(log.find("tap 1404 20"), std::string::npos) << log;
   EXPECT_NE(log.find("https://example.org/?a=1&b=2"), std::string::npos) << log;
