@@ -20,9 +20,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kDefaultPort = 5037;
 
+// A variable that is set, even to nothing, is one adb reads: an empty value is a
+// set-up of its own (adb refuses most), not the default.
 std::optional<std::string_view> variable(const Environment& environment, const char* name) {
   auto found = environment.find(name);
-  if (found == environment.end() || found->second.empty()) return std::nullopt;
+  if (found == environment.end()) return std::nullopt;
   return found->second;
 }
 

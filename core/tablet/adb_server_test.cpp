@@ -105,11 +105,14 @@ TEST(AdbServerTest, ThePortIsTheOneAdbWouldUse) {
   for (Environment elsewhere :
        std::vector<Environment>{{{"ADB_SERVER_SOCKET", "tcp:10.0.0.2:5037"}},
                                 {{"ADB_SERVER_SOCKET", "localabstract:adb"}},
+                                {{"ADB_SERVER_SOCKET", ""}},
                                 {{"ANDROID_ADB_SERVER_ADDRESS", "build-box.lan"}},
                                 {{"ANDROID_ADB_SERVER_PORT", "0"}},
                                 {{"ANDROID_ADB_SERVER_PORT", "65536"}},
-                                {{"ANDROID_ADB_SERVER_PORT", "50 37"}}})
-    EXPECT_EQ(port(elsewhere), std::nullopt) << elsewhere.begin()->second;
+                                {{"ANDROID_ADB_SERVER_PORT", "50 37"}},
+                                {{"ANDROID_ADB_SERVER_PORT", ""}}})
+    EXPECT_EQ(port(elsewhere), std::nullopt)
+        << elsewhere.begin()->first << "=" << elsewhere.begin()->second;
 }
 
 TEST(AdbServerTest, AskReadsOneLengthPrefixedAnswer) {
