@@ -119,6 +119,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
                                Seconds timeout);
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
+  std::optional<std::string> wakefulness(const std::string& serial, Seconds timeout);
   void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
                   int value);
 

@@ -39,7 +39,10 @@ DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
       "echo @@model; getprop ro.product.model; echo @@fingerprint; getprop ro.build.fingerprint; "
       "echo @@label; getprop ro.build.display.id; echo @@release; getprop "
       "ro.build.version.release; echo @@battery; dumpsys battery; echo @@df; df /data; "
-      "echo @@wifi; cmd wifi status; echo @@route; ip route; true";
+      "echo @@wifi; w=$(cmd wifi status); echo \"$w\"; echo @@wifidump; "
+      // The long dump only when the short status names no network.
+      "case $w in *'Wifi is connected to '*) ;; *) dumpsys wifi ;; esac; "
+      "echo @@route; ip route; true";
   std::string output = shell(serial, line, kFactsTimeout);
   auto part = [&](const char* name) { return AdbParse::section(output, name).value_or(""); };
 
@@ -58,11 +61,7 @@ DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
     info.dataFreeBytes = space->freeBytes;
   }
   info.wifiSsid = AdbParse::wifiSsidFromStatus(part("wifi"));
-  // The long dump only when the short status named no network; like the facts above,
-  // a dump that fails just leaves the name unknown.
-  if (!info.wifiSsid)
-    info.wifiSsid =
-        AdbParse::wifiSsidFromDumpsys(shell(serial, "dumpsys wifi; true", kFactsTimeout));
+  if (!info.wifiSsid) info.wifiSsid = AdbParse::wifiSsidFromDumpsys(part("wifidump"));
   info.ipAddress = AdbParse::ipAddress(part("route"));
   return info;
 }

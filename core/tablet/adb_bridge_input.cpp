@@ -26,7 +26,11 @@ bool isPng(const std::string& bytes) {
 }  // namespace
 
 std::optional<std::string> AdbBridge::wakefulness(const std::string& serial) {
-  return AdbParse::wakefulness(shell(serial, "dumpsys power", kInputTimeout));
+  return wakefulness(serial, kInputTimeout);
+}
+
+std::optional<std::string> AdbBridge::wakefulness(const std::string& serial, Seconds timeout) {
+  return AdbParse::wakefulness(shell(serial, "dumpsys power", timeout));
 }
 
 bool AdbBridge::keyguardShowing(const std::string& serial) {
@@ -41,7 +45,7 @@ void AdbBridge::wake(const std::string& serial) {
   for (;;) {
     Seconds left = std::max<Clock::duration>(giveUp - Clock::now(), kWakePollFloor);
     try {
-      if (AdbParse::wakefulness(shell(serial, "dumpsys power", left)) == "Awake") return;
+      if (wakefulness(serial, left) == "Awake") return;
     } catch (const AdbError&) {
       // A poll still going when the time was up is the tablet not waking in time.
       if (Clock::now() < giveUp) throw;

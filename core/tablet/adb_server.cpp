@@ -47,13 +47,13 @@ bool isLoopbackHost(std::string_view host) {
 }
 
 // "tcp:PORT" or "tcp:HOST:PORT" with a loopback host, as ADB_SERVER_SOCKET writes it.
-std::optional<std::uint16_t> portOfSocketSpec(std::string_view spec) {
-  if (!spec.starts_with("tcp:")) return std::nullopt;
-  spec.remove_prefix(4);
-  auto colon = spec.rfind(':');
-  if (colon != std::string_view::npos && !isLoopbackHost(spec.substr(0, colon)))
+std::optional<std::uint16_t> portOfSocketAddress(std::string_view address) {
+  if (!address.starts_with("tcp:")) return std::nullopt;
+  address.remove_prefix(4);
+  auto colon = address.rfind(':');
+  if (colon != std::string_view::npos && !isLoopbackHost(address.substr(0, colon)))
     return std::nullopt;
-  return portNumber(colon == std::string_view::npos ? spec : spec.substr(colon + 1));
+  return portNumber(colon == std::string_view::npos ? address : address.substr(colon + 1));
 }
 
 // A non-blocking connection in which every step shares one deadline.
@@ -140,7 +140,8 @@ bool speaksVersion(std::string_view serverAnswer, std::string_view adbVersion) {
 }  // namespace
 
 std::optional<std::uint16_t> loopbackPort(const Environment& environment) {
-  if (auto spec = variable(environment, "ADB_SERVER_SOCKET")) return portOfSocketSpec(*spec);
+  if (auto address = variable(environment, "ADB_SERVER_SOCKET"))
+    return portOfSocketAddress(*address);
   if (auto host = variable(environment, "ANDROID_ADB_SERVER_ADDRESS");
       host && !isLoopbackHost(*host))
     return std::nullopt;
