@@ -10,8 +10,10 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <random>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -45,20 +47,38 @@ fs::path makeTemporaryFolder(const std::string& prefix) {
   return pattern;
 }
 
-// A loopback port nobody uses now, outside the ports adb servers scan.
+bool loopbackPortIsFree(uint16_t port) {
+  UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  return ::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+}
+
+// The ports the kernel hands out as the local end of outgoing connections.
+std::pair<int, int> outgoingPortRange() {
+  std::ifstream range("/proc/sys/net/ipv4/ip_local_port_range");
+  int low = 32768, high = 60999;
+  range >> low >> high;
+  return {low, high};
+}
+
+// A loopback port nobody listens on now, above adb's and the emulators' ports and
+// outside the outgoing range: a connection to a port in that range made while
+// nothing listens there can be given that very port as its own end, and adb then
+// reads its own request back ("protocol fault (status 30 30 30 63?!)").
 uint16_t freeLoopbackPort() {
-  for (;;) {
-    UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
-      throw Error("cannot find a free loopback port");
-    uint16_t port = ntohs(address.sin_port);
-    if (port != 5037 && (port < 5554 || port > 5585)) return port;
+  static std::mt19937 random{std::random_device{}()};
+  auto [outgoingLow, outgoingHigh] = outgoingPortRange();
+  bool roomBelow = outgoingLow > 11000;
+  std::uniform_int_distribution<int> pick(roomBelow ? 10000 : outgoingHigh + 1,
+                                          roomBelow ? outgoingLow - 1 : 65535);
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    auto port = static_cast<uint16_t>(pick(random));
+    if (loopbackPortIsFree(port)) return port;
   }
+  throw Error("cannot find a free loopback port");
 }
 
 std::string readFile(const fs::path& path) {
@@ -123,7 +143,7 @@ ToolRun PrivateAdbServer::adbWithInput(const std::vector<std::string>& arguments
 StandinTablet::StandinTablet(StandinOptions options)
     : options_(std::move(options)), dataFolder_(makeTemporaryFolder("lumivale-standin")) {
   if (!options_.adbServer) options_.adbServer = std::make_shared<PrivateAdbServer>();
-  startDaemon(0);
+  startDaemon(freeLoopbackPort());
   connectAtStart();
 }
 
