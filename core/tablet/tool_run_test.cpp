@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <thread>
 
@@ -74,9 +75,15 @@ TEST(ToolRunTest, CancelBeforeTheRunStartsNoChild) {
 
 TEST(ToolRunTest, CancelDuringTheRunKillsTheChild) {
   ToolCancel cancel;
-  auto pending = std::async(
-      std::launch::async, [&] { return ToolRun::run("/bin/sleep", {"30"}, Seconds(60), &cancel); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  // The child marks that it runs, so the cancel cannot come before it starts.
+  std::string started = ::testing::TempDir() + "tool_run_started." + std::to_string(::getpid());
+  std::filesystem::remove(started);
+  auto pending = std::async(std::launch::async, [&] {
+    return shell(": >'" + started + "'; exec sleep 30", Seconds(60), &cancel);
+  });
+  while (!std::filesystem::exists(started))
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  std::filesystem::remove(started);
   cancel.cancel();
   auto run = pending.get();
   EXPECT_TRUE(run.cancelled);
