@@ -18,20 +18,26 @@
 namespace lumivale {
 namespace {
 
+// A socket bound to a free loopback port, which it names through `port`.
+UniqueFd boundLoopbackSocket(std::uint16_t& port) {
+  UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* raw = reinterpret_cast<sockaddr*>(&address);
+  if (::bind(socket.get(), raw, size) != 0 || ::getsockname(socket.get(), raw, &size) != 0)
+    throw std::runtime_error("cannot bind on loopback");
+  port = ntohs(address.sin_port);
+  return socket;
+}
+
 // A loopback listener that reads one length-prefixed host request per connection
 // and writes back the raw bytes scripted for it; unscripted requests get no answer.
 class ScriptedAdbServer {
  public:
-  ScriptedAdbServer() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* raw = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(listener_.get(), raw, size) != 0 || ::listen(listener_.get(), 8) != 0 ||
-        ::getsockname(listener_.get(), raw, &size) != 0)
-      throw std::runtime_error("cannot listen on loopback");
-    port_ = ntohs(address.sin_port);
+  ScriptedAdbServer() : listener_(boundLoopbackSocket(port_)) {
+    if (::listen(listener_.get(), 8) != 0) throw std::runtime_error("cannot listen on loopback");
     thread_ = std::thread([this] { serve(); });
   }
   ~ScriptedAdbServer() {
@@ -73,19 +79,14 @@ class ScriptedAdbServer {
     }
   }
 
+  std::uint16_t port_ = 0;  // before the listener, which sets it
   UniqueFd listener_;
-  std::uint16_t port_ = 0;
   std::mutex lock_;
   std::map<std::string, std::string> replies_;
   std::vector<std::string> requests_;
   std::vector<UniqueFd> silent_;
   std::thread thread_;
 };
-
-std::uint16_t portWithNothingListening() {
-  ScriptedAdbServer passing;
-  return passing.port();
-}
 
 // Generous where the server answers, so a loaded machine cannot fail a test; short
 // only where nothing will ever come.
@@ -129,7 +130,10 @@ TEST(AdbServerTest, AskReadsOneLengthPrefixedAnswer) {
   EXPECT_EQ(AdbServer::ask(server.port(), "host:refused", kAnswered), std::nullopt);
   EXPECT_EQ(AdbServer::ask(server.port(), "host:cut-short", kAnswered), std::nullopt);
   EXPECT_EQ(AdbServer::ask(server.port(), "host:never-answered", kSilent), std::nullopt);
-  EXPECT_EQ(AdbServer::ask(portWithNothingListening(), "host:version", kAnswered), std::nullopt);
+  // Held bound but not listening: refused, and no other test can take the port meanwhile.
+  std::uint16_t refusing = 0;
+  UniqueFd held = boundLoopbackSocket(refusing);
+  EXPECT_EQ(AdbServer::ask(refusing, "host:version", kAnswered), std::nullopt);
 }
 
 TEST(AdbServerTest, OnlyAServerOfTheClientsVersionIsAskedForDevices) {

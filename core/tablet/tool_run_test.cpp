@@ -51,7 +51,7 @@ TEST(ToolRunTest, AGrandchildHoldingThePipesDoesNotOutliveTheDeadline) {
 }
 
 TEST(ToolRunTest, AChildThatClosesItsStreamsEarlyStillMeetsTheDeadline) {
-  auto run = shell("echo early; exec >&- 2>&-; sleep 30", Seconds(0.2));
+  auto run = shell("echo early; exec >&- 2>&-; sleep 30", Seconds(1));
   EXPECT_TRUE(run.timedOut);
   EXPECT_EQ(run.status, 137);
   EXPECT_EQ(run.stdoutData, "early\n");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,8 @@ class FakeAdbRunner : public AdbRunner, public AdbFileRunner {
 
  private:
   const Reply& answer(const std::string& serial, const std::string& command) {
+    // A transfer asks from its copying thread and its progress thread at once.
+    std::lock_guard guard(lock_);
     commands.push_back(command);
     serials.push_back(serial);
     for (const auto& rule : rules_) {
@@ -58,6 +61,7 @@ class FakeAdbRunner : public AdbRunner, public AdbFileRunner {
   }
 
   std::vector<Rule> rules_;
+  std::mutex lock_;
 };
 
 }  // namespace lumivale::testing

@@ -228,7 +228,10 @@ TEST_F(AccountCommands, ACheckStartsOverWhenTheSessionChangesUnderIt) {
     nlohmann::json user{{"id", "checked " + bearer}, {"email", email}};
     return LoopbackServer::Response{200, {}, nlohmann::json{{"user", user}}.dump()};
   });
-  PortmarkClient checker = clientFor(gate.baseUrl());
+  // The gate answers only after a whole sign-in in another process, slow under the sanitizers.
+  PortmarkTimeouts patient;
+  patient.session = 120;
+  PortmarkClient checker = clientFor(gate.baseUrl(), patient);
   auto [check, generation] = AccountSession::checkWithGeneration(home, checker);
   ASSERT_TRUE(signedInElsewhere);
   std::string newToken = store.loadSessionToken().value_or("removed");

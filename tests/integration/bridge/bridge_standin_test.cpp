@@ -9,7 +9,7 @@
 #include "core/tablet/adb_bridge.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/device_watcher.h"
-#include "tests/integration/bridge/eventually.h"
+#include "tests/integration/eventually.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {

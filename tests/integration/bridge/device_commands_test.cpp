@@ -10,7 +10,7 @@
 
 #include "core/tablet/adb_locate.h"
 #include "core/tablet/tool_run.h"
-#include "tests/integration/bridge/eventually.h"
+#include "tests/integration/eventually.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {

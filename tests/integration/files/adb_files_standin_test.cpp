@@ -247,11 +247,13 @@ TEST_F(StandinFilesTest, TooLittleRoomIsRefusedBeforeCopying) {
 TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemoves) {
   const fs::path big = localFile("big.bin", std::string(8 * 1024 * 1024, 'b'));
   tablet->setFault("drop-after=1048576");
+  // adb dials a dropped tablet again at once; this keeps the new connection from
+  // being usable, so it is still gone when the push tries to erase its staging copy.
+  tablet->setFault("offline");
   EXPECT_THROW(files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask), FilesError);
   tablet->clearFaults();
   reconnect();
   EXPECT_TRUE(files->list("/sdcard", false).empty());
-  // The connection was gone when the push tried to erase its staging copy.
   auto remains = files->leftovers("/sdcard");
   EXPECT_EQ(remains.size(), 1u);
   for (const auto& entry : remains)

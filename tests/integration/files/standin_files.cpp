@@ -67,6 +67,8 @@ fs::path StandinFilesTest::onTablet(const std::string& sdcardPath) const {
 }
 
 void StandinFilesTest::reconnect() const {
+  // A connection left offline stays so until adb lets it go and dials afresh.
+  tablet->disconnect();
   for (int attempt = 0; attempt < 50; ++attempt) {
     tablet->connect();
     auto state = tablet->adb({"get-state"}, Seconds(10));
