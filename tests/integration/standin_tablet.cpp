@@ -13,7 +13,6 @@
 #include <random>
 #include <sstream>
 #include <thread>
-#include <utility>
 
 #include <fmt/format.h>
 
@@ -56,26 +55,26 @@ bool loopbackPortIsFree(uint16_t port) {
   return ::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
 }
 
-// The ports the kernel hands out as the local end of outgoing connections.
-std::pair<int, int> outgoingPortRange() {
+// Where the ports the kernel hands out as the local end of outgoing connections begin.
+int outgoingPortsStart() {
   std::ifstream range("/proc/sys/net/ipv4/ip_local_port_range");
-  int low = 32768, high = 60999;
-  range >> low >> high;
-  return {low, high};
+  int low = 32768;
+  range >> low;
+  return low;
 }
 
 // A loopback port nobody listens on now, above adb's and the emulators' ports and
-// outside the outgoing range: a connection to a port in that range made while
-// nothing listens there can be given that very port as its own end, and adb then
-// reads its own request back ("protocol fault (status 30 30 30 63?!)").
+// below the outgoing ones: a connection to an outgoing port made while nothing
+// listens there can be given that very port as its own end, and adb then reads
+// its own request back ("protocol fault (status 30 30 30 63?!)").
 uint16_t freeLoopbackPort() {
-  static std::mt19937 random{std::random_device{}()};
-  auto [outgoingLow, outgoingHigh] = outgoingPortRange();
-  bool roomBelow = outgoingLow > 11000;
-  std::uniform_int_distribution<int> pick(roomBelow ? 10000 : outgoingHigh + 1,
-                                          roomBelow ? outgoingLow - 1 : 65535);
+  constexpr int lowest = 10000;
+  const int end = outgoingPortsStart();
+  if (end <= lowest) throw Error(fmt::format("no test ports below the outgoing ones ({})", end));
+  thread_local std::mt19937 generator{std::random_device{}()};
+  std::uniform_int_distribution<int> pick(lowest, end - 1);
   for (int attempt = 0; attempt < 1000; ++attempt) {
-    auto port = static_cast<uint16_t>(pick(random));
+    auto port = static_cast<uint16_t>(pick(generator));
     if (loopbackPortIsFree(port)) return port;
   }
   throw Error("cannot find a free loopback port");
