@@ -121,6 +121,8 @@ AppSettings AppSettingsStore::update(const std::function<void(AppSettings&)>& bo
   createFolder(folder_);
   FileLock lock(folder_ / "app-settings.lock");
   Reading reading = readFile(file());
+  AppSettings settings = decode(file(), reading.object);
+  body(settings);
   if (reading.damage) {
     // Kept for whoever wants to look at it, rather than silently written over.
     fs::path aside = file();
@@ -130,8 +132,6 @@ AppSettings AppSettingsStore::update(const std::function<void(AppSettings&)>& bo
     logWarning("{} could not be used ({}); it was moved to {} and the defaults were used",
                file().string(), *reading.damage, aside.string());
   }
-  AppSettings settings = decode(file(), reading.object);
-  body(settings);
   writeFileAtomically(file(), encode(std::move(reading.object), settings));
   return settings;
 }

@@ -121,6 +121,10 @@ TEST_F(AppSettingsStoreTest, ADamagedFileReadsAsTheDefaultsIsLoggedAndIsSetAside
   EXPECT_NE(contentOf(logDirectory() / "lumivale.log").find(store.file().string()),
             std::string::npos);
 
+  // A change that fails touches nothing, not even the damaged file.
+  EXPECT_THROW(store.update([](AppSettings&) { throw Error("changed my mind"); }), Error);
+  EXPECT_EQ(contentOf(store.file()), damaged);
+
   store.update([](AppSettings& settings) { settings.sharedClipboardEnabled = true; });
   EXPECT_TRUE(store.load().sharedClipboardEnabled);
   EXPECT_EQ(contentOf(folder / "app-settings.json.damaged"), damaged);
