@@ -8,41 +8,20 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "companion/account_context.h"
 #include "core/account/account_session.h"
 #include "core/account/auth_error.h"
 #include "core/account/auth_messages.h"
 #include "core/account/jwt_source.h"
-#include "core/account/keychain_policy.h"
-#include "core/settings/config_store.h"
-#include "core/settings/environment.h"
-#include "platform/keychain_session_store.h"
 
 namespace lumivale::cli {
 
 namespace {
 
-// What one account command works with.
-struct Account {
-  LumivaleConfig config = ConfigStore::load();
-  std::unique_ptr<SessionStore> store = makeStore();
-  SessionHome home{*store, SessionLock::shared(ConfigStore::directory() / "session.lock"),
-                   AccountSession::recordInSettings};
-
-  // Made when needed: a refused server address must not stop a sign-out here.
-  PortmarkClient portmark() const {
-    return PortmarkClient(config, std::make_shared<HttpSession>());
-  }
-
-  static std::unique_ptr<SessionStore> makeStore() {
-    if (!KeychainPolicy::allowsKeychain(productEnvironment(),
-                                        platform::keychainTrustsThisProgram())) {
-      std::cerr << "lumivale: " << KeychainPolicy::unsignedRefusal << "\n";
-      return std::make_unique<MemorySessionStore>();
-    }
-    return std::make_unique<platform::KeychainSessionStore>(
-        platform::KeychainSessionStore::defaultService,
-        platform::KeychainSessionStore::defaultAccount,
-        SessionGenerationFile::in(ConfigStore::directory()));
+// What one account command works with, once it has said why the keychain is not used.
+struct Account : companion::AccountContext {
+  Account() {
+    if (storeNotice()) std::cerr << "lumivale: " << *storeNotice() << "\n";
   }
 };
 
@@ -118,7 +97,7 @@ void signInWith(const Credentials& credentials, bool signUp) {
   PortmarkClient portmark = account.portmark();
   SignInResult result = signUp ? portmark.signUpEmail(credentials.email, password, credentials.name)
                                : portmark.signInEmail(credentials.email, password);
-  AccountSession::adopt(result, account.home, portmark);
+  AccountSession::adopt(result, account.home(), portmark);
   std::cout << "Signed in as " << result.user.email << ".\n";
 }
 
@@ -141,7 +120,7 @@ const char* stateName(SessionCheck::Kind kind) {
 void showStatus(bool json) {
   Account account;
   PortmarkClient portmark = account.portmark();
-  SessionCheck check = AccountSession::check(account.home, portmark);
+  SessionCheck check = AccountSession::check(account.home(), portmark);
   if (json) {
     nlohmann::json out{{"state", stateName(check.kind)}};
     if (check.user) out.update({{"email", check.user->email}, {"userId", check.user->id}});
@@ -157,7 +136,7 @@ void showStatus(bool json) {
 
 void signOut() {
   Account account;
-  SignOutReport report = AccountSession::signOut(account.home, [&](const std::string& token) {
+  SignOutReport report = AccountSession::signOut(account.home(), [&](const std::string& token) {
     try {
       return account.portmark().signOut(token);
     } catch (const EndpointRefused&) {
@@ -172,7 +151,8 @@ void signOut() {
 void printToken() {
   Account account;
   PortmarkClient portmark = account.portmark();
-  JwtSource source(portmark, *account.store, 60, 600);
+  JwtSource source(portmark, account.store(), companion::jwtRefreshMargin,
+                   companion::jwtStoreReadInterval);
   try {
     std::cout << source.jwt().token << "\n";
   } catch (const SessionExpired&) {
@@ -181,14 +161,6 @@ void printToken() {
 }
 
 }  // namespace
-
-void followSignInServerChange(const LumivaleConfig& before, const LumivaleConfig& after) {
-  if (before.portmarkBaseUrl == after.portmarkBaseUrl) return;
-  Account account;
-  auto notice = AccountSession::followServerChange(account.home, before.portmarkBaseUrl,
-                                                   after.portmarkBaseUrl);
-  if (notice && (before.email || before.userId)) std::cerr << "lumivale: " << *notice << "\n";
-}
 
 void addAccountCommands(CLI::App& app, GlobalOptions&) {
   auto* account = app.add_subcommand("account", "Sign in to your Lumivale account, or out");

@@ -8,12 +8,14 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
-#include "cli/tablet_session.h"
+#include "companion/tablet_link.h"
 #include "core/error.h"
 #include "core/settings/config_store.h"
 
 namespace lumivale::cli {
 namespace {
+
+using companion::TabletLook;
 
 nlohmann::json optionalJson(const std::optional<std::string>& value) {
   return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
@@ -89,8 +91,8 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
   devices->add_flag("--json", flags->json, "Print JSON");
   devices->callback([&options, flags] {
     LumivaleConfig config = ConfigStore::load();
-    auto bridge = openBridge();
-    printDevices(lookForTablets(*bridge, options, config), flags->json);
+    auto bridge = companion::openBridge();
+    printDevices(companion::lookForTablets(*bridge, options.serial, config), flags->json);
   });
 
   auto* use = app.add_subcommand("use", "Choose the tablet to use");
@@ -106,9 +108,9 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
       return;
     }
     if (serial.empty()) throw CLI::RequiredError("SERIAL or --clear");
-    auto bridge = openBridge();
+    auto bridge = companion::openBridge();
     LumivaleConfig config = ConfigStore::load();
-    auto tablets = lookForTablets(*bridge, options, config).tablets;
+    auto tablets = companion::lookForTablets(*bridge, options.serial, config).tablets;
     auto found = std::find_if(tablets.begin(), tablets.end(),
                               [&](const AdbTablet& tablet) { return tablet.hasSerial(serial); });
     if (found == tablets.end())
@@ -122,8 +124,8 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
   status->add_flag("--json", flags->json, "Print JSON");
   status->callback([&options, flags] {
     LumivaleConfig config = ConfigStore::load();
-    auto bridge = openBridge();
-    TabletLook look = lookForTablets(*bridge, options, config);
+    auto bridge = companion::openBridge();
+    TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
     printStatus(look, flags->json);
     if (look.choice.state != TabletState::ready) throw ExitStatus{1};
   });

@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "cli/account_commands.h"
+#include "companion/account_context.h"
 #include "core/error.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
@@ -51,6 +51,12 @@ void setSetting(LumivaleConfig& config, const std::string& key, const std::strin
 
 std::string orNotSet(const std::optional<std::string>& value) {
   return value.value_or("(not set)");
+}
+
+// A change of sign-in server signs out here; the user is told what happened.
+void followSignInServerChange(const LumivaleConfig& before, const LumivaleConfig& after) {
+  for (const auto& notice : companion::followSignInServerChange(before, after))
+    std::cerr << "lumivale: " << notice << "\n";
 }
 
 void printSettings(const LumivaleConfig& config) {

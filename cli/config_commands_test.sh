@@ -5,7 +5,8 @@ set -u
 lumivale=$1
 LUMIVALE_CONFIG_DIR=$(mktemp -d)
 export LUMIVALE_CONFIG_DIR
-trap 'rm -rf "$LUMIVALE_CONFIG_DIR"' EXIT
+results=$LUMIVALE_CONFIG_DIR
+trap 'rm -rf "$results"' EXIT
 failures=0
 
 fail() {
@@ -17,10 +18,10 @@ fail() {
 expect() {
   wanted=$1
   shift
-  "$lumivale" "$@" >"$LUMIVALE_CONFIG_DIR/out" 2>"$LUMIVALE_CONFIG_DIR/err"
+  "$lumivale" "$@" >"$results/out" 2>"$results/err"
   status=$?
-  out=$(cat "$LUMIVALE_CONFIG_DIR/out")
-  err=$(cat "$LUMIVALE_CONFIG_DIR/err")
+  out=$(cat "$results/out")
+  err=$(cat "$results/err")
   [ "$status" -eq "$wanted" ] || fail "lumivale $* exited $status, not $wanted ($err)"
 }
 
@@ -60,5 +61,14 @@ done
 echo "{" >"$LUMIVALE_CONFIG_DIR/config.json"
 expect 1 config set adbEnabled true
 [ "$err" = "lumivale: config.json could not be read: it is not valid JSON" ] || fail "said '$err'"
+
+# A settings folder that cannot be made (here, under a plain file: root may write anywhere)
+# is named with the reason, not in the file library's words.
+blocked=$results/plain/settings
+echo "not a folder" >"$results/plain"
+LUMIVALE_CONFIG_DIR=$blocked expect 1 config show
+[ "$err" = "lumivale: could not create the folder $blocked: Not a directory" ] || fail "said '$err'"
+LUMIVALE_CONFIG_DIR=$blocked LUMIVALE_LOG_DIR=$blocked/logs expect 1 use --clear
+[ "$err" = "lumivale: could not create the folder $blocked: Not a directory" ] || fail "said '$err'"
 
 [ "$failures" -eq 0 ]

@@ -11,7 +11,8 @@
 
 #include "cli/interrupt_cancel.h"
 #include "cli/progress_bar.h"
-#include "cli/tablet_files.h"
+#include "companion/tablet_link.h"
+#include "companion/worded_error.h"
 #include "core/files/adb_files.h"
 #include "core/files/remote_path.h"
 #include "core/files/remote_sort.h"
@@ -115,7 +116,7 @@ fs::path freeLocalName(const fs::path& wanted, bool isDirectory) {
 }
 
 void listCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = openTabletFiles(global);
+  auto tablet = companion::openTabletFiles(global.serial);
   AdbFiles& files = tablet.files;
   auto key = RemoteSort::key(options.sort);
   if (!key)
@@ -131,7 +132,7 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void statCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = openTabletFiles(global);
+  auto tablet = companion::openTabletFiles(global.serial);
   AdbFiles& files = tablet.files;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
@@ -150,7 +151,7 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   if (!policy)
     throw Error(fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)",
                             options.ifExists));
-  auto tablet = openTabletFiles(global);
+  auto tablet = companion::openTabletFiles(global.serial);
   AdbFiles& files = tablet.files;
   const fs::path local = options.path;
   const std::string folder = RemotePath::resolve(options.second);
@@ -161,9 +162,11 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
       std::string placed;
       {
         ProgressBar bar(local.filename().string());
-        placed = files.push(
-            local, folder, options.as, *policy,
-            [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+        placed = companion::wordingFileErrors("could not read", [&] {
+          return files.push(
+              local, folder, options.as, *policy,
+              [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+        });
       }
       std::cout << shown(placed) << "\n";
       return;
@@ -180,24 +183,27 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = openTabletFiles(global);
+  auto tablet = companion::openTabletFiles(global.serial);
   AdbFiles& files = tablet.files;
   files.markQuarantine = platform::markQuarantine;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
   if (!entry) throw FilesError::notFound(path);
   const std::string name = RemotePath::macSafeName(RemotePath::name(path));
-  fs::path destination =
-      options.second.empty() ? fs::current_path() / name : fs::path(options.second);
-  if (fs::is_directory(destination)) destination /= name;
-  destination = freeLocalName(destination, entry->isFolder());
+  fs::path destination = companion::wordingFileErrors("could not look at", [&] {
+    fs::path wanted = options.second.empty() ? fs::current_path() / name : fs::path(options.second);
+    if (fs::is_directory(wanted)) wanted /= name;
+    return freeLocalName(wanted, entry->isFolder());
+  });
   ToolCancel cancel;
   InterruptCancel interrupt(cancel);
   try {
     ProgressBar bar(name);
-    files.pull(
-        path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
-        &cancel);
+    companion::wordingFileErrors("could not put the copy in", [&] {
+      files.pull(
+          path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
+          &cancel);
+    });
   } catch (const Error&) {
     if (interrupt.interrupted()) throw Cancelled();
     throw;
@@ -242,23 +248,23 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   mkdir->add_option("PATH", o.path, "The new folder")->required();
   mkdir->add_flag("-p,--parents", o.parents, "Make missing parent folders too");
   mkdir->callback([&global, options] {
-    openTabletFiles(global).files.makeDirectory(RemotePath::resolve(options->path),
-                                                options->parents);
+    companion::openTabletFiles(global.serial)
+        .files.makeDirectory(RemotePath::resolve(options->path), options->parents);
   });
 
   auto* mv = group->add_subcommand("mv", "Rename an item in its folder");
   mv->add_option("PATH", o.path, "The item")->required();
   mv->add_option("NEWNAME", o.second, "Its new name")->required();
   mv->callback([&global, options] {
-    std::cout << shown(openTabletFiles(global).files.rename(RemotePath::resolve(options->path),
-                                                            options->second))
+    std::cout << shown(companion::openTabletFiles(global.serial)
+                           .files.rename(RemotePath::resolve(options->path), options->second))
               << "\n";
   });
 
-  addPathCommand(*group, "rm", "Delete an item (a folder with all it holds)", o,
-                 [&global, options] {
-                   openTabletFiles(global).files.remove(RemotePath::resolve(options->path));
-                 });
+  addPathCommand(
+      *group, "rm", "Delete an item (a folder with all it holds)", o, [&global, options] {
+        companion::openTabletFiles(global.serial).files.remove(RemotePath::resolve(options->path));
+      });
 
   auto* push =
       group->add_subcommand("push", "Copy a file or folder from this computer to the tablet");
@@ -279,19 +285,21 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   free->add_option("PATH", o.path, "A path on the storage to measure (default /sdcard)");
   free->callback([&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto bytes = openTabletFiles(global).files.tabletFree(path);
+    auto bytes = companion::openTabletFiles(global.serial).files.tabletFree(path);
     if (!bytes)
       throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
     printAmount(*bytes, "free");
   });
 
   addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
-    printAmount(openTabletFiles(global).files.usage(RemotePath::resolve(options->path)), "used");
+    printAmount(
+        companion::openTabletFiles(global.serial).files.usage(RemotePath::resolve(options->path)),
+        "used");
   });
 
   addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto digest = openTabletFiles(global).files.sha256(path);
+    auto digest = companion::openTabletFiles(global.serial).files.sha256(path);
     if (!digest) throw Error("the tablet cannot hash files (it has no sha256sum)");
     std::cout << *digest << "  " << shown(path) << "\n";
   });
@@ -299,15 +307,15 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
   leftovers->callback([&global, options] {
-    for (const auto& entry :
-         openTabletFiles(global).files.leftovers(RemotePath::resolve(options->path)))
+    for (const auto& entry : companion::openTabletFiles(global.serial)
+                                 .files.leftovers(RemotePath::resolve(options->path)))
       std::cout << shown(entry.path) << "\n";
   });
 
   auto* cleanup = group->add_subcommand("cleanup", "Erase the leftovers of a folder");
   cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
   cleanup->callback([&global, options] {
-    auto tablet = openTabletFiles(global);
+    auto tablet = companion::openTabletFiles(global.serial);
     AdbFiles& files = tablet.files;
     const int erased = files.cleanUp(files.leftovers(RemotePath::resolve(options->path)));
     std::cout << fmt::format("{} leftover{} erased\n", erased, erased == 1 ? "" : "s");

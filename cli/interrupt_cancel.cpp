@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
+#include <cstring>
+#include <string>
+
+#include "core/error.h"
 
 namespace lumivale::cli {
 
@@ -27,7 +30,8 @@ void onSignal(int) {
 }  // namespace
 
 InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
-  if (pipe2(pipe_, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  if (pipe2(pipe_, O_CLOEXEC) != 0)
+    throw Error(std::string("could not get ready for Ctrl-C: ") + std::strerror(errno));
   signalPipe = pipe_[1];
   struct sigaction action {};
   action.sa_handler = onSignal;

@@ -8,8 +8,8 @@
 #include "cli/device_commands.h"
 #include "cli/files_commands.h"
 #include "cli/setting_commands.h"
+#include "companion/worded_error.h"
 #include "core/build_flavour.h"
-#include "core/error.h"
 
 int main(int argc, char** argv) {
   using namespace lumivale;
@@ -31,11 +31,8 @@ int main(int argc, char** argv) {
     return code == 0 ? 0 : 2;
   } catch (const cli::ExitStatus& exit) {
     return exit.code;
-  } catch (const Error& error) {
-    std::cerr << "lumivale: " << error.message() << "\n";
-    return 1;
   } catch (const std::exception& error) {
-    std::cerr << "lumivale: " << error.what() << "\n";
+    std::cerr << "lumivale: " << companion::wordedMessage(error) << "\n";
     return 1;
   }
   return 0;

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "cli/tablet_session.h"
+#include "companion/tablet_link.h"
 #include "core/device-settings/device_settings.h"
 #include "core/device-settings/setting_error.h"
 
@@ -84,7 +84,7 @@ const DeviceSetting& changeable(const std::string& id) {
 void setAndShow(const GlobalOptions& options, const std::string& id, const std::string& text) {
   const auto& setting = DeviceSettings::settingNamed(id);
   auto wanted = setting.parse(text);
-  auto session = requireReadyTablet(options);
+  auto session = companion::requireReadyTablet(options.serial);
   auto now = setting.write(wanted, *session.bridge, session.serial);
   std::cout << setting.display(now) << "\n";
   if (!now || !setting.sameValue(*now, wanted))
@@ -94,7 +94,7 @@ void setAndShow(const GlobalOptions& options, const std::string& id, const std::
 
 void showValue(const GlobalOptions& options, const std::string& id) {
   const auto& setting = changeable(id);
-  auto session = requireReadyTablet(options);
+  auto session = companion::requireReadyTablet(options.serial);
   std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
 }
 
@@ -124,7 +124,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
   auto json = std::make_shared<bool>(false);
   list->add_flag("--json", *json, "Print the readings as JSON");
   list->callback([&options, json] {
-    auto session = requireReadyTablet(options);
+    auto session = companion::requireReadyTablet(options.serial);
     auto readings = DeviceSettings::readAll(*session.bridge, session.serial);
     if (*json)
       std::cout << readingsJson(readings).dump(2) << "\n";
@@ -145,7 +145,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
   reset->add_option("ID", *id, "The setting")->required();
   reset->callback([&options, id] {
     const auto& setting = changeable(*id);
-    auto session = requireReadyTablet(options);
+    auto session = companion::requireReadyTablet(options.serial);
     setting.reset(*session.bridge, session.serial);
     std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
   });
@@ -159,7 +159,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
       std::cout << takes(setting) << "\n";
       return;
     }
-    auto session = requireReadyTablet(options);
+    auto session = companion::requireReadyTablet(options.serial);
     for (const auto& choice : setting.choices(*session.bridge, session.serial))
       std::cout << (choice.title == choice.value
                         ? choice.value

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
-#include "cli/tablet_session.h"
+#include "companion/tablet_link.h"
 #include "core/settings/atomic_file.h"
 
 namespace lumivale::cli {
@@ -64,20 +64,20 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   auto* info = app.add_subcommand("info", "Show the tablet's model, version, battery and storage");
   info->add_flag("--json", arguments->json, "Print JSON");
   info->callback([&options, arguments] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     printInfo(tablet.bridge->deviceInfo(tablet.serial), arguments->json);
   });
 
   auto* wake = app.add_subcommand("wake", "Wake the tablet's screen");
   wake->callback([&options] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     tablet.bridge->wake(tablet.serial);
   });
 
   auto* screenshot = app.add_subcommand("screenshot", "Save a PNG of the tablet's screen");
   screenshot->add_option("FILE", arguments->file, "Where to save it")->required();
   screenshot->callback([&options, arguments] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     writeFileAtomically(arguments->file, tablet.bridge->screenshot(tablet.serial));
   });
 
@@ -85,7 +85,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   tap->add_option("X", arguments->x, "Pixels from the left")->required();
   tap->add_option("Y", arguments->y, "Pixels from the top")->required();
   tap->callback([&options, arguments] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     tablet.bridge->requireReadyForInput(tablet.serial);
     tablet.bridge->tap(tablet.serial, arguments->x, arguments->y);
   });
@@ -93,7 +93,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   auto* type = app.add_subcommand("type", "Type text on the tablet (printable ASCII)");
   type->add_option("TEXT", arguments->text, "What to type")->required();
   type->callback([&options, arguments] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     tablet.bridge->requireReadyForInput(tablet.serial);
     tablet.bridge->typeText(tablet.serial, arguments->text);
   });
@@ -101,7 +101,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   auto* open = app.add_subcommand("open", "Open a web address on the tablet");
   open->add_option("URL", arguments->url, "The address")->required();
   open->callback([&options, arguments] {
-    ReadyTablet tablet = requireReadyTablet(options);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     tablet.bridge->openURL(tablet.serial, arguments->url);
   });
 }

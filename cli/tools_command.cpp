@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
-#include "cli/tablet_session.h"
+#include "companion/tablet_link.h"
 #include "core/tablet/adb_error.h"
 
 namespace lumivale::cli {
@@ -45,7 +45,7 @@ void addToolsCommand(CLI::App& app) {
   auto json = std::make_shared<bool>(false);
   tools->add_flag("--json", *json, "Print JSON: every candidate, in the order they are tried");
   tools->callback([json] {
-    auto looks = AdbLocate::unusableReasons(adbSearch());
+    auto looks = AdbLocate::unusableReasons(companion::adbSearch());
     auto used = std::find_if(looks.cbegin(), looks.cend(),
                              [](const AdbCandidateLook& look) { return !look.problem; });
     if (used == looks.cend()) throw AdbError(AdbLocate::missingMessage(looks), true);

@@ -82,6 +82,15 @@ TEST_F(FilesCliTest, BadInputIsAUsageErrorOrARefusal) {
       "lumivale: '/data/local/tmp': it is outside the tablet\u2019s shared storage (/sdcard)\n");
 }
 
+TEST_F(FilesCliTest, ALocalPlaceThatCannotTakeTheCopySaysWhereAndWhy) {
+  ASSERT_EQ(lumivale({"push", localFile("a.pdf", "pdf bytes").string()}).status, 0);
+  const fs::path plain = localFile("plain", "a file, not a folder");
+  auto pulled = lumivale({"pull", "a.pdf", (plain / "a.pdf").string()});
+  EXPECT_EQ(pulled.status, 1);
+  EXPECT_EQ(pulled.stderrData,
+            "lumivale: could not put the copy in " + plain.string() + ": Not a directory\n");
+}
+
 TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
   const fs::path big = localFile("big.bin", std::string(512 * 1024 * 1024, 'i'));
   auto child =

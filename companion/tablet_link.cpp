@@ -1,31 +1,19 @@
-#include "cli/tablet_session.h"
+#include "companion/tablet_link.h"
 
-#include <unistd.h>
-
+#include "companion/program_folder.h"
 #include "core/settings/config_store.h"
 #include "core/settings/environment.h"
 #include "core/tablet/adb_error.h"
 
-namespace lumivale::cli {
+namespace lumivale::companion {
 namespace fs = std::filesystem;
-
-namespace {
-
-// The folder this program is installed in, from the running executable.
-fs::path installFolder() {
-  std::error_code error;
-  fs::path self = fs::read_symlink("/proc/self/exe", error);
-  return error ? fs::path() : self.parent_path();
-}
-
-}  // namespace
 
 AdbSearch adbSearch() {
   Environment environment = productEnvironment();
   auto home = environment.find("HOME");
   fs::path settings = ConfigStore::directory();
   return AdbSearch{environment,     home == environment.end() ? fs::path() : fs::path(home->second),
-                   installFolder(), settings,
+                   programFolder(), settings,
                    nullptr,         settings / "adb-answered"};
 }
 
@@ -35,11 +23,11 @@ std::shared_ptr<AdbBridge> openBridge() {
   return AdbBridge::locate(search, search.environment, std::move(hooks));
 }
 
-TabletLook lookForTablets(AdbBridge& bridge, const GlobalOptions& options,
+TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& pinnedSerial,
                           const LumivaleConfig& config) {
   TabletLook look;
   look.tablets = bridge.tablets(true, config.wifiTablets, config.userId);
-  look.pinned = options.serial ? options.serial : config.deviceSerial;
+  look.pinned = pinnedSerial ? pinnedSerial : config.deviceSerial;
   look.choice = AdbTablets::choose(look.tablets, look.pinned);
   if (look.choice.state == TabletState::ready) {
     look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets);
@@ -49,14 +37,25 @@ TabletLook lookForTablets(AdbBridge& bridge, const GlobalOptions& options,
   return look;
 }
 
-ReadyTablet requireReadyTablet(const GlobalOptions& options) {
-  LumivaleConfig config = ConfigStore::load();
-  auto bridge = openBridge();
-  TabletLook look = lookForTablets(*bridge, options, config);
+ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
+                               const std::optional<std::string>& pinnedSerial,
+                               const LumivaleConfig& config) {
+  TabletLook look = lookForTablets(*bridge, pinnedSerial, config);
   if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
   for (const auto& tablet : look.tablets)
     if (tablet.hasSerial(*look.serial)) bridge->pin(tablet);
-  return {bridge, *look.serial};
+  return {std::move(bridge), *look.serial};
 }
 
-}  // namespace lumivale::cli
+ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial) {
+  LumivaleConfig config = ConfigStore::load();
+  return requireReadyTablet(openBridge(), pinnedSerial, config);
+}
+
+TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial) {
+  ReadyTablet tablet = requireReadyTablet(pinnedSerial);
+  AdbFiles files(*tablet.bridge, tablet.serial);
+  return {tablet.bridge, files};
+}
+
+}  // namespace lumivale::companion

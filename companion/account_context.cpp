@@ -1,0 +1,43 @@
+#include "companion/account_context.h"
+
+#include "core/account/keychain_policy.h"
+#include "core/account/session_lock.h"
+#include "core/settings/config_store.h"
+#include "core/settings/environment.h"
+#include "platform/keychain_session_store.h"
+
+namespace lumivale::companion {
+
+ChosenSessionStore chooseSessionStore() {
+  if (!KeychainPolicy::allowsKeychain(productEnvironment(), platform::keychainTrustsThisProgram()))
+    return {std::make_unique<MemorySessionStore>(), KeychainPolicy::unsignedRefusal};
+  return {std::make_unique<platform::KeychainSessionStore>(
+              platform::KeychainSessionStore::defaultService,
+              platform::KeychainSessionStore::defaultAccount,
+              SessionGenerationFile::in(ConfigStore::directory())),
+          std::nullopt};
+}
+
+AccountContext::AccountContext()
+    : config_(ConfigStore::load()),
+      store_(chooseSessionStore()),
+      home_{*store_.store, SessionLock::shared(ConfigStore::directory() / "session.lock"),
+            AccountSession::recordInSettings} {}
+
+PortmarkClient AccountContext::portmark() const {
+  return PortmarkClient(config_, std::make_shared<HttpSession>());
+}
+
+std::vector<std::string> followSignInServerChange(const LumivaleConfig& before,
+                                                  const LumivaleConfig& after) {
+  std::vector<std::string> notices;
+  if (before.portmarkBaseUrl == after.portmarkBaseUrl) return notices;
+  AccountContext account;
+  if (account.storeNotice()) notices.push_back(*account.storeNotice());
+  auto notice = AccountSession::followServerChange(account.home(), before.portmarkBaseUrl,
+                                                   after.portmarkBaseUrl);
+  if (notice && (before.email || before.userId)) notices.push_back(*notice);
+  return notices;
+}
+
+}  // namespace lumivale::companion

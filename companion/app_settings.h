@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace lumivale::companion {
+
+// The settings that belong to one window of the app each, shared with the command line.
+// JSON keys are the field names.
+struct AppSettings {
+  bool clipboardHistoryKept = true;  // the history shelf keeps copies after quitting
+  bool sharedClipboardEnabled = false;
+  std::optional<std::filesystem::path> readingFolderPath;
+  bool readingFolderRemoveDeleted = false;         // deletions here are carried to the tablet
+  std::optional<std::string> readingFolderTablet;  // the serial it syncs with
+  std::optional<std::string> openFilesLastRoute;
+  bool wirelessPreferred = false;
+
+  bool operator==(const AppSettings&) const = default;
+};
+
+}  // namespace lumivale::companion
