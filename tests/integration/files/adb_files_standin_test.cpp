@@ -255,10 +255,12 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
   reconnect();
   EXPECT_TRUE(files->list("/sdcard", false).empty());
   auto remains = files->leftovers("/sdcard");
-  EXPECT_EQ(remains.size(), 1u);
-  for (const auto& entry : remains)
-    EXPECT_THAT(entry.name, StartsWith(AdbFiles::partialPrefix));
-  EXPECT_EQ(files->cleanUp(remains), static_cast<int>(remains.size()));
+  ASSERT_EQ(remains.size(), 1u);
+  EXPECT_THAT(remains[0].entry.name, StartsWith(AdbFiles::partialPrefix));
+  EXPECT_EQ(remains[0].kind, Leftover::unfinishedCopy);
+  EXPECT_EQ(remains[0].belongsTo, "big.bin");
+  // This process made it, and its push is over: nothing owns it any more.
+  EXPECT_EQ(files->cleanUp("/sdcard").erased(), 1);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
 }
 
