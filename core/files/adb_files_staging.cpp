@@ -19,8 +19,7 @@ constexpr std::string_view writeRecordScript =
     R"(printf '%s\n' "$@" > "$0.new" && mv -f -- "$0.new" "$0")";
 
 bool isRecordFile(const RemoteEntry& entry) {
-  return entry.name.starts_with(StagingRecord::recordPrefix) &&
-         !entry.name.ends_with(StagingRecord::pendingSuffix);
+  return entry.name.starts_with(StagingRecord::recordPrefix);
 }
 
 }  // namespace
@@ -51,6 +50,7 @@ StagingFolder AdbFiles::withRecords(const std::string& folder,
                                     std::vector<RemoteEntry> entries) const {
   StagingFolder state{folder, std::move(entries), {}, std::chrono::system_clock::now()};
   std::vector<std::string> recordPaths;
+  // Pending records are read too: one that was never moved into place still names its owner.
   for (const auto& entry : state.entries) {
     if (isRecordFile(entry)) recordPaths.push_back(entry.path);
   }
@@ -60,7 +60,8 @@ StagingFolder AdbFiles::withRecords(const std::string& folder,
     // A record that went away meanwhile is simply not read.
     for (auto& record : StagingRecord::parseAll(exec(command, stepTimeout, false).output)) {
       const bool running = ownerRunning(record, state.now);
-      state.records[record.id] = OwnedRecord{std::move(record), running};
+      const std::string id = record.id;
+      state.records[id] = OwnedRecord{std::move(record), running};
     }
   }
   return state;

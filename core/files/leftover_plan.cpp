@@ -77,9 +77,13 @@ class Planner {
     for (const RemoteEntry* entry : records_) {
       std::string_view id = std::string_view(entry->name).substr(StagingRecord::recordPrefix.size());
       if (id.ends_with(StagingRecord::pendingSuffix)) {
-        // A record that was never moved into place: no operation began with it.
-        if (olderThanSafeAge(*entry, folder_.now))
-          steps_.push_back({Does::erase, std::string(id), entry->path, {}, {}, {},
+        // A record that was never moved into place: its operation staged nothing with it,
+        // and one still writing it fails at the move and stages nothing either.
+        id.remove_suffix(StagingRecord::pendingSuffix.size());
+        auto record = folder_.records.find(std::string(id));
+        const bool abandoned = record == folder_.records.end() || !record->second.running;
+        if (abandoned)
+          steps_.push_back({Does::erase, entry->name, entry->path, {}, {}, {},
                             "a staging record that was never finished", {}});
         continue;
       }

@@ -106,9 +106,14 @@ TEST(LeftoverPlanTest, UnfinishedCopiesAndDeletesAreErasedOnceTheirProgramIsGone
   auto gone = Listing().item(deleting).record("ab12", Operation::remove, "a.pdf", false);
   EXPECT_EQ(summary(gone.steps()),
             (decltype(summary({})){{Does::erase, deleting, ""}, {Does::erase, record, ""}}));
-  // A record whose items are all gone goes too.
+  // A record whose items are all gone goes too, and one never moved into place.
   EXPECT_EQ(summary(Listing().record("ab12", Operation::copy, "a.pdf", false).steps()),
             (decltype(summary({})){{Does::erase, record, ""}}));
+  // A half-written one is erased too: whoever still writes it fails before staging anything.
+  auto pending = Listing().item(record + ".new").item(StagingRecord::fileName("cd34") + ".new");
+  pending.state.records["ab12"] = {StagingRecord{"ab12", Operation::copy, "a", {}, "d", 1, 0}, true};
+  EXPECT_EQ(summary(pending.steps()),
+            (decltype(summary({})){{Does::erase, StagingRecord::fileName("cd34") + ".new", ""}}));
 }
 
 TEST(LeftoverPlanTest, WhatARunningProgramOwnsIsLeftAlone) {

@@ -10,38 +10,13 @@
 #include <nlohmann/json.hpp>
 
 #include "core/files/adb_files.h"
-#include "tests/integration/files/standin_files.h"
+#include "tests/integration/files/files_cli.h"
 
 namespace lumivale::testing {
 namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
-
-class FilesCliTest : public StandinFilesTest {
- protected:
-  void SetUp() override {
-    StandinFilesTest::SetUp();
-    environment = tablet->adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = (local / "config").string();
-    // The stand-in is reached over TCP; these let it count as the cabled tablet.
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    fs::create_directories(local / "config");
-  }
-
-  std::vector<std::string> command(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), "files"});
-    return arguments;
-  }
-
-  ToolRun lumivale(std::vector<std::string> arguments) const {
-    return ToolRun::runIn(environment, LUMIVALE_CLI_BINARY, command(std::move(arguments)),
-                          Seconds(300));
-  }
-
-  Environment environment;
-};
 
 TEST_F(FilesCliTest, PushListAndPullToAFreeName) {
   ASSERT_EQ(lumivale({"mkdir", "-p", "Books/Old"}).status, 0);
