@@ -1,5 +1,6 @@
 #include "core/files/leftover_plan.h"
 
+#include <algorithm>
 #include <set>
 
 #include <fmt/format.h>
@@ -274,6 +275,9 @@ std::vector<LeftoverItem> items(const StagingFolder& folder) {
     }
     out.push_back(std::move(item));
   }
+  std::sort(out.begin(), out.end(), [](const LeftoverItem& a, const LeftoverItem& b) {
+    return a.entry.name < b.entry.name;
+  });
   return out;
 }
 
