@@ -64,7 +64,7 @@ struct StagedName {
 
 // Whether the program that wrote a record is still at work. On this computer a process
 // that is gone does not own anything; in this process only the operations under way do.
-// A record from another computer is trusted for `foreignTrust` after it was started.
+// A record from another computer counts as that computer's work for a day after it started.
 bool ownerRunning(const StagingRecord& record, Timestamp now);
 
 // Marks an operation of this process as under way for as long as it lives.

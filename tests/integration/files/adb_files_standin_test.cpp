@@ -250,7 +250,9 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
   // adb dials a dropped tablet again at once; this keeps the new connection from
   // being usable, so it is still gone when the push tries to erase its staging copy.
   tablet->setFault("offline");
-  EXPECT_THROW(files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask), FilesError);
+  // The push cannot reach the tablet to erase what arrived, so it says where it is.
+  EXPECT_THAT(messageOf([&] { files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask); }),
+              HasSubstr(". What had arrived is left hidden as .lumivale-partial-"));
   tablet->clearFaults();
   reconnect();
   EXPECT_TRUE(files->list("/sdcard", false).empty());
@@ -262,6 +264,16 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
   // This process made it, and its push is over: nothing owns it any more.
   EXPECT_EQ(files->cleanUp("/sdcard").erased(), 1);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
+
+  // Left again, it is swept by the next copy into the folder.
+  tablet->setFault("drop-after=1048576");
+  tablet->setFault("offline");
+  EXPECT_THROW(files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask), FilesError);
+  tablet->clearFaults();
+  reconnect();
+  ASSERT_EQ(files->leftovers("/sdcard").size(), 1u);
+  files->push(localFile("small.txt", "s"), "/sdcard", std::nullopt, CollisionPolicy::ask);
+  EXPECT_EQ(namesOf(files->list("/sdcard", true)), (std::set<std::string>{"small.txt"}));
 }
 
 TEST_F(StandinFilesTest, ACancelledPushLeavesNothingBehind) {
