@@ -76,7 +76,8 @@ class Planner {
       ids.insert(id);
     std::map<std::string, const RemoteEntry*> recordFiles;
     for (const RemoteEntry* entry : records_) {
-      std::string_view id = std::string_view(entry->name).substr(StagingRecord::recordPrefix.size());
+      std::string_view id =
+          std::string_view(entry->name).substr(StagingRecord::recordPrefix.size());
       if (id.ends_with(StagingRecord::pendingSuffix)) {
         // A record that was never moved into place: its operation staged nothing with it,
         // and one still writing it fails at the move and stages nothing either.
@@ -84,8 +85,14 @@ class Planner {
         auto record = folder_.records.find(std::string(id));
         const bool abandoned = record == folder_.records.end() || !record->second.running;
         if (abandoned)
-          steps_.push_back({Does::erase, entry->name, entry->path, {}, {}, {},
-                            "a staging record that was never finished", {}});
+          steps_.push_back({Does::erase,
+                            entry->name,
+                            entry->path,
+                            {},
+                            {},
+                            {},
+                            "a staging record that was never finished",
+                            {}});
         continue;
       }
       recordFiles[std::string(id)] = entry;
@@ -105,25 +112,33 @@ class Planner {
       }
       const std::size_t first = steps_.size();
       abandoned(id, items, record->second.record);
-      const bool keptAny = std::any_of(steps_.begin() + static_cast<std::ptrdiff_t>(first),
-                                       steps_.end(),
-                                       [](const CleanUpStep& step) { return step.does == Does::keep; });
+      const bool keptAny =
+          std::any_of(steps_.begin() + static_cast<std::ptrdiff_t>(first), steps_.end(),
+                      [](const CleanUpStep& step) { return step.does == Does::keep; });
       if (!keptAny && file != recordFiles.end())
-        steps_.push_back({Does::erase, id, file->second->path, {}, {}, record->second.record.name,
-                          "the staging record of an operation that ended", {}});
+        steps_.push_back({Does::erase,
+                          id,
+                          file->second->path,
+                          {},
+                          {},
+                          record->second.record.name,
+                          "the staging record of an operation that ended",
+                          {}});
     }
     return std::move(steps_);
   }
 
  private:
-  std::string pathOf(std::string_view name) const { return folder_.folder + "/" + std::string(name); }
+  std::string pathOf(std::string_view name) const {
+    return folder_.folder + "/" + std::string(name);
+  }
   bool isFree(std::string_view name) const { return !taken_.count(utf8::asciiLowered(name)); }
   void take(std::string_view name) { taken_.insert(utf8::asciiLowered(name)); }
 
   void withoutRecord(const std::string& id, const std::vector<Staged>& items) {
     for (const auto& item : items) {
-      CleanUpStep step{Does::keep, id, item.entry->path, {}, item.kind, {},
-                       whatWithoutRecord(item.kind), {}};
+      CleanUpStep step{
+          Does::keep, id, item.entry->path, {}, item.kind, {}, whatWithoutRecord(item.kind), {}};
       const bool erasable =
           item.kind == Leftover::unfinishedCopy || item.kind == Leftover::unfinishedDelete;
       if (erasable && olderThanSafeAge(*item.entry, folder_.now)) {
@@ -131,8 +146,9 @@ class Planner {
       } else if (erasable) {
         step.why = "it changed within the last hour, so a program may still be at work on it";
       } else {
-        step.why = "Lumivale cannot tell which name it belongs to. Rename it to give it a name "
-                   "again, or delete it";
+        step.why =
+            "Lumivale cannot tell which name it belongs to. Rename it to give it a name "
+            "again, or delete it";
       }
       steps_.push_back(std::move(step));
     }
@@ -140,7 +156,12 @@ class Planner {
 
   void inUse(const std::string& id, const std::vector<Staged>& items, const StagingRecord& record) {
     for (const auto& item : items)
-      steps_.push_back({Does::keep, id, item.entry->path, {}, item.kind, record.name,
+      steps_.push_back({Does::keep,
+                        id,
+                        item.entry->path,
+                        {},
+                        item.kind,
+                        record.name,
                         whatWithRecord(item.kind, record),
                         fmt::format("Lumivale is still at work on it (process {} on {})",
                                     record.pid, record.host)});
@@ -151,8 +172,14 @@ class Planner {
     const Staged* kept = nullptr;
     const Staged* partial = nullptr;
     for (const auto& item : items) {
-      CleanUpStep step{Does::keep, id, item.entry->path, {}, item.kind, record.name,
-                       whatWithRecord(item.kind, record), {}};
+      CleanUpStep step{Does::keep,
+                       id,
+                       item.entry->path,
+                       {},
+                       item.kind,
+                       record.name,
+                       whatWithRecord(item.kind, record),
+                       {}};
       using Operation = StagingRecord::Operation;
       if (item.kind == Leftover::unfinishedRename && record.operation == Operation::rename) {
         renamed(std::move(step), record);
@@ -165,8 +192,9 @@ class Planner {
         partial = &item;
       } else {
         step.what = whatWithoutRecord(item.kind);
-        step.why = "its record names another operation, so Lumivale cannot tell which name it "
-                   "belongs to. Rename it to give it a name again, or delete it";
+        step.why =
+            "its record names another operation, so Lumivale cannot tell which name it "
+            "belongs to. Rename it to give it a name again, or delete it";
         steps_.push_back(std::move(step));
       }
     }
@@ -193,8 +221,14 @@ class Planner {
   void copied(const std::string& id, const Staged* kept, const Staged* partial,
               const StagingRecord& record) {
     auto stepFor = [&](const Staged& item) {
-      return CleanUpStep{Does::keep, id, item.entry->path, {}, item.kind, record.name,
-                         whatWithRecord(item.kind, record), {}};
+      return CleanUpStep{Does::keep,
+                         id,
+                         item.entry->path,
+                         {},
+                         item.kind,
+                         record.name,
+                         whatWithRecord(item.kind, record),
+                         {}};
     };
     if (kept) {
       CleanUpStep step = stepFor(*kept);
@@ -206,9 +240,10 @@ class Planner {
         step.does = Does::erase;
         step.why = "the new copy took its name";
       } else {
-        step.why = fmt::format("something else now has the name {}. Rename it to give it back its "
-                               "name, or delete it",
-                               quoted(record.name));
+        step.why = fmt::format(
+            "something else now has the name {}. Rename it to give it back its "
+            "name, or delete it",
+            quoted(record.name));
       }
       const bool oldStays = step.does == Does::keep;
       steps_.push_back(std::move(step));

@@ -32,11 +32,11 @@ struct CleanUpStep {
   Does does = Does::keep;
   std::string id;
   std::string path;
-  std::string to;                 // where putBack and putUnderNewName move it
-  std::optional<Leftover> kind;   // absent for a record
+  std::string to;                // where putBack and putUnderNewName move it
+  std::optional<Leftover> kind;  // absent for a record
   std::optional<std::string> belongsTo;
-  std::string what;               // what the item is, as a phrase
-  std::string why;                // why it is moved on or kept, as a phrase; may be empty
+  std::string what;  // what the item is, as a phrase
+  std::string why;   // why it is moved on or kept, as a phrase; may be empty
 
   bool operator==(const CleanUpStep&) const = default;
   // "{path} is {what}; clean-up {does it}".

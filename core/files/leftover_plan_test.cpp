@@ -23,8 +23,8 @@ struct Listing {
     state.entries.push_back({name, state.folder + "/" + name, kind, 1, now - age});
     return *this;
   }
-  Listing& record(const std::string& id, Operation operation, const std::string& name,
-                  bool running, const std::string& newName = {}) {
+  Listing& record(const std::string& id, Operation operation, const std::string& name, bool running,
+                  const std::string& newName = {}) {
     item(StagingRecord::fileName(id));
     state.records[id] = {StagingRecord{id, operation, name, newName, "desk", 4242, 0}, running};
     return *this;
@@ -82,10 +82,9 @@ TEST(LeftoverPlanTest, AnUnfinishedRenameGoesBackToItsOldNameOrOnToItsNewOne) {
 
 TEST(LeftoverPlanTest, AnOldCopySetAsideGoesBackBeforeTheNewOneIsErased) {
   auto aside = Listing().item(kept).item(partial).record("ab12", Operation::copy, "Set", false);
-  EXPECT_EQ(summary(aside.steps()),
-            (decltype(summary({})){{Does::putBack, kept, "Set"},
-                                   {Does::erase, partial, ""},
-                                   {Does::erase, record, ""}}));
+  EXPECT_EQ(summary(aside.steps()), (decltype(summary({})){{Does::putBack, kept, "Set"},
+                                                           {Does::erase, partial, ""},
+                                                           {Does::erase, record, ""}}));
 
   // The new copy took the name: the old one is what the replacement was to erase.
   auto replaced = Listing().item("Set").item(kept).record("ab12", Operation::copy, "Set", false);
@@ -111,7 +110,8 @@ TEST(LeftoverPlanTest, UnfinishedCopiesAndDeletesAreErasedOnceTheirProgramIsGone
             (decltype(summary({})){{Does::erase, record, ""}}));
   // A half-written one is erased too: whoever still writes it fails before staging anything.
   auto pending = Listing().item(record + ".new").item(StagingRecord::fileName("cd34") + ".new");
-  pending.state.records["ab12"] = {StagingRecord{"ab12", Operation::copy, "a", {}, "d", 1, 0}, true};
+  pending.state.records["ab12"] = {StagingRecord{"ab12", Operation::copy, "a", {}, "d", 1, 0},
+                                   true};
   EXPECT_EQ(summary(pending.steps()),
             (decltype(summary({})){{Does::erase, StagingRecord::fileName("cd34") + ".new", ""}}));
 }

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <string_view>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace lumivale::LocalItems {

@@ -110,10 +110,10 @@ TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
   const fs::path camp = onTablet("/sdcard/Camp");
   fs::create_directories(camp);
   std::ofstream(camp / ".lumivale-renaming-ab12") << "the book";
-  std::ofstream(camp / ".lumivale-record-ab12")
-      << fmt::format("lumivale staging record 1\nid=ab12\noperation=rename\nname=a.pdf\n"
-                     "newName=b.pdf\nhost={}\npid={}\nstarted=1\n",
-                     hostName(), goneProcess());
+  std::ofstream(camp / ".lumivale-record-ab12") << fmt::format(
+      "lumivale staging record 1\nid=ab12\noperation=rename\nname=a.pdf\n"
+      "newName=b.pdf\nhost={}\npid={}\nstarted=1\n",
+      hostName(), goneProcess());
   std::ofstream(camp / ".lumivale-partial-old-cd34") << "an old copy";
 
   auto listed = lumivale({"leftovers", "Camp"});
@@ -129,11 +129,12 @@ TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
 
   auto cleaned = lumivale({"cleanup", "Camp", "--pulls-in", local.string()});
   ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
-  EXPECT_THAT(cleaned.stdoutData,
-              AllOf(HasSubstr("put back /sdcard/Camp/a.pdf (/sdcard/Camp/.lumivale-renaming-ab12 is "
-                              "'a.pdf', part way through a rename to 'b.pdf';"),
-                    HasSubstr("kept /sdcard/Camp/.lumivale-partial-old-cd34 is an old copy"),
-                    HasSubstr("0 leftovers erased, 1 put back\n")));
+  EXPECT_THAT(
+      cleaned.stdoutData,
+      AllOf(HasSubstr("put back /sdcard/Camp/a.pdf (/sdcard/Camp/.lumivale-renaming-ab12 is "
+                      "'a.pdf', part way through a rename to 'b.pdf';"),
+            HasSubstr("kept /sdcard/Camp/.lumivale-partial-old-cd34 is an old copy"),
+            HasSubstr("0 leftovers erased, 1 put back\n")));
   std::string book;
   std::getline(std::ifstream(camp / "a.pdf"), book);
   EXPECT_EQ(book, "the book");

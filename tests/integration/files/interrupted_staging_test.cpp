@@ -71,16 +71,16 @@ struct Case {
   std::string label;
   std::string oldName;
   std::string newName;
-  Tree before;                        // what stands under the old name
-  std::optional<Tree> replacement;    // pushed from the computer to replace it
+  Tree before;                      // what stands under the old name
+  std::optional<Tree> replacement;  // pushed from the computer to replace it
 };
 
 struct Counts {
   int tries = 0;
-  int finished = 0;        // the command ended on its own with success
-  int vanished = 0;        // nothing under either name before clean-up
-  int putBack = 0;         // clean-up put an item back under a name
-  int underOld = 0;        // after clean-up: the old name (or, replacing, the old copy)
+  int finished = 0;  // the command ended on its own with success
+  int vanished = 0;  // nothing under either name before clean-up
+  int putBack = 0;   // clean-up put an item back under a name
+  int underOld = 0;  // after clean-up: the old name (or, replacing, the old copy)
   int underNew = 0;
 };
 
@@ -138,9 +138,9 @@ class InterruptedStagingTest : public FilesCliTest {
     std::vector<std::string> left;
     for (const auto& item : fs::directory_iterator(camp()))
       left.push_back(item.path().filename().string());
-    const std::string where = fmt::format("{} stopped by {} after {} ms; clean-up said:\n{}",
-                                          c.label, stop == Stop::kill ? "SIGKILL" : "a dropped link",
-                                          after.count(), cleaned.stdoutData);
+    const std::string where = fmt::format(
+        "{} stopped by {} after {} ms; clean-up said:\n{}", c.label,
+        stop == Stop::kill ? "SIGKILL" : "a dropped link", after.count(), cleaned.stdoutData);
     ASSERT_EQ(left.size(), 1u) << where << "left: " << ::testing::PrintToString(left);
     const bool old = left[0] == c.oldName;
     ASSERT_TRUE(old || left[0] == c.newName) << where << "left: " << left[0];
@@ -165,9 +165,8 @@ class InterruptedStagingTest : public FilesCliTest {
           "{} stopped by {}: {} tries, {} finished, {} under neither name before clean-up, {} put "
           "back by clean-up, {} under the old name and {} under the new one after it (a run takes "
           "{} ms)",
-          c.label, stop == Stop::kill ? "SIGKILL" : "a dropped link", counts.tries,
-          counts.finished, counts.vanished, counts.putBack, counts.underOld, counts.underNew,
-          usual.count());
+          c.label, stop == Stop::kill ? "SIGKILL" : "a dropped link", counts.tries, counts.finished,
+          counts.vanished, counts.putBack, counts.underOld, counts.underNew, usual.count());
       std::cout << line << "\n";
       RecordProperty(stop == Stop::kill ? "killed" : "dropped", line);
     }
@@ -181,8 +180,8 @@ TEST_F(InterruptedStagingTest, ARenamedFileSurvives) {
 
 TEST_F(InterruptedStagingTest, ARenamedFolderSurvives) {
   std::mt19937 random(8);
-  campaign({"renaming a folder of 200 files", "Folder", "Renamed", randomFolder(random, 200, "f"),
-            {}});
+  campaign(
+      {"renaming a folder of 200 files", "Folder", "Renamed", randomFolder(random, 200, "f"), {}});
 }
 
 TEST_F(InterruptedStagingTest, AFolderReplacingAFolderSurvives) {
