@@ -155,16 +155,25 @@ class Planner {
   }
 
   void inUse(const std::string& id, const std::vector<Staged>& items, const StagingRecord& record) {
-    for (const auto& item : items)
-      steps_.push_back({Does::keep,
-                        id,
-                        item.entry->path,
-                        {},
-                        item.kind,
-                        record.name,
-                        whatWithRecord(item.kind, record),
-                        fmt::format("Lumivale is still at work on it (process {} on {})",
-                                    record.pid, record.host)});
+    for (const auto& item : items) {
+      CleanUpStep step = recordedStep(id, item, record);
+      step.why = fmt::format("Lumivale is still at work on it (process {} on {})", record.pid,
+                             record.host);
+      steps_.push_back(std::move(step));
+    }
+  }
+
+  // A step that keeps `item`, described by its record, for the caller to change.
+  static CleanUpStep recordedStep(const std::string& id, const Staged& item,
+                                  const StagingRecord& record) {
+    return {Does::keep,
+            id,
+            item.entry->path,
+            {},
+            item.kind,
+            record.name,
+            whatWithRecord(item.kind, record),
+            {}};
   }
 
   void abandoned(const std::string& id, const std::vector<Staged>& items,
@@ -172,14 +181,7 @@ class Planner {
     const Staged* kept = nullptr;
     const Staged* partial = nullptr;
     for (const auto& item : items) {
-      CleanUpStep step{Does::keep,
-                       id,
-                       item.entry->path,
-                       {},
-                       item.kind,
-                       record.name,
-                       whatWithRecord(item.kind, record),
-                       {}};
+      CleanUpStep step = recordedStep(id, item, record);
       using Operation = StagingRecord::Operation;
       if (item.kind == Leftover::unfinishedRename && record.operation == Operation::rename) {
         renamed(std::move(step), record);
@@ -220,16 +222,7 @@ class Planner {
 
   void copied(const std::string& id, const Staged* kept, const Staged* partial,
               const StagingRecord& record) {
-    auto stepFor = [&](const Staged& item) {
-      return CleanUpStep{Does::keep,
-                         id,
-                         item.entry->path,
-                         {},
-                         item.kind,
-                         record.name,
-                         whatWithRecord(item.kind, record),
-                         {}};
-    };
+    auto stepFor = [&](const Staged& item) { return recordedStep(id, item, record); };
     if (kept) {
       CleanUpStep step = stepFor(*kept);
       if (isFree(record.name)) {
