@@ -99,8 +99,8 @@ class AdbFiles {
   // program owns, or whose owner cannot be told, is kept.
   struct CleanUpReport {
     std::vector<CleanUpStep> done;
-    std::vector<CleanUpStep> kept;
-    std::vector<std::string> failures;
+    std::vector<CleanUpStep> kept;      // left as they are, each saying why
+    std::vector<std::string> failures;  // steps that failed, as sentences
     int erased() const;
   };
   CleanUpReport cleanUp(const std::string& folder) const;
@@ -110,7 +110,8 @@ class AdbFiles {
   StagingFolder stagingFolder(const std::string& folder) const;
   // Writes the record of an operation into `folder` before it stages anything there.
   void noteStaging(const std::string& folder, const StagingRecord& record) const;
-  // Removes a record once nothing of its operation is left; never throws.
+  // Removes the record of `id`, for when nothing of its operation is left; never throws.
+  // Returns whether it went.
   bool dropRecord(const std::string& folder, const std::string& id) const noexcept;
   // Moves `from` to `to` without overwriting and checks that what arrived is what left.
   void moveChecked(const std::string& from, const std::string& to, std::string_view doing) const;
