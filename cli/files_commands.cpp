@@ -14,6 +14,7 @@
 #include "companion/tablet_link.h"
 #include "companion/worded_error.h"
 #include "core/files/adb_files.h"
+#include "core/files/local_items.h"
 #include "core/files/remote_path.h"
 #include "core/files/remote_sort.h"
 #include "platform/quarantine.h"
@@ -211,6 +212,36 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   std::cout << destination.string() << "\n";
 }
 
+void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
+  using Does = CleanUpStep::Does;
+  const AdbFiles::CleanUpReport report =
+      companion::openTabletFiles(global.serial).files.cleanUp(RemotePath::resolve(options.path));
+  int restored = 0;
+  for (const auto& step : report.done) {
+    if (!step.kind) continue;  // a record nothing needs any more
+    switch (step.does) {
+      case Does::putBack:
+      case Does::putUnderNewName:
+        ++restored;
+        std::cout << fmt::format("put back {} ({})\n", shown(step.to), step.sentence());
+        break;
+      default:
+        std::cout << fmt::format("erased {}\n", step.sentence());
+    }
+  }
+  for (const auto& step : report.kept) {
+    if (step.kind) std::cout << fmt::format("kept {}\n", step.sentence());
+  }
+  const int erased = report.erased();
+  std::cout << fmt::format("{} leftover{} erased, {} put back\n", erased, erased == 1 ? "" : "s",
+                           restored);
+  const fs::path pulls = options.second.empty() ? fs::current_path() : fs::path(options.second);
+  if (const int swept = LocalItems::sweepScratch(pulls); swept > 0)
+    std::cout << fmt::format("{} stopped pull{} removed from {}\n", swept, swept == 1 ? "" : "s",
+                             pulls.string());
+  if (!report.failures.empty()) throw Error(report.failures.front());
+}
+
 void printAmount(std::uint64_t bytes, std::string_view what) {
   std::cout << fmt::format("{} {} ({} bytes)\n", humanBytes(bytes), what, bytes);
 }
@@ -307,19 +338,21 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
   leftovers->callback([&global, options] {
-    for (const auto& entry : companion::openTabletFiles(global.serial)
-                                 .files.leftovers(RemotePath::resolve(options->path)))
-      std::cout << shown(entry.path) << "\n";
+    for (const auto& item : companion::openTabletFiles(global.serial)
+                                .files.leftovers(RemotePath::resolve(options->path))) {
+      const std::string owner =
+          item.belongsTo ? fmt::format("belongs to '{}'", shown(*item.belongsTo)) : "owner unknown";
+      std::cout << fmt::format("{}  {}  {}\n  {}\n", rawValue(item.kind), shown(item.entry.path),
+                               owner, item.about);
+    }
   });
 
-  auto* cleanup = group->add_subcommand("cleanup", "Erase the leftovers of a folder");
+  auto* cleanup = group->add_subcommand(
+      "cleanup", "Put the leftovers of a folder back under their names, or erase them");
   cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
-  cleanup->callback([&global, options] {
-    auto tablet = companion::openTabletFiles(global.serial);
-    AdbFiles& files = tablet.files;
-    const int erased = files.cleanUp(files.leftovers(RemotePath::resolve(options->path)));
-    std::cout << fmt::format("{} leftover{} erased\n", erased, erased == 1 ? "" : "s");
-  });
+  cleanup->add_option("--pulls-in", o.second,
+                      "Also remove stopped pulls' scratch folders here (default: this folder)");
+  cleanup->callback([&global, options] { cleanupCommand(global, *options); });
 }
 
 }  // namespace lumivale::cli

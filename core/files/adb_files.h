@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/files/files_error.h"
+#include "core/files/leftover_plan.h"
 #include "core/files/listing_format_cache.h"
 #include "core/files/remote_entry.h"
 #include "core/files/transfer.h"
@@ -91,20 +92,35 @@ class AdbFiles {
   static std::optional<RemoteEntry::Kind> kind(std::string_view identity);
   static std::optional<std::uint64_t> size(std::string_view identity);
 
-  // Remains of operations that did not finish.
-  std::vector<RemoteEntry> leftovers(const std::string& folder) const;
+  // Remains of operations that did not finish, each with its kind and the name it belongs to.
+  std::vector<LeftoverItem> leftovers(const std::string& folder) const;
   std::vector<RemoteEntry> leftoverPartials(const std::string& folder) const;
-  int cleanUp(const std::vector<RemoteEntry>& entries) const;
+  // Puts staged items back under their names, then erases what nothing needs; what a running
+  // program owns, or whose owner cannot be told, is kept.
+  struct CleanUpReport {
+    std::vector<CleanUpStep> done;
+    std::vector<CleanUpStep> kept;      // left as they are, each saying why
+    std::vector<std::string> failures;  // steps that failed, as sentences
+    int erased() const;
+  };
+  CleanUpReport cleanUp(const std::string& folder) const;
 
   // Staging primitives, shared with the Reading folder's sync run.
-  static std::string stagingName(std::string_view prefix);
+  // A folder's listing (hidden items included) with the staging records it holds.
+  StagingFolder stagingFolder(const std::string& folder) const;
+  // Writes the record of an operation into `folder` before it stages anything there.
+  void noteStaging(const std::string& folder, const StagingRecord& record) const;
+  // Removes the record of `id`, for when nothing of its operation is left; never throws.
+  // Returns whether it went.
+  bool dropRecord(const std::string& folder, const std::string& id) const noexcept;
   // Moves `from` to `to` without overwriting and checks that what arrived is what left.
   void moveChecked(const std::string& from, const std::string& to, std::string_view doing) const;
   // Checks that the staged copy at `staged` is the whole of `local`.
   void verifyStaged(const std::string& staged, const std::filesystem::path& local,
                     std::uint64_t localBytes) const;
-  // Erases a staged copy that failed; never throws, since it runs while failing.
-  void discardStage(const std::string& staged) const noexcept;
+  // Erases a staged copy that failed; never throws, since it runs while failing. Returns
+  // whether it is gone.
+  bool discardStage(const std::string& staged) const noexcept;
 
  private:
   std::vector<RemoteEntry> listAs(RemoteListing::Format format, const std::string& path) const;
@@ -126,8 +142,17 @@ class AdbFiles {
                   std::uint64_t localBytes, const Progress& progress, ToolCancel* cancel) const;
   // Gives the staged copy its final name; `old` is the item it replaces, if any.
   void place(const std::string& staged, const std::string& target,
-             const std::optional<RemoteEntry>& old) const;
+             const std::optional<RemoteEntry>& old, const std::string& id) const;
   void swapFile(const std::string& staged, const std::string& target, std::string_view doing) const;
+  StagingFolder withRecords(const std::string& folder, std::vector<RemoteEntry> entries) const;
+  // Erases the unfinished copies in `folder` that no running program owns.
+  void sweepUnowned(const std::string& folder,
+                    const std::vector<RemoteEntry>& entries) const noexcept;
+  // Drops the record of `id` once none of `staged` is left on the tablet; never throws.
+  void settleRecord(const std::string& folder, const std::string& id,
+                    const std::vector<std::string>& staged) const noexcept;
+  // Carries out clean-up steps; a step that fails stops the rest of its operation.
+  CleanUpReport carryOut(const std::vector<CleanUpStep>& steps) const;
 
   AdbFileRunner* runner_;
   std::string serial_;

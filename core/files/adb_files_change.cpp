@@ -9,16 +9,6 @@ namespace lumivale {
 
 using namespace files_detail;
 
-namespace {
-
-constexpr std::string_view topChange = "the top of the tablet\u2019s storage cannot be changed";
-
-std::string besideIt(const std::string& path, std::string_view prefix) {
-  return *RemotePath::parent(path) + "/" + AdbFiles::stagingName(prefix);
-}
-
-}  // namespace
-
 void AdbFiles::makeDirectory(const std::string& path, bool intermediate) const {
   const std::string valid = confineChange(path, false, topChange);
   const std::string doing = "make " + RemotePath::name(valid);
@@ -54,18 +44,29 @@ std::string AdbFiles::rename(const std::string& path, const std::string& newName
   if (utf8::asciiLowered(target) != utf8::asciiLowered(valid) && present(target))
     throw FilesError::exists(target);
   const std::string name = RemotePath::name(valid);
-  const std::string staging = besideIt(valid, renamingPrefix);
-  moveChecked(valid, staging, "rename " + name);
+  const std::string folder = *RemotePath::parent(valid);
+  const LiveStaging live(StagingRecord::newId());
+  noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::rename, name,
+                                          RemotePath::name(target)));
+  const std::string staging = folder + "/" + std::string(renamingPrefix) + live.id();
+  try {
+    moveChecked(valid, staging, "rename " + name);
+  } catch (const Error&) {
+    settleRecord(folder, live.id(), {staging});
+    throw;
+  }
   try {
     moveChecked(staging, target, "rename " + name);
   } catch (const Error&) {
     try {
       moveChecked(staging, valid, "restore " + name);
     } catch (const Error&) {
-      // Left under its renaming name, which leftovers finds; the first failure is the news.
+      // Left under its renaming name with its record, from which clean-up puts it back.
     }
+    settleRecord(folder, live.id(), {staging});
     throw;
   }
+  dropRecord(folder, live.id());
   return target;
 }
 
@@ -73,12 +74,23 @@ void AdbFiles::remove(const std::string& path) const {
   const std::string valid =
       confineChange(path, true, "refusing to remove the whole of the tablet\u2019s storage");
   const std::string name = RemotePath::name(valid);
-  const std::string staging = besideIt(valid, deletingPrefix);
-  moveChecked(valid, staging, "delete " + name);
+  const std::string folder = *RemotePath::parent(valid);
+  const LiveStaging live(StagingRecord::newId());
+  noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::remove, name));
+  const std::string staging = folder + "/" + std::string(deletingPrefix) + live.id();
+  try {
+    moveChecked(valid, staging, "delete " + name);
+  } catch (const Error&) {
+    settleRecord(folder, live.id(), {staging});
+    throw;
+  }
   std::string reason;
   try {
     auto result = exec({"rm", "-r", "--", staging}, folderTimeout, true);
-    if (result.status == 0) return;
+    if (result.status == 0) {
+      dropRecord(folder, live.id());
+      return;
+    }
     reason = displayable(firstLine(result.output));
   } catch (const FilesError& error) {
     reason = error.message();
@@ -89,30 +101,23 @@ void AdbFiles::remove(const std::string& path) const {
       shown(name), reason, RemotePath::name(staging)));
 }
 
-int AdbFiles::cleanUp(const std::vector<RemoteEntry>& entries) const {
-  int erased = 0;
-  std::optional<FilesError> firstFailure;
-  for (const auto& entry : entries) {
-    try {
-      if (!entry.name.starts_with(".lumivale-") || RemotePath::name(entry.path) != entry.name)
-        throw FilesError::refused(
-            fmt::format("'{}' is not a copy Lumivale left behind", shown(entry.path)));
-      const std::string valid = confineChange(entry.path, true, topChange);
-      check({"rm", "-r", "--", valid}, "clean up " + entry.name, folderTimeout);
-      ++erased;
-    } catch (const FilesError& error) {
-      if (!firstFailure) firstFailure = error;
+void AdbFiles::settleRecord(const std::string& folder, const std::string& id,
+                            const std::vector<std::string>& staged) const noexcept {
+  try {
+    for (const auto& path : staged) {
+      if (present(path)) return;
     }
+    dropRecord(folder, id);
+  } catch (...) {
+    // The tablet cannot say; the record stays, so clean-up can tell what the items were.
   }
-  if (firstFailure) throw *firstFailure;
-  return erased;
 }
 
-void AdbFiles::discardStage(const std::string& staged) const noexcept {
+bool AdbFiles::discardStage(const std::string& staged) const noexcept {
   try {
-    exec({"rm", "-rf", "--", staged}, folderTimeout, true);
+    return exec({"rm", "-rf", "--", staged}, folderTimeout, true).status == 0;
   } catch (...) {
-    // Failing already; what stays behind carries a staging name that leftovers finds.
+    return false;  // failing already; what stays behind carries a staging name and its record
   }
 }
 

@@ -16,6 +16,9 @@ inline constexpr Seconds folderTimeout{600};
 // Bytes of quoted paths in one shell line; far inside what adbd accepts.
 inline constexpr std::size_t batchBudget = 32 * 1024;
 
+inline constexpr std::string_view topChange =
+    "the top of the tablet\u2019s storage cannot be changed";
+
 // "68,719,476,736 bytes", as size messages give amounts.
 std::string byteCount(std::uint64_t bytes);
 

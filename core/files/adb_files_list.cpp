@@ -37,14 +37,6 @@ FilesError formatFailed(Format format, std::string_view folder) {
                                          RemoteListing::rawValue(format), shown(folder)));
 }
 
-bool hasStagingName(const RemoteEntry& entry) {
-  for (auto prefix :
-       {AdbFiles::partialPrefix, AdbFiles::deletingPrefix, AdbFiles::renamingPrefix}) {
-    if (entry.name.starts_with(prefix)) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& folder) const {
@@ -135,21 +127,6 @@ void AdbFiles::markLinkTargets(std::vector<RemoteEntry>& entries, const std::str
   for (auto& entry : entries) {
     if (isLink(entry)) entry.targetIsDirectory = folders.count(entry.name) > 0;
   }
-}
-
-std::vector<RemoteEntry> AdbFiles::leftovers(const std::string& folder) const {
-  auto entries = list(folder, true);
-  std::erase_if(entries, [](const RemoteEntry& entry) { return !hasStagingName(entry); });
-  return entries;
-}
-
-std::vector<RemoteEntry> AdbFiles::leftoverPartials(const std::string& folder) const {
-  auto entries = list(folder, true);
-  // An old copy held aside is the user's data, not a partial copy.
-  std::erase_if(entries, [](const RemoteEntry& entry) {
-    return !entry.name.starts_with(partialPrefix) || entry.name.starts_with(keptPrefix);
-  });
-  return entries;
 }
 
 }  // namespace lumivale

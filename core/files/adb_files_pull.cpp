@@ -33,6 +33,9 @@ void AdbFiles::pull(const std::string& path, const fs::path& destination, const 
                                           byteCount(*free), shown(name), byteCount(bytes),
                                           byteCount(limits_.reserveBytes)));
 
+  // Pulls into this folder that were stopped left their scratch folders; they go first.
+  LocalItems::sweepScratch(destination.parent_path().empty() ? fs::path(".")
+                                                             : destination.parent_path());
   LocalItems::ScratchFolder scratch(LocalItems::localScratch(destination));
   transfer(
       {"pull", "-a", valid, scratch.path().string()},

@@ -159,7 +159,8 @@ std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory
   std::string name = RemotePath::validateNewName(as.value_or(localName));
   std::optional<RemoteEntry> taken;
   std::set<std::string> names;
-  for (auto& each : list(folder, true)) {
+  const auto entries = list(folder, true);
+  for (auto each : entries) {
     if (utf8::asciiLowered(each.name) == utf8::asciiLowered(name)) taken = each;
     names.insert(std::move(each.name));
   }
@@ -171,32 +172,48 @@ std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory
   }
   const std::string target = RemotePath::join(folder, name);
 
-  const std::string staged = folder + "/" + stagingName(partialPrefix);
+  // A copy that an earlier run left behind goes before this one arrives.
+  sweepUnowned(folder, entries);
+  const LiveStaging live(StagingRecord::newId());
+  noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::copy, name));
+  const std::string staged = folder + "/" + std::string(partialPrefix) + live.id();
   try {
     sendStaged(local, staged, bytes, progress, cancel);
     verifyStaged(staged, local, bytes);
-    place(staged, target, taken);
+    place(staged, target, taken, live.id());
+  } catch (const FilesError& error) {
+    const bool discarded = discardStage(staged);
+    settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});
+    if (discarded || error.kind() != FilesError::Kind::refused) throw;
+    throw FilesError::refused(fmt::format(
+        "{}. What had arrived is left hidden as {} in {}: the next copy into that folder removes "
+        "it, and so does Clean up in the Files pane (lumivale files cleanup)",
+        error.message(), RemotePath::name(staged), shown(folder)));
   } catch (...) {
     discardStage(staged);
+    settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});
     throw;
   }
   return target;
 }
 
 void AdbFiles::place(const std::string& staged, const std::string& target,
-                     const std::optional<RemoteEntry>& old) const {
+                     const std::optional<RemoteEntry>& old, const std::string& id) const {
   const std::string name = RemotePath::name(target);
   const std::string putInPlace = "put " + name + " in place";
+  const std::string folder = *RemotePath::parent(target);
   if (!old) {
     moveChecked(staged, target, putInPlace);
+    dropRecord(folder, id);
     return;
   }
   if (old->kind == RemoteEntry::Kind::file && old->path == target &&
       entry(staged)->kind == RemoteEntry::Kind::file) {
     swapFile(staged, target, putInPlace);
+    dropRecord(folder, id);
     return;
   }
-  const std::string kept = *RemotePath::parent(target) + "/" + stagingName(keptPrefix);
+  const std::string kept = folder + "/" + std::string(keptPrefix) + id;
   moveChecked(old->path, kept, "set the old " + name + " aside");
   try {
     moveChecked(staged, target, putInPlace);
@@ -204,12 +221,13 @@ void AdbFiles::place(const std::string& staged, const std::string& target,
     try {
       moveChecked(kept, old->path, "put the old copy back");
     } catch (const Error&) {
-      // The old copy stays hidden under its kept name, where leftovers finds it.
+      // The old copy stays hidden under its kept name with its record; clean-up puts it back.
     }
     throw;
   }
-  // The new copy is in place; an old copy that will not go stays for leftovers to find.
-  discardStage(kept);
+  // The new copy is in place; an old copy that will not go stays, with its record, for
+  // clean-up to erase.
+  if (discardStage(kept)) dropRecord(folder, id);
 }
 
 void AdbFiles::swapFile(const std::string& staged, const std::string& target,

@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <random>
-
 #include "core/files/adb_files.h"
 #include "core/files/remote_path.h"
 
@@ -133,11 +131,6 @@ ShellResult AdbFiles::check(const std::vector<std::string>& arguments, std::stri
     throw FilesError::refused(
         fmt::format("could not {}: {}", doing, displayable(firstLine(result.output))));
   return result;
-}
-
-std::string AdbFiles::stagingName(std::string_view prefix) {
-  static thread_local std::mt19937_64 generator{std::random_device{}()};
-  return fmt::format("{}{:016x}", prefix, generator());
 }
 
 }  // namespace lumivale

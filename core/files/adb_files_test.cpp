@@ -215,6 +215,8 @@ void scriptMovableItem(FakeAdbRunner& tablet, const std::string& name,
   tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/.lumivale-", ok(identity));
   tablet.on("shell stat -c '%f' -- /sdcard/Books/.lumivale-", failed(""));
   tablet.on("shell mv -n --", ok());
+  tablet.on("shell sh -c", ok());
+  tablet.on("shell rm -f --", ok());
 }
 
 TEST_F(AdbFilesTest, RenameToADifferentCaseGoesThroughAStagingName) {

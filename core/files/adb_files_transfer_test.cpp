@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <thread>
@@ -15,6 +16,7 @@ using ::testing::Contains;
 using testing::FakeAdbRunner;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 namespace fs = std::filesystem;
 
 FakeAdbRunner::Reply reply(std::string output, int status) {
@@ -49,6 +51,8 @@ class EndlessPushTablet : public PullingTablet {
     on("shell test -d /sdcard/Books", ok());
     on("shell df -k", failed());
     on("shell find /sdcard/Books/", ok());
+    on("shell sh -c", ok());
+    on("shell rm -f --", ok());
   }
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
               ToolCancel* cancel) override {
@@ -82,6 +86,8 @@ class TransferTest : public ::testing::Test {
     tablet.on("shell stat -c '%f' -- /sdcard/Books/.lumivale-", failed());
     tablet.on("shell mv -n --", ok());
     tablet.on("shell rm -rf --", ok());
+    tablet.on("shell sh -c", ok());
+    tablet.on("shell rm -f -- /sdcard/Books/.lumivale-record-", ok());
     std::ofstream(local / "A.pdf") << "abc";
   }
   ~TransferTest() override { fs::remove_all(local); }
@@ -119,6 +125,17 @@ TEST_F(TransferTest, KeepBothTreatsADifferentCaseAsTaken) {
                  [&](const TransferProgress& progress) { seen.push_back(progress); });
   EXPECT_EQ(placed, "/sdcard/Books/A 2.pdf");
   EXPECT_TRUE(sent("shell mv -n -- /sdcard/Books/.lumivale-partial-"));
+  // The record of the name the copy belongs to comes before the copy and goes after it.
+  ASSERT_GE(tablet.commands.size(), 3u);
+  EXPECT_THAT(tablet.commands[tablet.commands.size() - 1],
+              HasSubstr("shell rm -f -- /sdcard/Books/.lumivale-record-"));
+  auto recorded = std::find_if(tablet.commands.begin(), tablet.commands.end(),
+                               [](const std::string& c) { return c.starts_with("shell sh -c"); });
+  auto pushed = std::find_if(tablet.commands.begin(), tablet.commands.end(),
+                             [](const std::string& c) { return c.starts_with("push "); });
+  ASSERT_NE(recorded, tablet.commands.end());
+  EXPECT_LT(recorded, pushed);
+  EXPECT_THAT(*recorded, HasSubstr("'name=A 2.pdf'"));
   ASSERT_FALSE(seen.empty());
   EXPECT_EQ(seen.back(), (TransferProgress{3, 3}));
   EXPECT_EQ(seen.back().fraction(), 1.0);
@@ -170,7 +187,17 @@ TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
   EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
   EXPECT_FALSE(sent("mv -n"));
 
+  // The copy's remainder could not be erased either: the message says where it is.
+  tablet.on("shell rm -rf --", reply("", 1));
+  EXPECT_THAT(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth),
+              StartsWith("adb push exited 1: adb: error: failed to copy: connection reset. What "
+                         "had arrived is left hidden as .lumivale-partial-"));
+  EXPECT_THAT(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth),
+              HasSubstr(" in /sdcard/Books: the next copy into that folder removes it, and so does "
+                        "Clean up in the Files pane (lumivale files cleanup)"));
+
   tablet.commands.clear();
+  tablet.on("shell rm -rf --", ok());
   tablet.on("push ", reply("1 file pushed", 0));
   ToolCancel cancel;
   cancel.cancel();
@@ -188,8 +215,8 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
                    local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
                    [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
                Cancelled);
-  EXPECT_EQ(endless.commands.back().rfind("shell rm -rf -- /sdcard/Books/.lumivale-partial-", 0),
-            0u);
+  EXPECT_THAT(endless.commands,
+              Contains(StartsWith("shell rm -rf -- /sdcard/Books/.lumivale-partial-")));
 }
 
 TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {
@@ -204,8 +231,8 @@ TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {
   } catch (const FilesError& error) {
     EXPECT_EQ(error.message(), "the copy grew past 10 bytes and was stopped; nothing was kept");
   }
-  EXPECT_EQ(endless.commands.back().rfind("shell rm -rf -- /sdcard/Books/.lumivale-partial-", 0),
-            0u);
+  EXPECT_THAT(endless.commands,
+              Contains(StartsWith("shell rm -rf -- /sdcard/Books/.lumivale-partial-")));
 }
 
 TEST_F(TransferTest, AShortCopyIsNotPutInPlace) {

@@ -1,15 +1,47 @@
 #include "core/files/local_items.h"
 
+#include <signal.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace lumivale::LocalItems {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view scratchPrefix = ".lumivale-pull-";
+// A scratch folder whose name carries no process id is taken as abandoned after this long.
+constexpr std::chrono::hours scratchSafeAge{24};
+
+// The process that owns a scratch folder, when its name says.
+std::optional<pid_t> scratchOwner(std::string_view name) {
+  name.remove_prefix(scratchPrefix.size());
+  const auto dash = name.find('-');
+  if (dash == std::string_view::npos) return std::nullopt;
+  pid_t pid = 0;
+  auto [end, error] = std::from_chars(name.data(), name.data() + dash, pid);
+  if (error != std::errc() || end != name.data() + dash || pid <= 0) return std::nullopt;
+  return pid;
+}
+
+bool abandoned(const fs::directory_entry& item) {
+  if (auto owner = scratchOwner(item.path().filename().string()))
+    return *owner != ::getpid() && ::kill(*owner, 0) != 0 && errno == ESRCH;
+  std::error_code error;
+  const auto touched = item.last_write_time(error);
+  return !error && fs::file_time_type::clock::now() - touched > scratchSafeAge;
+}
+
+}  // namespace
 
 std::uint64_t localSize(const fs::path& item) {
   std::error_code error;
@@ -50,11 +82,25 @@ std::optional<std::uint64_t> freeBytes(const fs::path& place) {
 fs::path localScratch(const fs::path& destination) {
   fs::path folder = destination.parent_path();
   if (folder.empty()) folder = ".";
-  std::string pattern = (folder / ".lumivale-pull-XXXXXX").string();
+  std::string pattern =
+      (folder / (std::string(scratchPrefix) + std::to_string(::getpid()) + "-XXXXXX")).string();
   if (!mkdtemp(pattern.data()))
     throw fs::filesystem_error("could not make a scratch folder", folder,
                                std::error_code(errno, std::generic_category()));
   return pattern;
+}
+
+int sweepScratch(const fs::path& folder) {
+  int removed = 0;
+  std::error_code error;
+  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    if (!it->path().filename().string().starts_with(scratchPrefix)) continue;
+    std::error_code ignored;
+    if (!it->is_directory(ignored) || it->is_symlink(ignored) || !abandoned(*it)) continue;
+    if (fs::remove_all(it->path(), ignored) != static_cast<std::uintmax_t>(-1) && !ignored)
+      ++removed;
+  }
+  return removed;
 }
 
 ScratchFolder::~ScratchFolder() {

@@ -17,8 +17,14 @@ std::optional<std::filesystem::path> firstLink(const std::filesystem::path& fold
 std::optional<std::uint64_t> freeBytes(const std::filesystem::path& place);
 
 // A new, empty scratch folder beside `destination`, on the same disk so the finished
-// copy can be renamed into place.
+// copy can be renamed into place. Its name, ".lumivale-pull-{process id}-XXXXXX", says
+// which program pulls into it.
 std::filesystem::path localScratch(const std::filesystem::path& destination);
+
+// Removes the scratch folders in `folder` of pulls that are no longer running: their
+// process is gone from this computer, or, for a name without one, untouched for a day.
+// Returns how many went; what cannot be removed is left.
+int sweepScratch(const std::filesystem::path& folder);
 
 // Removes a scratch folder when it goes out of scope, whatever happened.
 class ScratchFolder {

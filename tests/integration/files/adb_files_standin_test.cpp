@@ -250,16 +250,30 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
   // adb dials a dropped tablet again at once; this keeps the new connection from
   // being usable, so it is still gone when the push tries to erase its staging copy.
   tablet->setFault("offline");
-  EXPECT_THROW(files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask), FilesError);
+  // The push cannot reach the tablet to erase what arrived, so it says where it is.
+  EXPECT_THAT(messageOf([&] { files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask); }),
+              HasSubstr(". What had arrived is left hidden as .lumivale-partial-"));
   tablet->clearFaults();
   reconnect();
   EXPECT_TRUE(files->list("/sdcard", false).empty());
   auto remains = files->leftovers("/sdcard");
-  EXPECT_EQ(remains.size(), 1u);
-  for (const auto& entry : remains)
-    EXPECT_THAT(entry.name, StartsWith(AdbFiles::partialPrefix));
-  EXPECT_EQ(files->cleanUp(remains), static_cast<int>(remains.size()));
+  ASSERT_EQ(remains.size(), 1u);
+  EXPECT_THAT(remains[0].entry.name, StartsWith(AdbFiles::partialPrefix));
+  EXPECT_EQ(remains[0].kind, Leftover::unfinishedCopy);
+  EXPECT_EQ(remains[0].belongsTo, "big.bin");
+  // This process made it, and its push is over: nothing owns it any more.
+  EXPECT_EQ(files->cleanUp("/sdcard").erased(), 1);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
+
+  // Left again, it is swept by the next copy into the folder.
+  tablet->setFault("drop-after=1048576");
+  tablet->setFault("offline");
+  EXPECT_THROW(files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask), FilesError);
+  tablet->clearFaults();
+  reconnect();
+  ASSERT_EQ(files->leftovers("/sdcard").size(), 1u);
+  files->push(localFile("small.txt", "s"), "/sdcard", std::nullopt, CollisionPolicy::ask);
+  EXPECT_EQ(namesOf(files->list("/sdcard", true)), (std::set<std::string>{"small.txt"}));
 }
 
 TEST_F(StandinFilesTest, ACancelledPushLeavesNothingBehind) {

@@ -2,46 +2,24 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <thread>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "core/files/adb_files.h"
-#include "tests/integration/files/standin_files.h"
+#include "tests/integration/files/files_cli.h"
 
 namespace lumivale::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
-
-class FilesCliTest : public StandinFilesTest {
- protected:
-  void SetUp() override {
-    StandinFilesTest::SetUp();
-    environment = tablet->adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = (local / "config").string();
-    // The stand-in is reached over TCP; these let it count as the cabled tablet.
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    fs::create_directories(local / "config");
-  }
-
-  std::vector<std::string> command(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), "files"});
-    return arguments;
-  }
-
-  ToolRun lumivale(std::vector<std::string> arguments) const {
-    return ToolRun::runIn(environment, LUMIVALE_CLI_BINARY, command(std::move(arguments)),
-                          Seconds(300));
-  }
-
-  Environment environment;
-};
 
 TEST_F(FilesCliTest, PushListAndPullToAFreeName) {
   ASSERT_EQ(lumivale({"mkdir", "-p", "Books/Old"}).status, 0);
@@ -112,6 +90,94 @@ TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
   EXPECT_EQ(status, 1);
   EXPECT_THAT(errors, HasSubstr("lumivale: cancelled\n"));
   EXPECT_TRUE(fs::is_empty(tablet->storageFolder()));
+}
+
+// The name of this computer, as staging records give it.
+std::string hostName() {
+  char name[256] = {};
+  ::gethostname(name, sizeof name - 1);
+  return name;
+}
+
+// A process id that was just in use and is not any more.
+pid_t goneProcess() {
+  auto child = Spawn::launch("/bin/true", {}, {}, false, false);
+  child->wait();
+  return child->pid();
+}
+
+std::vector<std::string> scratchFolders(const fs::path& folder) {
+  std::vector<std::string> found;
+  for (const auto& item : fs::directory_iterator(folder)) {
+    if (item.path().filename().string().starts_with(".lumivale-pull-"))
+      found.push_back(item.path().filename());
+  }
+  return found;
+}
+
+TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
+  const fs::path camp = onTablet("/sdcard/Camp");
+  fs::create_directories(camp);
+  std::ofstream(camp / ".lumivale-renaming-ab12") << "the book";
+  std::ofstream(camp / ".lumivale-record-ab12") << fmt::format(
+      "lumivale staging record 1\nid=ab12\noperation=rename\nname=a.pdf\n"
+      "newName=b.pdf\nhost={}\npid={}\nstarted=1\n",
+      hostName(), goneProcess());
+  std::ofstream(camp / ".lumivale-partial-old-cd34") << "an old copy";
+
+  auto listed = lumivale({"leftovers", "Camp"});
+  ASSERT_EQ(listed.status, 0) << listed.stderrData;
+  EXPECT_EQ(listed.stdoutData,
+            "keptCopy  /sdcard/Camp/.lumivale-partial-old-cd34  owner unknown\n"
+            "  /sdcard/Camp/.lumivale-partial-old-cd34 is an old copy set aside while it was being "
+            "replaced, whose name was not recorded; it is kept: Lumivale cannot tell which name it "
+            "belongs to. Rename it to give it a name again, or delete it\n"
+            "unfinishedRename  /sdcard/Camp/.lumivale-renaming-ab12  belongs to 'a.pdf'\n"
+            "  /sdcard/Camp/.lumivale-renaming-ab12 is 'a.pdf', part way through a rename to "
+            "'b.pdf'; clean-up puts it back as 'a.pdf'\n");
+
+  auto cleaned = lumivale({"cleanup", "Camp", "--pulls-in", local.string()});
+  ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
+  EXPECT_THAT(
+      cleaned.stdoutData,
+      AllOf(HasSubstr("put back /sdcard/Camp/a.pdf (/sdcard/Camp/.lumivale-renaming-ab12 is "
+                      "'a.pdf', part way through a rename to 'b.pdf';"),
+            HasSubstr("kept /sdcard/Camp/.lumivale-partial-old-cd34 is an old copy"),
+            HasSubstr("0 leftovers erased, 1 put back\n")));
+  std::string book;
+  std::getline(std::ifstream(camp / "a.pdf"), book);
+  EXPECT_EQ(book, "the book");
+  std::vector<std::string> left;
+  for (const auto& item : fs::directory_iterator(camp))
+    left.push_back(item.path().filename());
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(left, (std::vector<std::string>{".lumivale-partial-old-cd34", "a.pdf"}));
+}
+
+TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
+  {
+    std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
+    big << std::string(256 * 1024 * 1024, 'p');
+  }
+  std::ofstream(onTablet("/sdcard/small.txt")) << "small";
+  const fs::path downloads = local / "Downloads";
+  fs::create_directories(downloads);
+  auto child = launchAlone({"pull", "big.bin", downloads.string()});
+  // Stop it once its copy is arriving, as a crash or a closed terminal would.
+  bool arriving = false;
+  for (int wait = 0; wait < 3000 && !arriving; ++wait) {
+    for (const auto& name : scratchFolders(downloads))
+      arriving = arriving || !fs::is_empty(downloads / name);
+    if (!arriving) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ::kill(-child->pid(), SIGKILL);
+  child->wait();
+  if (scratchFolders(downloads).empty()) GTEST_SKIP() << "the pull ended before it was killed";
+
+  auto pulled = lumivale({"pull", "small.txt", downloads.string()});
+  ASSERT_EQ(pulled.status, 0) << pulled.stderrData;
+  EXPECT_TRUE(scratchFolders(downloads).empty());
+  EXPECT_TRUE(fs::exists(downloads / "small.txt"));
 }
 
 }  // namespace

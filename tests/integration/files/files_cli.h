@@ -1,0 +1,48 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/tablet/spawn.h"
+#include "core/tablet/tool_run.h"
+#include "tests/integration/files/standin_files.h"
+
+namespace lumivale::testing {
+
+// Runs the real `lumivale files` against the stand-in, as a user would.
+class FilesCliTest : public StandinFilesTest {
+ protected:
+  void SetUp() override {
+    StandinFilesTest::SetUp();
+    environment = tablet->adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = (local / "config").string();
+    // The stand-in is reached over TCP; these let it count as the cabled tablet.
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
+    environment["LUMIVALE_STANDIN_ONLY"] = "1";
+    std::filesystem::create_directories(local / "config");
+  }
+
+  std::vector<std::string> command(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), "files"});
+    return arguments;
+  }
+
+  ToolRun lumivale(std::vector<std::string> arguments) const {
+    return ToolRun::runIn(environment, LUMIVALE_CLI_BINARY, command(std::move(arguments)),
+                          Seconds(300));
+  }
+
+  // Starts `lumivale files ARGS...` as the leader of a process group of its own, which
+  // ::kill(-pid, ...) ends with every tool it started.
+  std::shared_ptr<Spawn::Child> launchAlone(std::vector<std::string> arguments) const {
+    auto full = command(std::move(arguments));
+    full.insert(full.begin(), LUMIVALE_CLI_BINARY);
+    return Spawn::launch("/usr/bin/setsid", full, environment, false, true);
+  }
+
+  Environment environment;
+};
+
+}  // namespace lumivale::testing
