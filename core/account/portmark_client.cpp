@@ -11,6 +11,7 @@
 #include "core/account/jwt_decoder.h"
 #include "core/account/retry_after.h"
 #include "core/build_flavour.h"
+#include "core/checked_number.h"
 
 namespace lumivale {
 
@@ -53,10 +54,13 @@ std::string stringAt(const json& body, const char* key) {
 
 int intAt(const json& body, const char* key) {
   auto found = body.find(key);
-  if (found == body.end() || !found->is_number_integer()) {
-    throw UnexpectedAnswer(fmt::format("Portmark response carried no \"{}\"", key));
-  }
-  return found->get<int>();
+  std::optional<int> value;
+  if (found != body.end() && found->is_number_unsigned())
+    value = CheckedNumber::narrowed<int>(found->get<std::uint64_t>());
+  else if (found != body.end() && found->is_number_integer())
+    value = CheckedNumber::narrowed<int>(found->get<std::int64_t>());
+  if (!value) throw UnexpectedAnswer(fmt::format("Portmark response carried no \"{}\"", key));
+  return *value;
 }
 
 AuthUser userFrom(const json& user) {

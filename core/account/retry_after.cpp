@@ -1,12 +1,13 @@
 #include "core/account/retry_after.h"
 
 #include <algorithm>
-#include <charconv>
 #include <ctime>
 #include <iomanip>
 #include <locale>
 #include <sstream>
 #include <string>
+
+#include "core/checked_number.h"
 
 namespace lumivale {
 
@@ -16,10 +17,9 @@ std::optional<double> asSeconds(std::string_view value) {
   if (value.empty() || value.find_first_not_of("0123456789") != std::string_view::npos) {
     return std::nullopt;
   }
-  long seconds = 0;
-  auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
-  if (error != std::errc() || end != value.data() + value.size()) return std::nullopt;
-  return static_cast<double>(seconds);
+  auto seconds = CheckedNumber::parse<long>(value);
+  if (!seconds) return std::nullopt;
+  return static_cast<double>(*seconds);
 }
 
 std::optional<double> asHttpDate(std::string_view value, double now) {

@@ -1,3 +1,4 @@
+#include "core/checked_number.h"
 #include "core/device-settings/component_queries.h"
 #include "core/device-settings/device_settings.h"
 #include "core/device-settings/screen_off_timeout.h"
@@ -42,7 +43,9 @@ SettingReader keyReader(const std::string& space, const std::string& key,
 
 SettingReader levelReader(const std::string& space, const std::string& key) {
   return keyReader(space, key, [](const std::string& text) {
-    return SettingValue::level(static_cast<int>(stored(text)));
+    auto level = CheckedNumber::narrowed<int>(stored(text));
+    if (!level) throw SettingError::unexpectedOutput(text);
+    return SettingValue::level(*level);
   });
 }
 

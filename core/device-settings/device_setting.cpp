@@ -13,6 +13,9 @@ template <class... Handlers>
 struct Overloaded : Handlers... {
   using Handlers::operator()...;
 };
+// Spelled out: clang deduces an aggregate's arguments only from version 17 on.
+template <typename... Handlers>
+Overloaded(Handlers...) -> Overloaded<Handlers...>;
 
 std::string rangeText(const DeviceSetting::Slider& slider) {
   return std::to_string(slider.min) + "-" + std::to_string(slider.max);

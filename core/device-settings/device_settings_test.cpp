@@ -51,6 +51,20 @@ TEST(DeviceSettingsTest, LooksSettingsUpByName) {
   }
 }
 
+TEST(DeviceSettingsTest, NumbersNoIntHoldsAreUnexpectedOutputNotCutDown) {
+  ScriptedTablet tablet;
+  tablet.on("settings get", "null\n");
+  tablet.on("screen_brightness", "4294967416\n");
+  tablet.on("wm density", "Physical density: 4294967536\n");
+  auto readings = DeviceSettings::readAll(tablet, serial);
+  auto reading = [&](const std::string& id) {
+    return *std::find_if(readings.begin(), readings.end(),
+                         [&](const SettingReading& each) { return each.id == id; });
+  };
+  EXPECT_EQ(reading("brightness").error, "unexpected adb output: 4294967416");
+  EXPECT_EQ(reading("density").error, "unexpected adb output: Physical density: 4294967536");
+}
+
 TEST(DeviceSettingsTest, ReadsEverythingInOneRoundTripAndSurvivesAFailingReader) {
   ScriptedTablet tablet;
   tablet.on("settings get", "null\n");

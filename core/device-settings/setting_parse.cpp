@@ -1,6 +1,6 @@
 #include "core/device-settings/setting_parse.h"
 
-#include <charconv>
+#include "core/checked_number.h"
 
 namespace lumivale::SettingParse {
 namespace {
@@ -65,10 +65,7 @@ std::optional<bool> bool01(std::string_view text) {
 
 std::optional<long long> wholeNumber(std::string_view text) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-  long long number = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
+  return CheckedNumber::parse<long long>(text);
 }
 
 std::vector<std::string> componentList(std::string_view text, char separator) {
@@ -111,20 +108,23 @@ std::string expand(std::string_view component) {
 }
 
 std::optional<DensityInfo> density(std::string_view output) {
-  std::optional<long long> physical;
-  std::optional<long long> override;
-  auto valueAfter = [](std::string_view line, std::string_view label) -> std::optional<long long> {
-    if (line.substr(0, label.size()) != label) return std::nullopt;
-    return wholeNumber(trimmed(line.substr(label.size())));
+  std::optional<int> physical;
+  std::optional<int> override;
+  bool fits = true;
+  auto read = [&](std::string_view line, std::string_view label, std::optional<int>& into) {
+    if (line.substr(0, label.size()) != label) return;
+    auto number = wholeNumber(trimmed(line.substr(label.size())));
+    if (!number) return;
+    into = CheckedNumber::narrowed<int>(*number);
+    fits = fits && into;
   };
   for (auto line : lines(output)) {
-    if (auto value = valueAfter(line, "Physical density:")) physical = value;
-    if (auto value = valueAfter(line, "Override density:")) override = value;
+    read(line, "Physical density:", physical);
+    read(line, "Override density:", override);
   }
-  if (!physical) return std::nullopt;
-  DensityInfo info{static_cast<int>(*physical), std::nullopt};
-  if (override) info.override = static_cast<int>(*override);
-  return info;
+  // A density no int holds is not one we can show or set back.
+  if (!physical || !fits) return std::nullopt;
+  return DensityInfo{*physical, override};
 }
 
 ScreensaverState screensaver(std::string_view enabledAnswer, std::string_view componentsAnswer) {

@@ -74,6 +74,11 @@ TEST(SettingParseTest, DensityWithAndWithoutOverride) {
   EXPECT_EQ(*overridden, (DensityInfo{420, 294}));
   EXPECT_EQ(overridden->effective(), 294);
   EXPECT_EQ(SettingParse::density("Override density: 200\n"), std::nullopt);
+  // A density no int holds is unreadable, not cut down to a number the tablet never said.
+  EXPECT_EQ(SettingParse::density("Physical density: 4294967536\n"), std::nullopt);
+  EXPECT_EQ(SettingParse::density("Physical density: 240\nOverride density: 4294967536\n"),
+            std::nullopt);
+  EXPECT_EQ(SettingParse::wholeNumber("99999999999999999999"), std::nullopt);
 }
 
 TEST(SettingParseTest, ScreensaverStateKeepsUnsetApartFromOff) {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "core/build_flavour.h"
+#include "core/checked_number.h"
 #include "core/files/adb_files.h"
 #include "core/files/adb_files_detail.h"
 #include "core/files/remote_path.h"
@@ -27,8 +28,10 @@ std::optional<Format> forcedFormat() {
 // The tablet's offset from UTC ("+0130"), which `ls` dates are written in.
 std::chrono::seconds utcOffset(std::string_view text) {
   if (text.size() < 5 || (text[0] != '+' && text[0] != '-')) return {};
-  auto digits = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
-  auto offset = std::chrono::hours(digits(1)) + std::chrono::minutes(digits(3));
+  auto hours = CheckedNumber::parse<unsigned>(text.substr(1, 2));
+  auto minutes = CheckedNumber::parse<unsigned>(text.substr(3, 2));
+  if (!hours || !minutes) return {};
+  auto offset = std::chrono::hours(*hours) + std::chrono::minutes(*minutes);
   return text[0] == '-' ? -offset : std::chrono::seconds(offset);
 }
 

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include <charconv>
 #include <sstream>
 
+#include "core/checked_number.h"
 #include "core/files/adb_files.h"
 #include "core/files/adb_files_detail.h"
 #include "core/files/remote_listing.h"
@@ -32,11 +32,13 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
   }
 }
 
+// The number a tool prints first on its line ("12\t/sdcard/Books" from du).
 std::optional<std::uint64_t> number(std::string_view text) {
-  std::uint64_t value = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end == text.data()) return std::nullopt;
-  return value;
+  return CheckedNumber::leadingDigits<std::uint64_t>(text);
+}
+
+std::optional<std::uint64_t> bytesOfKibibytes(std::optional<std::uint64_t> kibibytes) {
+  return kibibytes ? CheckedNumber::product<std::uint64_t>(*kibibytes, 1024) : std::nullopt;
 }
 
 std::vector<std::string> withPath(std::vector<std::string> command, const std::string& path) {
@@ -92,10 +94,10 @@ std::optional<std::uint64_t> AdbFiles::size(std::string_view identity) {
 std::uint64_t AdbFiles::usage(const std::string& path) const {
   const std::string valid = RemotePath::validate(path);
   auto result = exec({"du", "-sk", "--", valid}, folderTimeout, false);
-  auto kibibytes = number(firstLine(result.output));
-  if (result.status != 0 || !kibibytes)
+  auto bytes = bytesOfKibibytes(number(firstLine(result.output)));
+  if (result.status != 0 || !bytes)
     throw FilesError::refused(fmt::format("could not read the size of {}", shown(valid)));
-  return *kibibytes * 1024;
+  return *bytes;
 }
 
 std::optional<std::uint64_t> AdbFiles::tabletFree(const std::string& path) const {
@@ -111,9 +113,7 @@ std::optional<std::uint64_t> AdbFiles::tabletFree(const std::string& path) const
   for (std::string field; rows >> field;)
     fields.push_back(field);
   if (fields.size() < 4) return std::nullopt;
-  auto available = number(fields[3]);
-  if (!available) return std::nullopt;
-  return *available * 1024;
+  return bytesOfKibibytes(number(fields[3]));
 }
 
 std::uint64_t AdbFiles::remoteBytes(const std::string& path, bool folders) const {

@@ -1,8 +1,6 @@
 #include "core/files/remote_listing.h"
 
-#include <charconv>
-#include <cmath>
-
+#include "core/checked_number.h"
 #include "core/files/utf8.h"
 
 namespace lumivale::RemoteListing {
@@ -12,25 +10,24 @@ namespace {
 using namespace std::chrono;
 
 std::optional<std::int64_t> integer(std::string_view text, int base = 10) {
-  std::int64_t value = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-  if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
-  return value;
+  return CheckedNumber::parse<std::int64_t>(text, base);
 }
 
+// Seconds since 1970 with an optional fraction ("1700000000.123456789").
 std::optional<Timestamp> fromSeconds(std::string_view text) {
   auto dot = text.find('.');
   auto whole = integer(text.substr(0, dot));
   if (!whole) return std::nullopt;
-  Timestamp at{duration_cast<system_clock::duration>(seconds(*whole))};
+  nanoseconds fraction{};
   if (dot != std::string_view::npos) {
-    auto fraction = text.substr(dot + 1, 9);
-    auto digits = integer(fraction);
-    if (!digits) return std::nullopt;
-    auto nanos = *digits * static_cast<std::int64_t>(std::pow(10, 9 - fraction.size()));
-    at += duration_cast<system_clock::duration>(nanoseconds(nanos));
+    auto digits = text.substr(dot + 1, 9);
+    auto nanos = CheckedNumber::parse<std::uint32_t>(digits);
+    if (!nanos) return std::nullopt;
+    for (auto shown = digits.size(); shown < 9; ++shown)
+      *nanos *= 10;
+    fraction = nanoseconds(*nanos);
   }
-  return at;
+  return CheckedNumber::clockTime(sys_seconds(seconds(*whole)), fraction);
 }
 
 // Splits `text` into `count` - 1 fields at "|" and keeps the rest whole (a name may hold "|").
@@ -102,23 +99,21 @@ std::vector<Token> tokens(std::string_view line) {
   return out;
 }
 
-bool isDigits(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+std::optional<unsigned> digits(std::string_view text) {
+  return CheckedNumber::parse<unsigned>(text);
 }
 
 std::optional<year_month_day> isoDate(std::string_view text) {
   if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
-  auto y = integer(text.substr(0, 4)), m = integer(text.substr(5, 2)),
-       d = integer(text.substr(8, 2));
+  auto y = digits(text.substr(0, 4)), m = digits(text.substr(5, 2)), d = digits(text.substr(8, 2));
   if (!y || !m || !d) return std::nullopt;
-  year_month_day date{year(static_cast<int>(*y)), month(static_cast<unsigned>(*m)),
-                      day(static_cast<unsigned>(*d))};
+  year_month_day date{year(static_cast<int>(*y)), month(*m), day(*d)};
   return date.ok() ? std::optional(date) : std::nullopt;
 }
 
 std::optional<seconds> clockTime(std::string_view text) {
   if (text.size() < 5 || text[2] != ':') return std::nullopt;
-  auto h = integer(text.substr(0, 2)), m = integer(text.substr(3, 2));
+  auto h = digits(text.substr(0, 2)), m = digits(text.substr(3, 2));
   if (!h || !m || *h > 23 || *m > 59) return std::nullopt;
   return hours(*h) + minutes(*m);
 }
@@ -132,10 +127,16 @@ std::optional<unsigned> monthNumber(std::string_view text) {
   return std::nullopt;
 }
 
+std::optional<day> dayOfMonth(std::string_view text) {
+  auto number = digits(text);
+  if (!number || *number < 1 || *number > 31) return std::nullopt;
+  return day(*number);
+}
+
 struct LsDate {
-  std::size_t sizeToken;  // index of the size column
-  std::size_t lastToken;  // index of the last date token; the name follows it
-  Timestamp modified;
+  std::size_t sizeToken;              // index of the size column
+  std::size_t lastToken;              // index of the last date token; the name follows it
+  std::optional<Timestamp> modified;  // absent when the clock cannot hold it
 };
 
 // Finds the date columns of an `ls -l` row: "2026-11-21 09:00" (toybox) or
@@ -145,28 +146,29 @@ std::optional<LsDate> lsDate(const std::vector<Token>& row, Timestamp now, secon
     if (auto date = isoDate(row[i].text)) {
       auto time = clockTime(row[i + 1].text);
       if (!time) continue;
-      return LsDate{i - 1, i + 1, sys_days(*date) + *time - utcOffset};
+      return LsDate{i - 1, i + 1, CheckedNumber::clockTime(sys_days(*date) + *time - utcOffset)};
     }
     auto month = monthNumber(row[i].text);
-    if (!month || i + 2 >= row.size() || !isDigits(row[i + 1].text)) continue;
-    auto dayOfMonth = static_cast<unsigned>(*integer(row[i + 1].text));
+    auto dayNumber = i + 2 < row.size() ? dayOfMonth(row[i + 1].text) : std::nullopt;
+    if (!month || !dayNumber) continue;
     const auto& last = row[i + 2].text;
     if (auto time = clockTime(last)) {
       auto localNow = floor<days>(now + utcOffset);
       auto thisYear = year_month_day(localNow).year();
       auto at = [&](class year y) {
-        return sys_days(year_month_day{y, std::chrono::month(*month), day(dayOfMonth)}) + *time -
-               utcOffset;
+        return CheckedNumber::clockTime(
+            sys_days(year_month_day{y, std::chrono::month(*month), *dayNumber}) + *time -
+            utcOffset);
       };
-      Timestamp modified = at(thisYear);
+      auto modified = at(thisYear);
       // A date "in the future" by more than a day belongs to last year.
-      if (modified > now + days(1)) modified = at(thisYear - years(1));
+      if (modified && *modified > now + days(1)) modified = at(thisYear - years(1));
       return LsDate{i - 1, i + 2, modified};
     }
-    if (isDigits(last) && last.size() == 4) {
-      year_month_day date{year(static_cast<int>(*integer(last))), std::chrono::month(*month),
-                          day(dayOfMonth)};
-      return LsDate{i - 1, i + 2, sys_days(date) - utcOffset};
+    if (auto yearNumber = digits(last); yearNumber && last.size() == 4) {
+      year_month_day date{year(static_cast<int>(*yearNumber)), std::chrono::month(*month),
+                          *dayNumber};
+      return LsDate{i - 1, i + 2, CheckedNumber::clockTime(sys_days(date) - utcOffset)};
     }
   }
   return std::nullopt;
@@ -271,7 +273,7 @@ std::map<std::string, StatInfo> parseStatLines(std::string_view text) {
     if (!size || !seconds || name.empty()) continue;
     found[std::string(name)] = {
         kindOfRawMode((*fields)[0]), *size,
-        Timestamp(duration_cast<system_clock::duration>(std::chrono::seconds(*seconds)))};
+        CheckedNumber::clockTime(sys_seconds(std::chrono::seconds(*seconds)))};
   }
   return found;
 }

@@ -152,6 +152,40 @@ TEST(RemoteListingTest, LsOfRealAndroidListings) {
   EXPECT_EQ(named(links, ".."), nullptr);
 }
 
+// Tablets print what their clock or file system holds; a date our clock cannot hold is absent,
+// and a number that fits nowhere is not a column.
+TEST(RemoteListingTest, NumbersBeyondWhatTheyMeanLeaveTheDateOutOrTheRowOut) {
+  using namespace std::string_literals;
+  auto found = RemoteListing::parseFindPrintf(
+      "-rw-r--r--|1|99999999999|/sdcard/far\0"s
+      "-rw-r--r--|2|-99999999999.5|/sdcard/early\0"s
+      "-rw-r--r--|3|9223372036854775807|/sdcard/last\0"s
+      "-rw-r--r--|4|1700000000.25|/sdcard/near\0"s
+      "-rw-r--r--|99999999999999999999|1|/sdcard/huge\0"s,
+      "/sdcard", "/sdcard");
+  ASSERT_EQ(found.size(), 4u);
+  EXPECT_EQ(named(found, "far")->modified, std::nullopt);
+  EXPECT_EQ(named(found, "early")->modified, std::nullopt);
+  EXPECT_EQ(named(found, "last")->modified, std::nullopt);
+  EXPECT_EQ(named(found, "near")->modified, at(1700000000) + milliseconds(250));
+
+  auto stat = RemoteListing::parseStatLines(
+      "81a4|1|99999999999|/sdcard/far\n81a4|1|1700000000|/sdcard/near\n");
+  EXPECT_EQ(stat.at("far").modified, std::nullopt);
+  EXPECT_EQ(stat.at("near").modified, at(1700000000));
+
+  const std::string ls =
+      "-rw-r--r-- 1 u0_a1 media_rw 10 9999-12-31 23:59 iso far\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 11 Mar  4  1066 old far\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 12 Mar 99999999999999999999 05:06 no day\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 13 Mar x 05:06 day of words\n"
+      "-rw-r--r-- 1 u0_a1 media_rw 14 2026-03-04 -1:06 negative hour\n";
+  auto rows = RemoteListing::parseLs(ls, "/sdcard", at(1700000000), seconds(0));
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(named(rows, "iso far")->modified, std::nullopt);
+  EXPECT_EQ(named(rows, "old far")->modified, std::nullopt);
+}
+
 TEST(RemoteListingTest, FolderTargetsAreTheLinksFindFollowsToFolders) {
   auto folders = RemoteListing::folderTargets(capture("find-L-dirs.bin"), "/sdcard/Listing");
   EXPECT_TRUE(folders.count("to-books"));

@@ -1,7 +1,8 @@
 #include "core/settings/url.h"
 
 #include <cctype>
-#include <charconv>
+
+#include "core/checked_number.h"
 
 namespace lumivale {
 namespace {
@@ -33,10 +34,8 @@ bool validScheme(std::string_view scheme) {
 }
 
 std::optional<int> parsePort(std::string_view digits) {
-  int port = 0;
-  auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-  if (error != std::errc() || end != digits.data() + digits.size() || port < 0 || port > 65535)
-    return std::nullopt;
+  auto port = CheckedNumber::parse<int>(digits);
+  if (!port || *port < 0 || *port > 65535) return std::nullopt;
   return port;
 }
 

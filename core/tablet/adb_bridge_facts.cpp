@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "core/checked_number.h"
 #include "core/tablet/adb_bridge.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
@@ -20,10 +21,7 @@ std::string trimmedLine(const std::optional<std::string>& text) {
 }
 
 int levelOf(const std::optional<std::string>& value, const std::string& key) {
-  try {
-    if (value) return std::stoi(*value);
-  } catch (const std::exception&) {
-  }
+  if (auto level = value ? CheckedNumber::parse<int>(*value) : std::nullopt) return *level;
   throw AdbError(fmt::format("the tablet gave no level for {}", key));
 }
 

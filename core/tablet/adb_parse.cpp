@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
+
+#include "core/checked_number.h"
 
 namespace lumivale::AdbParse {
 namespace {
@@ -36,10 +37,7 @@ std::vector<std::string_view> pieces(std::string_view text) {
 
 template <typename Number>
 std::optional<Number> number(std::string_view text) {
-  Number value{};
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
+  return CheckedNumber::parse<Number>(text);
 }
 
 // The text after `key` up to the first character that cannot belong to a value.
@@ -173,9 +171,14 @@ std::optional<DiskSpace> df(std::string_view output, std::string_view mountPoint
   for (auto line : lines(output)) {
     auto words = pieces(line);
     if (words.size() < 6 || words.back() != mountPoint) continue;
-    auto blocks = number<std::int64_t>(words[1]);
-    auto available = number<std::int64_t>(words[3]);
-    if (blocks && available) return DiskSpace{*blocks * 1024, *available * 1024};
+    // df counts 1 KiB blocks.
+    auto bytes = [](std::string_view blocks) -> std::optional<std::int64_t> {
+      auto count = number<std::int64_t>(blocks);
+      return count ? CheckedNumber::product<std::int64_t>(*count, 1024) : std::nullopt;
+    };
+    auto total = bytes(words[1]);
+    auto available = bytes(words[3]);
+    if (total && available) return DiskSpace{*total, *available};
   }
   return std::nullopt;
 }

@@ -134,6 +134,10 @@ TEST(AdbParseFactsTest, DataPartitionSpace) {
   EXPECT_EQ(AdbParse::df(androidOutput("df-android13-galaxy-tab-a8-root.txt")),
             (AdbParse::DiskSpace{4192256LL * 1024, 1414280LL * 1024}));
   EXPECT_EQ(AdbParse::df("Filesystem 1K-blocks Used Available Use% Mounted on\n"), std::nullopt);
+  // 2^53 blocks of 1 KiB are 2^63 bytes: one more than a signed 64-bit count holds.
+  EXPECT_EQ(AdbParse::df("/dev/a 9007199254740991 0 9007199254740991 0% /data\n"),
+            (AdbParse::DiskSpace{9223372036854774784, 9223372036854774784}));
+  EXPECT_EQ(AdbParse::df("/dev/a 9007199254740992 0 1 0% /data\n"), std::nullopt);
 }
 
 TEST(AdbParseFactsTest, AddressOfTheWifiRoute) {

@@ -6,11 +6,11 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 
 #include <fmt/format.h>
 
+#include "core/checked_number.h"
 #include "core/tablet/unique_fd.h"
 
 namespace lumivale::AdbServer {
@@ -28,16 +28,8 @@ std::optional<std::string_view> variable(const Environment& environment, const c
   return found->second;
 }
 
-template <typename Number>
-std::optional<Number> parsed(std::string_view text, int base) {
-  Number number{};
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
 std::optional<std::uint16_t> portNumber(std::string_view text) {
-  auto port = parsed<std::uint16_t>(text, 10);
+  auto port = CheckedNumber::parse<std::uint16_t>(text, 10);
   if (!port || *port == 0) return std::nullopt;
   return port;
 }
@@ -130,10 +122,10 @@ class Connection {
 // The server's protocol number ("0029") against the last part of the client's
 // version banner ("1.0.41"), which is the same number in decimal.
 bool speaksVersion(std::string_view serverAnswer, std::string_view adbVersion) {
-  auto server = parsed<int>(serverAnswer, 16);
+  auto server = CheckedNumber::parse<int>(serverAnswer, 16);
   auto dot = adbVersion.rfind('.');
-  auto client =
-      parsed<int>(dot == std::string_view::npos ? adbVersion : adbVersion.substr(dot + 1), 10);
+  auto client = CheckedNumber::parse<int>(
+      dot == std::string_view::npos ? adbVersion : adbVersion.substr(dot + 1), 10);
   return server && client && *server == *client;
 }
 
@@ -158,7 +150,7 @@ std::optional<std::string> ask(std::uint16_t port, std::string_view request, Sec
   if (status != "OKAY") return std::nullopt;
   auto lengthField = connection.receive(4);
   if (!lengthField) return std::nullopt;
-  auto length = parsed<std::uint16_t>(*lengthField, 16);
+  auto length = CheckedNumber::parse<std::uint16_t>(*lengthField, 16);
   if (!length) return std::nullopt;
   return connection.receive(*length);
 }

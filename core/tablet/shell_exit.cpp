@@ -1,6 +1,6 @@
 #include "core/tablet/shell_exit.h"
 
-#include <charconv>
+#include "core/checked_number.h"
 
 namespace lumivale::ShellExit {
 
@@ -12,11 +12,10 @@ std::optional<Split> split(std::string_view output) {
   const std::string needle = "\n" + std::string(marker);
   size_t at = output.rfind(needle);
   if (at == std::string_view::npos) return std::nullopt;
-  std::string_view digits = output.substr(at + needle.size());
-  int status = 0;
-  auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), status);
-  if (error != std::errc() || end == digits.data()) return std::nullopt;
-  return Split{status, std::string(output.substr(0, at))};
+  // A status that is not a number an int holds is not one our marker printed.
+  auto status = CheckedNumber::leadingDigits<int>(output.substr(at + needle.size()));
+  if (!status) return std::nullopt;
+  return Split{*status, std::string(output.substr(0, at))};
 }
 
 }  // namespace lumivale::ShellExit
