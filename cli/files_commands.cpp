@@ -161,9 +161,7 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
       std::string placed;
       {
         ProgressBar bar(local.filename().string());
-        placed = files.push(
-            local, folder, options.as, *policy,
-            [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+        placed = files.push(local, folder, options.as, *policy, &bar, &cancel);
       }
       std::cout << shown(placed) << "\n";
       return;
@@ -195,9 +193,7 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   InterruptCancel interrupt(cancel);
   try {
     ProgressBar bar(name);
-    files.pull(
-        path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
-        &cancel);
+    files.pull(path, destination, &bar, &cancel);
   } catch (const Error&) {
     if (interrupt.interrupted()) throw Cancelled();
     throw;

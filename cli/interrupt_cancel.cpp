@@ -1,10 +1,11 @@
 #include "cli/interrupt_cancel.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
+
+#include "core/tablet/system_calls.h"
 
 namespace lumivale::cli {
 
@@ -27,7 +28,10 @@ void onSignal(int) {
 }  // namespace
 
 InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
-  if (pipe2(pipe_, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  auto ends = SystemCalls::openPipe();
+  if (!ends) throw std::system_error(errno, std::generic_category(), "pipe");
+  pipe_[0] = ends->read.release();
+  pipe_[1] = ends->write.release();
   signalPipe = pipe_[1];
   struct sigaction action {};
   action.sa_handler = onSignal;

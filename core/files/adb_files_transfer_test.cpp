@@ -96,7 +96,7 @@ class TransferTest : public ::testing::Test {
   std::string pushMessage(const fs::path& item, CollisionPolicy collision,
                           ToolCancel* cancel = nullptr) {
     try {
-      files.push(item, "/sdcard/Books", std::nullopt, collision, {}, cancel);
+      files.push(item, "/sdcard/Books", std::nullopt, collision, nullptr, cancel);
     } catch (const Error& error) {
       return error.message();
     }
@@ -114,9 +114,10 @@ TEST_F(TransferTest, KeepBothTreatsADifferentCaseAsTaken) {
   tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
             ok("64:9:3:1700000000:81a4"));
   std::vector<TransferProgress> seen;
-  auto placed =
-      files.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::keepBoth,
-                 [&](const TransferProgress& progress) { seen.push_back(progress); });
+  ObserverFunction<TransferProgress> progress(
+      [&](const TransferProgress& step) { seen.push_back(step); });
+  auto placed = files.push(local / "A.pdf", "/sdcard/Books", std::nullopt,
+                           CollisionPolicy::keepBoth, &progress);
   EXPECT_EQ(placed, "/sdcard/Books/A 2.pdf");
   EXPECT_TRUE(sent("shell mv -n -- /sdcard/Books/.lumivale-partial-"));
   ASSERT_FALSE(seen.empty());
@@ -184,9 +185,9 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   AdbFiles slow{endless, "LV1SERIAL", TransferLimits::standard(),
                 std::make_shared<ListingFormatCache>()};
   ToolCancel cancel;
-  EXPECT_THROW(slow.push(
-                   local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
-                   [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
+  ObserverFunction<TransferProgress> cancelling([&](const TransferProgress&) { cancel.cancel(); });
+  EXPECT_THROW(slow.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
+                         &cancelling, &cancel),
                Cancelled);
   EXPECT_EQ(endless.commands.back().rfind("shell rm -rf -- /sdcard/Books/.lumivale-partial-", 0),
             0u);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "core/tablet/adb_child_stream.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
 #include "core/tablet/adb_server.h"
@@ -92,13 +93,15 @@ void AdbBridge::ensureServer() {
   serverStarted_ = true;
 }
 
+void AdbBridge::requirePinned(const std::string& serial) {
+  std::lock_guard guard(lock_);
+  if (pinned_ && !pinned_->contains(serial))
+    throw AdbError("refusing unpinned adb: serial '" + serial + "' is not the chosen tablet");
+}
+
 std::vector<std::string> AdbBridge::forSerial(const std::string& serial,
                                               const std::vector<std::string>& arguments) {
-  {
-    std::lock_guard guard(lock_);
-    if (pinned_ && !pinned_->contains(serial))
-      throw AdbError("refusing unpinned adb: serial '" + serial + "' is not the chosen tablet");
-  }
+  requirePinned(serial);
   std::vector<std::string> full{"-s", serial};
   full.insert(full.end(), arguments.begin(), arguments.end());
   return full;
@@ -123,6 +126,13 @@ std::string AdbBridge::runReadingStderr(const std::string& serial,
 ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
                        Seconds timeout, ToolCancel* cancel) {
   return runAdb(forSerial(serial, arguments), timeout, cancel);
+}
+
+std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,
+                                                 const AdbStreamOptions& options,
+                                                 AdbStreamSink& sink, ToolCancel* cancel) {
+  if (arguments.size() >= 2 && arguments[0] == "-s") requirePinned(arguments[1]);
+  return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel);
 }
 
 ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::string& command,
