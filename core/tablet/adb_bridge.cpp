@@ -15,6 +15,8 @@ constexpr Seconds kServerStartTimeout{20};
 constexpr Seconds kListTimeout{10};
 // A running server answers at once; one that does not is left to adb to sort out.
 constexpr Seconds kServerAskTimeout{2};
+// Asked when a long-lived adb ended by itself, to tell a tablet gone from a command done.
+constexpr Seconds kGetStateTimeout{5};
 
 std::string firstLine(const std::string& text) {
   auto lines = AdbParse::lines(text);
@@ -131,8 +133,20 @@ ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>
 std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,
                                                  const AdbStreamOptions& options,
                                                  AdbStreamSink& sink, ToolCancel* cancel) {
-  if (arguments.size() >= 2 && arguments[0] == "-s") requirePinned(arguments[1]);
-  return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel);
+  if (arguments.size() < 2 || arguments[0] != "-s")
+    return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel);
+  const std::string serial = arguments[1];
+  requirePinned(serial);
+  auto tabletGone = [adb = adbPath_.string(), environment = environment_, serial] {
+    try {
+      ToolRun state =
+          ToolRun::runIn(environment, adb, {"-s", serial, "get-state"}, kGetStateTimeout);
+      return state.timedOut || state.status != 0 || firstLine(state.stdoutData) != "device";
+    } catch (const Spawn::Failure&) {
+      return true;
+    }
+  };
+  return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel, tabletGone);
 }
 
 ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::string& command,

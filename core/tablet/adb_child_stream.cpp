@@ -51,13 +51,18 @@ void wake(const UniqueFd& fd) {
 // Everything the three threads and the owner share; the threads keep it alive.
 struct StreamState {
   StreamState(std::shared_ptr<Spawn::Child> started, const AdbStreamOptions& chosen,
-              AdbStreamSink& receiver, ToolCancel* canceller)
-      : child(std::move(started)), options(chosen), sink(&receiver), cancel(canceller) {}
+              AdbStreamSink& receiver, ToolCancel* canceller, TabletGoneCheck goneCheck)
+      : child(std::move(started)),
+        options(chosen),
+        sink(&receiver),
+        cancel(canceller),
+        tabletGone(std::move(goneCheck)) {}
 
   const std::shared_ptr<Spawn::Child> child;
   const AdbStreamOptions options;
   AdbStreamSink* const sink;
   ToolCancel* const cancel;
+  const TabletGoneCheck tabletGone;
   SystemCalls::PipeEnds exitSignal;    // the waiter tells the reader that the child ended
   SystemCalls::PipeEnds writerSignal;  // the reader tells the writer that the stream ended
   // Set only on the reader thread, when its owner destroyed the stream from the sink.
@@ -187,17 +192,24 @@ void readRecords(std::shared_ptr<StreamState> state) {
   }
   if (auto last = records.rest()) deliver(*last);
 
-  AdbStreamEnd end;
+  AdbStreamFacts facts;
   {
     std::unique_lock guard(s.lock);
     s.changed.wait(guard, [&] { return s.exited; });
-    end = AdbStreamEnd::from({.status = s.status,
-                              .stderrTail = s.tail,
-                              .badRecord = records.problem(),
-                              .cancelled = s.cancel && s.cancel->isCancelled(),
-                              .stopAsked = s.stopAsked,
-                              .killedByStop = s.killedByStop,
-                              .grace = s.grace});
+    // Once the child has exited, stop() no longer changes these.
+    facts = {.status = s.status,
+             .stderrTail = s.tail,
+             .badRecord = records.problem(),
+             .cancelled = s.cancel && s.cancel->isCancelled(),
+             .stopAsked = s.stopAsked,
+             .killedByStop = s.killedByStop,
+             .grace = s.grace};
+  }
+  if (s.tabletGone && facts.badRecord.empty() && !facts.cancelled && !facts.stopAsked)
+    facts.tabletGone = s.tabletGone();
+  const AdbStreamEnd end = AdbStreamEnd::from(facts);
+  {
+    std::lock_guard guard(s.lock);
     s.end = end;
   }
   if (!s.abandoned) s.sink->ended(end);
@@ -309,7 +321,7 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
                                          const Environment& environment,
                                          const std::vector<std::string>& arguments,
                                          const AdbStreamOptions& options, AdbStreamSink& sink,
-                                         ToolCancel* cancel) {
+                                         ToolCancel* cancel, TabletGoneCheck tabletGone) {
   const std::string path = adbPath.string();
   auto exitSignal = signalPipe(path);
   auto writerSignal = signalPipe(path);
@@ -328,7 +340,7 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
     // The writer waits in poll, where the stream's end can reach it, never in write.
     ::fcntl(input.get(), F_SETFL, ::fcntl(input.get(), F_GETFL) | O_NONBLOCK);
   }
-  auto state = std::make_shared<StreamState>(child, options, sink, cancel);
+  auto state = std::make_shared<StreamState>(child, options, sink, cancel, std::move(tabletGone));
   state->exitSignal = std::move(exitSignal);
   state->writerSignal = std::move(writerSignal);
   return std::make_unique<ChildStream>(std::move(state), std::move(input));

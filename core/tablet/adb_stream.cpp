@@ -50,7 +50,7 @@ AdbStreamEnd AdbStreamEnd::from(const AdbStreamFacts& facts) {
   } else if (facts.stopAsked) {
     end.reason = Reason::stopped;
     end.message = "stopped";
-  } else if (facts.status != 0 && saysTabletGone(facts.stderrTail)) {
+  } else if (facts.tabletGone || (facts.status != 0 && saysTabletGone(facts.stderrTail))) {
     end.reason = Reason::disconnected;
     end.message = "the tablet disconnected";
   } else {

@@ -21,7 +21,8 @@ struct AdbStreamFacts {
   bool cancelled = false;
   bool stopAsked = false;
   bool killedByStop = false;
-  Seconds grace{};  // the grace stop() gave
+  bool tabletGone = false;  // adb no longer lists the stream's tablet as ready
+  Seconds grace{};          // the grace stop() gave
 };
 
 // How a long-lived adb child ended.
