@@ -282,12 +282,13 @@ TEST_F(PullTest, NothingIsKeptWhenTheCopyCannotBeMarkedOrChanged) {
   tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf", ok("64:9:3:1700000000:81a4"));
   // The fake answers alike each time, so change the answer once the copy has run.
   tablet.on("pull -a", reply("1 file pulled", 0));
+  ObserverFunction<TransferProgress> changing([&](const TransferProgress&) {
+    if (++asked == 2)
+      tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf",
+                ok("64:9:4:1700000001:81a4"));
+  });
   try {
-    files.pull("/sdcard/Books/a.pdf", local / "b.pdf", [&](const TransferProgress&) {
-      if (++asked == 2)
-        tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf",
-                  ok("64:9:4:1700000001:81a4"));
-    });
+    files.pull("/sdcard/Books/a.pdf", local / "b.pdf", &changing);
     ADD_FAILURE() << "kept a copy of a changing file";
   } catch (const FilesError& error) {
     EXPECT_EQ(error.message(),
