@@ -164,9 +164,7 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
       {
         ProgressBar bar(local.filename().string());
         placed = companion::wordingFileErrors("could not read", [&] {
-          return files.push(
-              local, folder, options.as, *policy,
-              [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+          return files.push(local, folder, options.as, *policy, &bar, &cancel);
         });
       }
       std::cout << shown(placed) << "\n";
@@ -200,11 +198,8 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   InterruptCancel interrupt(cancel);
   try {
     ProgressBar bar(name);
-    companion::wordingFileErrors("could not put the copy in", [&] {
-      files.pull(
-          path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
-          &cancel);
-    });
+    companion::wordingFileErrors("could not put the copy in",
+                                 [&] { files.pull(path, destination, &bar, &cancel); });
   } catch (const Error&) {
     if (interrupt.interrupted()) throw Cancelled();
     throw;

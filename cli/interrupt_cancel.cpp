@@ -1,6 +1,5 @@
 #include "cli/interrupt_cancel.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +7,8 @@
 #include <string>
 
 #include "core/error.h"
+
+#include "core/tablet/system_calls.h"
 
 namespace lumivale::cli {
 
@@ -30,8 +31,10 @@ void onSignal(int) {
 }  // namespace
 
 InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
-  if (pipe2(pipe_, O_CLOEXEC) != 0)
-    throw Error(std::string("could not get ready for Ctrl-C: ") + std::strerror(errno));
+  auto ends = SystemCalls::openPipe();
+  if (!ends) throw Error(std::string("could not get ready for Ctrl-C: ") + std::strerror(errno));
+  pipe_[0] = ends->read.release();
+  pipe_[1] = ends->write.release();
   signalPipe = pipe_[1];
   struct sigaction action {};
   action.sa_handler = onSignal;

@@ -50,7 +50,7 @@ ProgressBar::~ProgressBar() {
   if (drew_) std::fputs("\n", stderr);
 }
 
-void ProgressBar::update(const TransferProgress& progress) {
+void ProgressBar::notify(const TransferProgress& progress) {
   if (!shown_) return;
   std::lock_guard lock(mutex_);
   const auto now = Clock::now();

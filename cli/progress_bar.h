@@ -12,15 +12,15 @@ namespace lumivale::cli {
 
 // A one-line progress bar on the terminal for a long copy: bytes, rate and time left.
 // Quiet when standard error is not a terminal.
-class ProgressBar {
+class ProgressBar : public TransferObserver {
  public:
   explicit ProgressBar(std::string label);
-  ~ProgressBar();
+  ~ProgressBar() override;
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
   // May be called from any thread.
-  void update(const TransferProgress& progress);
+  void notify(const TransferProgress& progress) override;
 
   // The line for `progress` after `elapsed`, `width` columns wide at most.
   static std::string line(const std::string& label, const TransferProgress& progress,

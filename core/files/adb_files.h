@@ -37,7 +37,6 @@ class AdbFiles {
   static constexpr std::string_view deletingPrefix = ".lumivale-deleting-";
   static constexpr std::string_view renamingPrefix = ".lumivale-renaming-";
 
-  using Progress = std::function<void(const TransferProgress&)>;
   using MarkQuarantine = std::function<int(const std::filesystem::path&)>;
 
   // Throws FilesError when `serial` cannot name a tablet.
@@ -78,9 +77,9 @@ class AdbFiles {
   void remove(const std::string& path) const;
   std::string push(const std::filesystem::path& local, const std::string& toDirectory,
                    const std::optional<std::string>& as, CollisionPolicy collision,
-                   const Progress& progress = {}, ToolCancel* cancel = nullptr) const;
+                   TransferObserver* progress = nullptr, ToolCancel* cancel = nullptr) const;
   void pull(const std::string& path, const std::filesystem::path& destination,
-            const Progress& progress = {}, ToolCancel* cancel = nullptr) const;
+            TransferObserver* progress = nullptr, ToolCancel* cancel = nullptr) const;
 
   // Measuring.
   std::uint64_t usage(const std::string& path) const;
@@ -137,9 +136,9 @@ class AdbFiles {
   void markLinkTargets(std::vector<RemoteEntry>& entries, const std::string& folder) const;
   void transfer(const std::vector<std::string>& arguments,
                 const std::function<std::uint64_t()>& sample, std::optional<std::uint64_t> total,
-                std::uint64_t cap, const Progress& progress, ToolCancel* cancel) const;
+                std::uint64_t cap, TransferObserver* progress, ToolCancel* cancel) const;
   void sendStaged(const std::filesystem::path& local, const std::string& staged,
-                  std::uint64_t localBytes, const Progress& progress, ToolCancel* cancel) const;
+                  std::uint64_t localBytes, TransferObserver* progress, ToolCancel* cancel) const;
   // Gives the staged copy its final name; `old` is the item it replaces, if any.
   void place(const std::string& staged, const std::string& target,
              const std::optional<RemoteEntry>& old, const std::string& id) const;

@@ -10,8 +10,8 @@ namespace lumivale {
 using namespace files_detail;
 namespace fs = std::filesystem;
 
-void AdbFiles::pull(const std::string& path, const fs::path& destination, const Progress& progress,
-                    ToolCancel* cancel) const {
+void AdbFiles::pull(const std::string& path, const fs::path& destination,
+                    TransferObserver* progress, ToolCancel* cancel) const {
   const std::string valid = confineItem(path);
   const std::string name = RemotePath::name(valid);
   const auto before = identity(valid);

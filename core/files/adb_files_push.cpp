@@ -99,7 +99,7 @@ void AdbFiles::verifyStaged(const std::string& staged, const fs::path& local,
 }
 
 void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
-                          std::uint64_t localBytes, const Progress& progress,
+                          std::uint64_t localBytes, TransferObserver* progress,
                           ToolCancel* cancel) const {
   if (!fs::is_directory(fs::symlink_status(local))) {
     transfer(
@@ -139,7 +139,7 @@ void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
 
 std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory,
                            const std::optional<std::string>& as, CollisionPolicy collision,
-                           const Progress& progress, ToolCancel* cancel) const {
+                           TransferObserver* progress, ToolCancel* cancel) const {
   const std::string localName = local.filename().string();
   checkLocalItem(local, localName);
   const bool isFolder = fs::is_directory(fs::symlink_status(local));

@@ -26,13 +26,14 @@ constexpr std::uint64_t bytesPerSecondAtWorst = 2 * 1024 * 1024;
 void AdbFiles::transfer(const std::vector<std::string>& arguments,
                         const std::function<std::uint64_t()>& sample,
                         std::optional<std::uint64_t> total, std::uint64_t cap,
-                        const Progress& progress, ToolCancel* cancel) const {
+                        TransferObserver* progress, ToolCancel* cancel) const {
   const Seconds timeout =
       transferBaseTimeout + Seconds(static_cast<double>(total.value_or(0) / bytesPerSecondAtWorst));
   auto report = [&](std::uint64_t done) {
     if (progress)
-      progress(TransferProgress{static_cast<std::int64_t>(done),
-                                total ? std::optional<std::int64_t>(*total) : std::nullopt});
+      progress->notify(
+          TransferProgress{static_cast<std::int64_t>(done),
+                           total ? std::optional<std::int64_t>(*total) : std::nullopt});
   };
   // Our own stop, so the caller's cancel and the byte cap both end the adb run.
   ToolCancel stop;

@@ -102,7 +102,7 @@ class TransferTest : public ::testing::Test {
   std::string pushMessage(const fs::path& item, CollisionPolicy collision,
                           ToolCancel* cancel = nullptr) {
     try {
-      files.push(item, "/sdcard/Books", std::nullopt, collision, {}, cancel);
+      files.push(item, "/sdcard/Books", std::nullopt, collision, nullptr, cancel);
     } catch (const Error& error) {
       return error.message();
     }
@@ -120,9 +120,10 @@ TEST_F(TransferTest, KeepBothTreatsADifferentCaseAsTaken) {
   tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
             ok("64:9:3:1700000000:81a4"));
   std::vector<TransferProgress> seen;
-  auto placed =
-      files.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::keepBoth,
-                 [&](const TransferProgress& progress) { seen.push_back(progress); });
+  ObserverFunction<TransferProgress> progress(
+      [&](const TransferProgress& step) { seen.push_back(step); });
+  auto placed = files.push(local / "A.pdf", "/sdcard/Books", std::nullopt,
+                           CollisionPolicy::keepBoth, &progress);
   EXPECT_EQ(placed, "/sdcard/Books/A 2.pdf");
   EXPECT_TRUE(sent("shell mv -n -- /sdcard/Books/.lumivale-partial-"));
   // The record of the name the copy belongs to comes before the copy and goes after it.
@@ -211,9 +212,9 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   AdbFiles slow{endless, "LV1SERIAL", TransferLimits::standard(),
                 std::make_shared<ListingFormatCache>()};
   ToolCancel cancel;
-  EXPECT_THROW(slow.push(
-                   local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
-                   [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
+  ObserverFunction<TransferProgress> cancelling([&](const TransferProgress&) { cancel.cancel(); });
+  EXPECT_THROW(slow.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
+                         &cancelling, &cancel),
                Cancelled);
   EXPECT_THAT(endless.commands,
               Contains(StartsWith("shell rm -rf -- /sdcard/Books/.lumivale-partial-")));
@@ -308,12 +309,13 @@ TEST_F(PullTest, NothingIsKeptWhenTheCopyCannotBeMarkedOrChanged) {
   tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf", ok("64:9:3:1700000000:81a4"));
   // The fake answers alike each time, so change the answer once the copy has run.
   tablet.on("pull -a", reply("1 file pulled", 0));
+  ObserverFunction<TransferProgress> changing([&](const TransferProgress&) {
+    if (++asked == 2)
+      tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf",
+                ok("64:9:4:1700000001:81a4"));
+  });
   try {
-    files.pull("/sdcard/Books/a.pdf", local / "b.pdf", [&](const TransferProgress&) {
-      if (++asked == 2)
-        tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/a.pdf",
-                  ok("64:9:4:1700000001:81a4"));
-    });
+    files.pull("/sdcard/Books/a.pdf", local / "b.pdf", &changing);
     ADD_FAILURE() << "kept a copy of a changing file";
   } catch (const FilesError& error) {
     EXPECT_EQ(error.message(),

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string_view>
 
+#include "core/observer.h"
+
 namespace lumivale {
 
 // How large one copy may be, and how much space it must leave free where it lands.
@@ -32,6 +34,9 @@ struct TransferProgress {
     return static_cast<double>(done) / static_cast<double>(*total);
   }
 };
+
+// Told of a copy's progress; see Observer for when and on which thread.
+using TransferObserver = Observer<TransferProgress>;
 
 // What a push does when its target name is taken.
 enum class CollisionPolicy { ask, replace, keepBoth };

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "core/tablet/adb_child_stream.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
 #include "core/tablet/adb_server.h"
@@ -14,6 +15,8 @@ constexpr Seconds kServerStartTimeout{20};
 constexpr Seconds kListTimeout{10};
 // A running server answers at once; one that does not is left to adb to sort out.
 constexpr Seconds kServerAskTimeout{2};
+// Asked when a long-lived adb ended by itself, to tell a tablet gone from a command done.
+constexpr Seconds kGetStateTimeout{5};
 
 std::string firstLine(const std::string& text) {
   auto lines = AdbParse::lines(text);
@@ -92,13 +95,15 @@ void AdbBridge::ensureServer() {
   serverStarted_ = true;
 }
 
+void AdbBridge::requirePinned(const std::string& serial) {
+  std::lock_guard guard(lock_);
+  if (pinned_ && !pinned_->contains(serial))
+    throw AdbError("refusing unpinned adb: serial '" + serial + "' is not the chosen tablet");
+}
+
 std::vector<std::string> AdbBridge::forSerial(const std::string& serial,
                                               const std::vector<std::string>& arguments) {
-  {
-    std::lock_guard guard(lock_);
-    if (pinned_ && !pinned_->contains(serial))
-      throw AdbError("refusing unpinned adb: serial '" + serial + "' is not the chosen tablet");
-  }
+  requirePinned(serial);
   std::vector<std::string> full{"-s", serial};
   full.insert(full.end(), arguments.begin(), arguments.end());
   return full;
@@ -123,6 +128,25 @@ std::string AdbBridge::runReadingStderr(const std::string& serial,
 ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
                        Seconds timeout, ToolCancel* cancel) {
   return runAdb(forSerial(serial, arguments), timeout, cancel);
+}
+
+std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,
+                                                 const AdbStreamOptions& options,
+                                                 AdbStreamSink& sink, ToolCancel* cancel) {
+  if (arguments.size() < 2 || arguments[0] != "-s")
+    return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel);
+  const std::string serial = arguments[1];
+  requirePinned(serial);
+  auto tabletGone = [adb = adbPath_.string(), environment = environment_, serial] {
+    try {
+      ToolRun state =
+          ToolRun::runIn(environment, adb, {"-s", serial, "get-state"}, kGetStateTimeout);
+      return state.timedOut || state.status != 0 || firstLine(state.stdoutData) != "device";
+    } catch (const Spawn::Failure&) {
+      return true;
+    }
+  };
+  return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel, tabletGone);
 }
 
 ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::string& command,

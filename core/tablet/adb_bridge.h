@@ -24,7 +24,7 @@ namespace lumivale {
 // and groups devices, and runs every tablet command with `-s SERIAL` and a deadline.
 // Its bookkeeping is serialised; the adb runs themselves happen outside the lock, so
 // several may be in flight at once.
-class AdbBridge : public AdbRunner, public AdbFileRunner {
+class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner {
  public:
   // `environment` is the program's own; every adb also gets ADB_MDNS_AUTO_CONNECT=0.
   // `adbVersion` is what the adb answered `adb version` with; knowing it, the bridge
@@ -58,6 +58,10 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
                     Seconds timeout) override;
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
               ToolCancel* cancel) override;
+  // A long-lived adb; arguments that begin with `-s SERIAL` must name the chosen tablet.
+  std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
+                                        const AdbStreamOptions& options, AdbStreamSink& sink,
+                                        ToolCancel* cancel = nullptr) override;
 
   // Listing and choosing.
   std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale);
@@ -119,6 +123,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner {
                                Seconds timeout);
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
+  void requirePinned(const std::string& serial);
   std::optional<std::string> wakefulness(const std::string& serial, Seconds timeout);
   void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
                   int value);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "core/tablet/adb_stream.h"
 #include "core/tablet/tool_run.h"
 
 namespace lumivale {
@@ -25,6 +27,20 @@ class AdbFileRunner {
   virtual ~AdbFileRunner() = default;
   virtual ToolRun run(const std::string& serial, const std::vector<std::string>& arguments,
                       Seconds timeout, ToolCancel* cancel = nullptr) = 0;
+};
+
+// Starts long-lived adb children, so that code using them runs against a scripted
+// stream in unit tests. The bridge is the real one.
+class AdbStreamRunner {
+ public:
+  virtual ~AdbStreamRunner() = default;
+  // Starts `adb ARGUMENTS...` (`-s SERIAL shell -T ...`, `track-devices`, ...). `sink`
+  // and `cancel` must outlive the stream; cancelling kills the child. Throws AdbError
+  // when adb cannot be started or the serial is refused.
+  virtual std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
+                                                const AdbStreamOptions& options,
+                                                AdbStreamSink& sink,
+                                                ToolCancel* cancel = nullptr) = 0;
 };
 
 }  // namespace lumivale

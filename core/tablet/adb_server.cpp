@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "core/checked_number.h"
+#include "core/tablet/system_calls.h"
 #include "core/tablet/unique_fd.h"
 
 namespace lumivale::AdbServer {
@@ -53,7 +54,7 @@ class Connection {
  public:
   Connection(std::uint16_t port, Seconds timeout)
       : deadline_(Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout)),
-        socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        socket_(SystemCalls::openStreamSocket(AF_INET)) {
     if (!socket_) return;
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -69,7 +70,7 @@ class Connection {
 
   bool sendAll(std::string_view data) {
     while (!data.empty()) {
-      ssize_t sent = ::send(socket_.get(), data.data(), data.size(), MSG_NOSIGNAL);
+      ssize_t sent = ::send(socket_.get(), data.data(), data.size(), SystemCalls::sendFlags());
       if (sent > 0)
         data.remove_prefix(static_cast<std::size_t>(sent));
       else if (sent < 0 && errno != EAGAIN && errno != EINTR)

@@ -1,10 +1,6 @@
 #include "core/tablet/device_watcher.h"
 
-#include <signal.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 
 #include "core/tablet/adb_error.h"
 
@@ -13,84 +9,89 @@ namespace {
 
 constexpr std::chrono::milliseconds kFirstRetry{500};
 constexpr std::chrono::milliseconds kLongestRetry{30'000};
+// adb's host protocol gives a report's length in four hex digits.
+constexpr std::size_t kLongestReport = 0xffff;
 
 }  // namespace
 
-DeviceWatcher::DeviceWatcher(const AdbBridge& bridge, std::function<void()> changed)
-    : adbPath_(bridge.adbPath()), environment_(bridge.environment()), changed_(std::move(changed)) {
-  std::shared_ptr<Spawn::Child> first;
-  try {
-    first = launch();
-  } catch (const Spawn::Failure& failure) {
-    throw AdbError(failure.message());
+DeviceWatcher::DeviceWatcher(AdbStreamRunner& runner, std::function<void()> changed)
+    : runner_(runner), changed_(std::move(changed)) {
+  auto first = open();
+  {
+    std::lock_guard guard(lock_);
+    tracking_ = std::move(first);
   }
-  reader_ = std::thread([this, first] { follow(first); });
+  follower_ = std::thread([this] { follow(); });
 }
 
 DeviceWatcher::~DeviceWatcher() {
+  std::unique_ptr<AdbStream> tracking;
   {
     std::lock_guard guard(lock_);
     stopping_ = true;
-    if (child_) child_->signalIfRunning(SIGKILL);
+    tracking = std::move(tracking_);
   }
-  stopped_.notify_all();
-  reader_.join();
+  wake_.notify_all();
+  // track-devices reads no input: nothing to wait for before the kill.
+  if (tracking) tracking->stop(Seconds(0));
+  follower_.join();
 }
 
-std::shared_ptr<Spawn::Child> DeviceWatcher::launch() {
+std::unique_ptr<AdbStream> DeviceWatcher::open() {
+  AdbStreamOptions options;
+  options.framing = RecordFraming::lengthPrefixed;
+  options.maxRecord = kLongestReport;
+  options.input = false;
+  return runner_.openStream({"track-devices"}, options, *this);
+}
+
+void DeviceWatcher::received(std::string_view) {
+  {
+    std::lock_guard guard(lock_);
+    reported_ = true;
+  }
+  changed_();
+}
+
+void DeviceWatcher::ended(const AdbStreamEnd&) {
   std::lock_guard guard(lock_);
-  // Started under the lock, so that stopping either sees the child or prevents it.
-  child_ = stopping_
-               ? nullptr
-               : Spawn::launch(adbPath_.string(), {"track-devices"}, environment_, true, false);
-  return child_;
+  trackingEnded_ = true;
+  wake_.notify_all();
 }
 
-void DeviceWatcher::follow(std::shared_ptr<Spawn::Child> child) {
+void DeviceWatcher::follow() {
   auto retry = kFirstRetry;
   while (true) {
-    if (child) {
-      bool reported = forwardReports(*child);
-      child->wait();
-      if (stopping()) return;
+    std::unique_ptr<AdbStream> finished;
+    bool reported = false;
+    {
+      std::unique_lock guard(lock_);
+      wake_.wait(guard, [this] { return stopping_ || trackingEnded_ || !tracking_; });
+      if (stopping_) return;
+      finished = std::move(tracking_);
+      reported = std::exchange(reported_, false);
+      trackingEnded_ = false;
+    }
+    if (finished) {
+      finished.reset();
       // The list adb had is no longer known to be true: look again.
       changed_();
       retry = reported ? kFirstRetry : std::min(retry * 2, kLongestRetry);
     }
     if (!pause(retry)) return;
     try {
-      child = launch();
-    } catch (const Spawn::Failure&) {
-      child = nullptr;
+      std::lock_guard guard(lock_);
+      // Started under the lock, so that stopping either sees the stream or prevents it.
+      if (!stopping_) tracking_ = open();
+    } catch (const AdbError&) {
       retry = std::min(retry * 2, kLongestRetry);
     }
   }
 }
 
-bool DeviceWatcher::forwardReports(Spawn::Child& child) {
-  // Each report is one read's worth: a four-digit hex length and the list.
-  int fd = child.stdoutPipe()->get();
-  char buffer[4096];
-  bool reported = false;
-  for (;;) {
-    ssize_t got = ::read(fd, buffer, sizeof buffer);
-    if (got > 0) {
-      reported = true;
-      changed_();
-    } else if (got == 0 || errno != EINTR) {
-      return reported;
-    }
-  }
-}
-
-bool DeviceWatcher::stopping() {
-  std::lock_guard guard(lock_);
-  return stopping_;
-}
-
 bool DeviceWatcher::pause(std::chrono::milliseconds length) {
   std::unique_lock guard(lock_);
-  return !stopped_.wait_for(guard, length, [this] { return stopping_; });
+  return !wake_.wait_for(guard, length, [this] { return stopping_; });
 }
 
 }  // namespace lumivale

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "core/tablet/adb_bridge.h"
+#include "core/tablet/adb_runner.h"
 
 namespace lumivale {
 
@@ -15,33 +15,37 @@ namespace lumivale {
 // (a cable plugged in or out, a Wi-Fi connection made or lost), so the owner can
 // take a new look. Portable in place of the system's USB notifications. When the
 // tracking ends (the server stopped or was replaced) `changed` is called too, and
-// tracking starts again after a pause that grows while it keeps failing.
-class DeviceWatcher {
+// tracking starts again after a pause that grows while it keeps failing. `changed`
+// is called on a worker thread, one call at a time.
+class DeviceWatcher : private AdbStreamSink {
  public:
-  // Throws AdbError when adb cannot be started at all.
-  DeviceWatcher(const AdbBridge& bridge, std::function<void()> changed);
+  // `runner` (the bridge) must outlive the watcher. Throws AdbError when adb cannot
+  // be started at all.
+  DeviceWatcher(AdbStreamRunner& runner, std::function<void()> changed);
   DeviceWatcher(const DeviceWatcher&) = delete;
   DeviceWatcher& operator=(const DeviceWatcher&) = delete;
-  // Stops the tracking adb and waits for the reader to end.
-  ~DeviceWatcher();
+  // Stops the tracking adb and waits for the watcher's thread to end.
+  ~DeviceWatcher() override;
 
  private:
-  std::shared_ptr<Spawn::Child> launch();
-  void follow(std::shared_ptr<Spawn::Child> child);
-  // Calls `changed` for each report until the tracking ends; true when any came.
-  bool forwardReports(Spawn::Child& child);
-  bool stopping();
+  // Each report of adb's is one length-prefixed device list.
+  void received(std::string_view report) override;
+  void ended(const AdbStreamEnd& end) override;
+
+  std::unique_ptr<AdbStream> open();
+  void follow();
   // False when the watcher was stopped during the pause.
   bool pause(std::chrono::milliseconds length);
 
-  const std::filesystem::path adbPath_;
-  const Environment environment_;
+  AdbStreamRunner& runner_;
   const std::function<void()> changed_;
   std::mutex lock_;
-  std::condition_variable stopped_;
+  std::condition_variable wake_;
   bool stopping_ = false;                // guarded by lock_
-  std::shared_ptr<Spawn::Child> child_;  // guarded by lock_
-  std::thread reader_;
+  bool trackingEnded_ = false;           // guarded by lock_
+  bool reported_ = false;                // guarded by lock_; a report came in this run
+  std::unique_ptr<AdbStream> tracking_;  // guarded by lock_
+  std::thread follower_;
 };
 
 }  // namespace lumivale

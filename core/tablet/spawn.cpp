@@ -16,6 +16,8 @@
 
 #include <fmt/format.h>
 
+#include "core/tablet/system_calls.h"
+
 namespace lumivale::Spawn {
 namespace {
 
@@ -36,15 +38,12 @@ struct SpawnSetup {
   SpawnSetup& operator=(const SpawnSetup&) = delete;
 };
 
-struct Pipe {
-  UniqueFd read;
-  UniqueFd write;
-};
+using Pipe = SystemCalls::PipeEnds;
 
 Pipe makePipe(const std::string& path) {
-  int fds[2];
-  if (::pipe2(fds, O_CLOEXEC) != 0) throw Failure(path, errno);
-  return {UniqueFd(fds[0]), UniqueFd(fds[1])};
+  auto ends = SystemCalls::openPipe();
+  if (!ends) throw Failure(path, errno);
+  return std::move(*ends);
 }
 
 std::vector<char*> cStrings(const std::vector<std::string>& texts) {
@@ -63,8 +62,12 @@ Failure::Failure(std::string path, int code)
       path_(std::move(path)),
       code_(code) {}
 
-Child::Child(pid_t pid, std::optional<UniqueFd> stdoutPipe, std::optional<UniqueFd> stderrPipe)
-    : pid_(pid), stdoutPipe_(std::move(stdoutPipe)), stderrPipe_(std::move(stderrPipe)) {}
+Child::Child(pid_t pid, std::optional<UniqueFd> stdoutPipe, std::optional<UniqueFd> stderrPipe,
+             std::optional<UniqueFd> stdinPipe)
+    : pid_(pid),
+      stdoutPipe_(std::move(stdoutPipe)),
+      stderrPipe_(std::move(stderrPipe)),
+      stdinPipe_(std::move(stdinPipe)) {}
 
 Child::~Child() {
   // A child that nobody waited for is killed and reaped rather than left a zombie.
@@ -130,9 +133,11 @@ bool Child::signalIfRunning(int signal) {
   return ::kill(pid_, signal) == 0;
 }
 
-std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::string>& arguments,
-                              const Environment& environment, bool captureOutput,
-                              bool captureErrors) {
+namespace {
+
+std::shared_ptr<Child> start(const std::string& path, const std::vector<std::string>& arguments,
+                             const Environment& environment, bool withInput, bool captureOutput,
+                             bool captureErrors) {
   SpawnSetup setup;
   sigset_t emptyMask;
   sigemptyset(&emptyMask);
@@ -144,7 +149,13 @@ std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::st
   posix_spawnattr_setsigmask(&setup.attributes, &emptyMask);
   posix_spawnattr_setsigdefault(&setup.attributes, &defaults);
 
-  posix_spawn_file_actions_addopen(&setup.actions, 0, "/dev/null", O_RDONLY, 0);
+  std::optional<Pipe> in;
+  if (withInput) {
+    in = makePipe(path);
+    posix_spawn_file_actions_adddup2(&setup.actions, in->read.get(), 0);
+  } else {
+    posix_spawn_file_actions_addopen(&setup.actions, 0, "/dev/null", O_RDONLY, 0);
+  }
   std::optional<Pipe> out;
   std::optional<Pipe> err;
   if (captureOutput) {
@@ -160,7 +171,8 @@ std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::st
     posix_spawn_file_actions_addopen(&setup.actions, 2, "/dev/null", O_WRONLY, 0);
   }
   // Only 0, 1 and 2 reach the child.
-  posix_spawn_file_actions_addclosefrom_np(&setup.actions, 3);
+  if (int code = SystemCalls::closeOtherDescriptors(setup.attributes, setup.actions); code != 0)
+    throw Failure(path, code);
 
   std::vector<std::string> argvTexts{path};
   argvTexts.insert(argvTexts.end(), arguments.begin(), arguments.end());
@@ -177,9 +189,27 @@ std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::st
 
   std::optional<UniqueFd> stdoutRead;
   std::optional<UniqueFd> stderrRead;
+  std::optional<UniqueFd> stdinWrite;
   if (out) stdoutRead = std::move(out->read);
   if (err) stderrRead = std::move(err->read);
-  return std::make_shared<Child>(pid, std::move(stdoutRead), std::move(stderrRead));
+  if (in) stdinWrite = std::move(in->write);
+  return std::make_shared<Child>(pid, std::move(stdoutRead), std::move(stderrRead),
+                                 std::move(stdinWrite));
+}
+
+}  // namespace
+
+std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::string>& arguments,
+                              const Environment& environment, bool captureOutput,
+                              bool captureErrors) {
+  return start(path, arguments, environment, false, captureOutput, captureErrors);
+}
+
+std::shared_ptr<Child> launchWithInput(const std::string& path,
+                                       const std::vector<std::string>& arguments,
+                                       const Environment& environment, bool captureOutput,
+                                       bool captureErrors) {
+  return start(path, arguments, environment, true, captureOutput, captureErrors);
 }
 
 }  // namespace lumivale::Spawn

@@ -36,7 +36,8 @@ class Failure : public Error {
 
 class Child {
  public:
-  Child(pid_t pid, std::optional<UniqueFd> stdoutPipe, std::optional<UniqueFd> stderrPipe);
+  Child(pid_t pid, std::optional<UniqueFd> stdoutPipe, std::optional<UniqueFd> stderrPipe,
+        std::optional<UniqueFd> stdinPipe = std::nullopt);
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
   ~Child();
@@ -45,6 +46,8 @@ class Child {
   // Read ends of the captured streams; empty when a stream was not captured.
   std::optional<UniqueFd>& stdoutPipe() { return stdoutPipe_; }
   std::optional<UniqueFd>& stderrPipe() { return stderrPipe_; }
+  // Write end of the child's standard input; empty unless launched with input.
+  std::optional<UniqueFd>& stdinPipe() { return stdinPipe_; }
 
   // Waits for the child to end: exit code, or 128 + signal when a signal ended it.
   int wait();
@@ -57,6 +60,7 @@ class Child {
   pid_t pid_;
   std::optional<UniqueFd> stdoutPipe_;
   std::optional<UniqueFd> stderrPipe_;
+  std::optional<UniqueFd> stdinPipe_;
   std::mutex lock_;
   bool finished_ = false;  // guarded by lock_; set between exit and reaping
   bool reaped_ = false;
@@ -67,6 +71,13 @@ class Child {
 std::shared_ptr<Child> launch(const std::string& path, const std::vector<std::string>& arguments,
                               const Environment& environment, bool captureOutput,
                               bool captureErrors);
+
+// The same, but standard input is a pipe whose write end is the child's stdinPipe(),
+// for a long-lived child that is talked to.
+std::shared_ptr<Child> launchWithInput(const std::string& path,
+                                       const std::vector<std::string>& arguments,
+                                       const Environment& environment, bool captureOutput,
+                                       bool captureErrors);
 
 }  // namespace Spawn
 }  // namespace lumivale

@@ -92,8 +92,9 @@ TEST_F(StandinFilesTest, APulledFileIsIdenticalAndKeepsItsTime) {
   ::utimensat(AT_FDCWD, there.c_str(), times, 0);
 
   std::vector<TransferProgress> seen;
-  files->pull("/sdcard/Download/scan.pdf", local / "scan.pdf",
-              [&](const TransferProgress& progress) { seen.push_back(progress); });
+  ObserverFunction<TransferProgress> progress(
+      [&](const TransferProgress& step) { seen.push_back(step); });
+  files->pull("/sdcard/Download/scan.pdf", local / "scan.pdf", &progress);
   EXPECT_TRUE(contents(local / "scan.pdf") == bytes);
   struct stat facts {};
   ASSERT_EQ(::stat((local / "scan.pdf").c_str(), &facts), 0);
@@ -280,10 +281,10 @@ TEST_F(StandinFilesTest, ACancelledPushLeavesNothingBehind) {
   const fs::path big = localFile("big.bin", std::string(64 * 1024 * 1024, 'c'));
   ToolCancel cancel;
   // Cancel once the copy has started; the run is stopped, or its result set aside.
-  EXPECT_THROW(files->push(
-                   big, "/sdcard", std::nullopt, CollisionPolicy::ask,
-                   [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
-               Cancelled);
+  ObserverFunction<TransferProgress> cancelling([&](const TransferProgress&) { cancel.cancel(); });
+  EXPECT_THROW(
+      files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask, &cancelling, &cancel),
+      Cancelled);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
 }
 
