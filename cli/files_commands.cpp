@@ -154,16 +154,16 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   AdbFiles& files = tablet.files;
   const fs::path local = options.path;
   const std::string folder = RemotePath::resolve(options.second);
-  ToolCancel cancel;
-  InterruptCancel interrupt(cancel);
+  StopToken command;
+  InterruptCancel interrupt(command);
+  files = files.stoppedBy(command);
   for (;;) {
     try {
       std::string placed;
       {
         ProgressBar bar(local.filename().string());
-        placed = files.push(
-            local, folder, options.as, *policy,
-            [&](const TransferProgress& progress) { bar.update(progress); }, &cancel);
+        placed = files.push(local, folder, options.as, *policy,
+                            [&](const TransferProgress& progress) { bar.update(progress); });
       }
       std::cout << shown(placed) << "\n";
       return;
@@ -191,13 +191,12 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
       options.second.empty() ? fs::current_path() / name : fs::path(options.second);
   if (fs::is_directory(destination)) destination /= name;
   destination = freeLocalName(destination, entry->isFolder());
-  ToolCancel cancel;
-  InterruptCancel interrupt(cancel);
+  StopToken command;
+  InterruptCancel interrupt(command);
   try {
     ProgressBar bar(name);
-    files.pull(
-        path, destination, [&](const TransferProgress& progress) { bar.update(progress); },
-        &cancel);
+    files.stoppedBy(command).pull(path, destination,
+                                  [&](const TransferProgress& progress) { bar.update(progress); });
   } catch (const Error&) {
     if (interrupt.interrupted()) throw Cancelled();
     throw;

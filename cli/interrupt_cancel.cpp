@@ -26,7 +26,7 @@ void onSignal(int) {
 
 }  // namespace
 
-InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
+InterruptCancel::InterruptCancel(StopToken command) : command_(std::move(command)) {
   if (pipe2(pipe_, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
   signalPipe = pipe_[1];
   struct sigaction action {};
@@ -41,7 +41,7 @@ InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
       if (got < 0 && errno == EINTR) continue;
       if (got != 1 || byte == finished) return;
       interrupted_ = true;
-      cancel_.cancel();
+      command_.cancel();
     }
   });
 }

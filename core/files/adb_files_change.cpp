@@ -60,7 +60,7 @@ std::string AdbFiles::rename(const std::string& path, const std::string& newName
     moveChecked(staging, target, "rename " + name);
   } catch (const Error&) {
     try {
-      moveChecked(staging, valid, "restore " + name);
+      settling().moveChecked(staging, valid, "restore " + name);
     } catch (const Error&) {
       // Left under its renaming name, which leftovers finds; the first failure is the news.
     }
@@ -110,7 +110,7 @@ int AdbFiles::cleanUp(const std::vector<RemoteEntry>& entries) const {
 
 void AdbFiles::discardStage(const std::string& staged) const noexcept {
   try {
-    exec({"rm", "-rf", "--", staged}, folderTimeout, true);
+    settling().exec({"rm", "-rf", "--", staged}, folderTimeout, true);
   } catch (...) {
     // Failing already; what stays behind carries a staging name that leftovers finds.
   }

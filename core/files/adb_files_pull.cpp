@@ -10,8 +10,8 @@ namespace lumivale {
 using namespace files_detail;
 namespace fs = std::filesystem;
 
-void AdbFiles::pull(const std::string& path, const fs::path& destination, const Progress& progress,
-                    ToolCancel* cancel) const {
+void AdbFiles::pull(const std::string& path, const fs::path& destination,
+                    const Progress& progress) const {
   const std::string valid = confineItem(path);
   const std::string name = RemotePath::name(valid);
   const auto before = identity(valid);
@@ -36,8 +36,7 @@ void AdbFiles::pull(const std::string& path, const fs::path& destination, const 
   LocalItems::ScratchFolder scratch(LocalItems::localScratch(destination));
   transfer(
       {"pull", "-a", valid, scratch.path().string()},
-      [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress,
-      cancel);
+      [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress);
   if (identity(valid) != before)
     throw FilesError::refused(
         fmt::format("'{}' changed on the tablet while it was copied; nothing was kept, try again",

@@ -21,10 +21,10 @@ using testing::StandinTablet;
 class CountingRunner : public AdbRunner {
  public:
   explicit CountingRunner(AdbRunner& inner) : inner_(inner) {}
-  std::string shell(const std::string& serial, const std::string& command,
-                    Seconds timeout) override {
+  std::string shell(const std::string& serial, const std::string& command, Seconds timeout,
+                    const StopToken* stop = nullptr) override {
     ++roundTrips;
-    return inner_.shell(serial, command, timeout);
+    return inner_.shell(serial, command, timeout, stop);
   }
   int roundTrips = 0;
 

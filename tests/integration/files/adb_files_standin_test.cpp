@@ -264,11 +264,10 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
 
 TEST_F(StandinFilesTest, ACancelledPushLeavesNothingBehind) {
   const fs::path big = localFile("big.bin", std::string(64 * 1024 * 1024, 'c'));
-  ToolCancel cancel;
+  StopToken cancel;
   // Cancel once the copy has started; the run is stopped, or its result set aside.
-  EXPECT_THROW(files->push(
-                   big, "/sdcard", std::nullopt, CollisionPolicy::ask,
-                   [&](const TransferProgress&) { cancel.cancel(); }, &cancel),
+  EXPECT_THROW(files->stoppedBy(cancel).push(big, "/sdcard", std::nullopt, CollisionPolicy::ask,
+                                             [&](const TransferProgress&) { cancel.cancel(); }),
                Cancelled);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
 }
