@@ -49,6 +49,7 @@ ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds ti
                            bool mergeErrors) const {
   std::string line = TabletShell::line(arguments);
   if (mergeErrors) line += " 2>&1";
+  stop_.throwIfCancelled();
   timeout = stop_.budget(timeout);
   const ToolRun run =
       runner_->run(serial_, {"shell", TabletShell::withMarker(line)}, timeout, &stop_);
