@@ -19,6 +19,8 @@ namespace lumivale {
 namespace {
 
 using testing::StandinTablet;
+using testing::adbChildren;
+using testing::adbRunUnderWay;
 
 // Counts adb round trips on the way to the bridge.
 class CountingRunner : public AdbRunner {
