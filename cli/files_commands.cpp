@@ -156,16 +156,16 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   AdbFiles& files = tablet.files;
   const fs::path local = options.path;
   const std::string folder = RemotePath::resolve(options.second);
-  ToolCancel cancel;
-  InterruptCancel interrupt(cancel);
+  StopToken command;
+  InterruptCancel interrupt(command);
+  files = files.stoppedBy(command);
   for (;;) {
     try {
       std::string placed;
       {
         ProgressBar bar(local.filename().string());
-        placed = companion::wordingFileErrors("could not read", [&] {
-          return files.push(local, folder, options.as, *policy, &bar, &cancel);
-        });
+        placed = companion::wordingFileErrors(
+            "could not read", [&] { return files.push(local, folder, options.as, *policy, &bar); });
       }
       std::cout << shown(placed) << "\n";
       return;
@@ -194,12 +194,12 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
     if (fs::is_directory(wanted)) wanted /= name;
     return freeLocalName(wanted, entry->isFolder());
   });
-  ToolCancel cancel;
-  InterruptCancel interrupt(cancel);
+  StopToken command;
+  InterruptCancel interrupt(command);
   try {
     ProgressBar bar(name);
     companion::wordingFileErrors("could not put the copy in",
-                                 [&] { files.pull(path, destination, &bar, &cancel); });
+                                 [&] { files.stoppedBy(command).pull(path, destination, &bar); });
   } catch (const Error&) {
     if (interrupt.interrupted()) throw Cancelled();
     throw;

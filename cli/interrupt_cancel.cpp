@@ -30,7 +30,7 @@ void onSignal(int) {
 
 }  // namespace
 
-InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
+InterruptCancel::InterruptCancel(StopToken command) : command_(std::move(command)) {
   auto ends = SystemCalls::openPipe();
   if (!ends) throw Error(std::string("could not get ready for Ctrl-C: ") + std::strerror(errno));
   pipe_[0] = ends->read.release();
@@ -48,7 +48,7 @@ InterruptCancel::InterruptCancel(ToolCancel& cancel) : cancel_(cancel) {
       if (got < 0 && errno == EINTR) continue;
       if (got != 1 || byte == finished) return;
       interrupted_ = true;
-      cancel_.cancel();
+      command_.cancel();
     }
   });
 }

@@ -4,15 +4,15 @@
 #include <csignal>
 #include <thread>
 
-#include "core/tablet/tool_cancel.h"
+#include "core/stop_token.h"
 
 namespace lumivale::cli {
 
-// While it lives, Ctrl-C (SIGINT) or SIGTERM cancels `cancel` instead of ending the
-// program, so a transfer can stop its adb run and clean up what it staged.
+// While it lives, Ctrl-C (SIGINT) or SIGTERM cancels the command's token instead of
+// ending the program, so a transfer can stop its adb run and clean up what it staged.
 class InterruptCancel {
  public:
-  explicit InterruptCancel(ToolCancel& cancel);
+  explicit InterruptCancel(StopToken command);
   ~InterruptCancel();
   InterruptCancel(const InterruptCancel&) = delete;
   InterruptCancel& operator=(const InterruptCancel&) = delete;
@@ -20,7 +20,7 @@ class InterruptCancel {
   bool interrupted() const { return interrupted_; }
 
  private:
-  ToolCancel& cancel_;
+  StopToken command_;
   std::atomic<bool> interrupted_{false};
   int pipe_[2] = {-1, -1};
   struct sigaction oldInterrupt_ {};

@@ -1,6 +1,6 @@
 // What adb and the tablet's shell tools print: device lists, facts, screen state, exit markers.
 #include "core/tablet/adb_parse.h"
-#include "core/tablet/shell_exit.h"
+#include "core/tablet/tablet_shell.h"
 #include "fuzz/fuzz_input.h"
 
 using namespace lumivale;
@@ -24,6 +24,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   AdbParse::mdnsServices(input);
   AdbParse::focusedActivity(input);
   AdbParse::section(input, "df");
-  ShellExit::split(input);
+  TabletShell::split(input);
   return 0;
 }

@@ -5,6 +5,7 @@
 
 #include "core/account/auth_error.h"
 #include "core/account/curl_library.h"
+#include "core/cancelled.h"
 
 namespace lumivale {
 
@@ -21,8 +22,15 @@ std::string lowered(std::string text) {
 struct Transfer {
   long maxBytes = 0;
   bool tooLarge = false;
+  const StopToken* stop = nullptr;
   HttpResponse response;
 };
+
+// Called by curl while it waits as well as while it moves bytes; non-zero aborts.
+int onProgress(void* context, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+  auto* transfer = static_cast<Transfer*>(context);
+  return transfer->stop && transfer->stop->isCancelled() ? 1 : 0;
+}
 
 size_t onBody(char* data, size_t size, size_t count, void* context) {
   auto* transfer = static_cast<Transfer*>(context);
@@ -78,7 +86,9 @@ bool isTlsFailure(CURLcode code) {
 }
 
 // One request, no redirects followed.
-Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadline, long maxBytes) {
+Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadline, long maxBytes,
+              const StopToken* stop) {
+  if (stop) stop->throwIfCancelled();
   long left = millisecondsUntil(deadline);
   if (left <= 0) throw AccountTimeout();
   const CurlLibrary& library = curlLibrary();
@@ -86,6 +96,7 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
   library.easyReset(curl);
   Transfer transfer;
   transfer.maxBytes = maxBytes;
+  transfer.stop = stop;
   std::string url = request.url.text();
   HeaderList headers{library};
   for (const auto& [name, value] : request.headers)
@@ -109,7 +120,11 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
   library.easySetopt(curl, CURLOPT_WRITEDATA, &transfer);
   library.easySetopt(curl, CURLOPT_HEADERFUNCTION, onHeader);
   library.easySetopt(curl, CURLOPT_HEADERDATA, &transfer);
+  library.easySetopt(curl, CURLOPT_XFERINFOFUNCTION, onProgress);
+  library.easySetopt(curl, CURLOPT_XFERINFODATA, &transfer);
+  library.easySetopt(curl, CURLOPT_NOPROGRESS, 0L);
   CURLcode code = library.easyPerform(curl);
+  if (code == CURLE_ABORTED_BY_CALLBACK) throw Cancelled();
   if (transfer.tooLarge) throw ResponseTooLarge(maxBytes);
   if (code == CURLE_OPERATION_TIMEDOUT) throw AccountTimeout();
   if (isTlsFailure(code)) throw TlsFailure(library.easyStrerror(code));
@@ -151,10 +166,11 @@ namespace AccountHTTP {
 
 HttpResponse fetch(const HttpRequest& request, HttpSession& session,
                    const RedirectPolicy& redirects, Deadline deadline, long maxBytes,
-                   bool expectsJSON) {
+                   bool expectsJSON, const StopToken* stop) {
+  if (auto budget = stop ? stop->deadline() : std::nullopt) deadline = std::min(deadline, *budget);
   HttpRequest current = request;
   for (int hop = 0;; ++hop) {
-    HttpResponse response = send(current, session, deadline, maxBytes).response;
+    HttpResponse response = send(current, session, deadline, maxBytes, stop).response;
     if (looksLikeNetworkLogin(response, expectsJSON)) throw NetworkLoginRequired();
     if (!isRedirect(response.status) || hop == maxRedirects) return response;
     auto location = response.header("location");

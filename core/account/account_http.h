@@ -8,6 +8,7 @@
 
 #include "core/account/http_url.h"
 #include "core/account/redirect_policy.h"
+#include "core/stop_token.h"
 
 namespace lumivale {
 
@@ -46,12 +47,13 @@ using Deadline = std::chrono::steady_clock::time_point;
 namespace AccountHTTP {
 
 // Sends `request` and reads the answer, following redirects only as `redirects`
-// allows. Fails with AccountTimeout past `deadline`, ResponseTooLarge for a body
-// longer than `maxBytes`, NetworkLoginRequired for an HTML page where JSON was
-// expected, TlsFailure or NetworkFailure when no answer came.
+// allows. Fails with AccountTimeout past `deadline` (or `stop`'s, when earlier),
+// ResponseTooLarge for a body longer than `maxBytes`, NetworkLoginRequired for an HTML
+// page where JSON was expected, TlsFailure or NetworkFailure when no answer came, and
+// Cancelled when `stop` is cancelled (the transfer is aborted from its progress check).
 HttpResponse fetch(const HttpRequest& request, HttpSession& session,
                    const RedirectPolicy& redirects, Deadline deadline, long maxBytes,
-                   bool expectsJSON);
+                   bool expectsJSON, const StopToken* stop = nullptr);
 
 // Runs `operation` with a deadline `seconds` from now. The operation hands the
 // deadline to each request it sends, so the whole operation (redirects included)

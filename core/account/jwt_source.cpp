@@ -24,10 +24,24 @@ std::string JwtSource::currentGeneration() const {
 }
 
 PortmarkJWT JwtSource::jwt() {
-  std::lock_guard call(calls_);
+  // One jwt() at a time, without holding a lock while the store or the network answers:
+  // later callers wait (the mutex released) for the one under way, then use its result.
+  std::unique_lock state(state_);
+  settled_.wait(state, [&] { return !busy_; });
+  busy_ = true;
+  state.unlock();
+  struct Settle {
+    JwtSource& source;
+    std::unique_lock<std::mutex>& state;
+    ~Settle() {
+      if (!state.owns_lock()) state.lock();
+      source.busy_ = false;
+      source.settled_.notify_one();
+    }
+  } settle{*this, state};
   const double now = now_();
   const std::string generation = currentGeneration();
-  std::unique_lock state(state_);
+  state.lock();
   const int epoch = epoch_;
   // A generation mid-change or unreadable never matches, so the store is re-read.
   bool stale = !lastStoreRead_ || now - lastStoreRead_->at >= storeReadInterval_ ||

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -44,8 +45,9 @@ class JwtSource {
   const double storeReadInterval_;
   const Clock now_;
 
-  std::mutex calls_;          // one jwt() at a time
-  mutable std::mutex state_;  // the fields below; never held while minting
+  mutable std::mutex state_;  // the fields below; never held while reading or minting
+  std::condition_variable settled_;
+  bool busy_ = false;  // a jwt() is reading or minting; the others wait for its answer
   std::optional<PortmarkJWT> cached_;
   std::optional<std::string> mintedFrom_;
   std::optional<StoreRead> lastStoreRead_;

@@ -3,7 +3,9 @@
 #include "core/settings/log.h"
 
 #include <chrono>
+#include <mutex>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "core/account/auth_error.h"
 #include "core/account/auth_messages.h"
@@ -23,6 +25,49 @@ struct PortmarkClient::Call {
   std::optional<json> body;
   const std::string* bearer = nullptr;
   double seconds = 0;
+};
+
+// An HttpSession serves one request at a time; a call takes an idle one, or opens
+// another when all are busy, and gives it back when done. The mutex guards the list
+// only, never a request.
+class PortmarkClient::Sessions {
+ public:
+  explicit Sessions(std::shared_ptr<HttpSession> first) { idle_.push_back(std::move(first)); }
+
+  class Lease {
+   public:
+    Lease(Sessions& owner, std::shared_ptr<HttpSession> session)
+        : owner_(owner), session_(std::move(session)) {}
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+    ~Lease() { owner_.giveBack(std::move(session_)); }
+    HttpSession& operator*() { return *session_; }
+
+   private:
+    Sessions& owner_;
+    std::shared_ptr<HttpSession> session_;
+  };
+
+  Lease take() {
+    {
+      std::lock_guard lock(mutex_);
+      if (!idle_.empty()) {
+        auto session = std::move(idle_.back());
+        idle_.pop_back();
+        return Lease(*this, std::move(session));
+      }
+    }
+    return Lease(*this, std::make_shared<HttpSession>());
+  }
+
+ private:
+  void giveBack(std::shared_ptr<HttpSession> session) {
+    std::lock_guard lock(mutex_);
+    idle_.push_back(std::move(session));
+  }
+
+  std::mutex mutex_;
+  std::vector<std::shared_ptr<HttpSession>> idle_;
 };
 
 namespace {
@@ -99,7 +144,7 @@ bool isSuccess(int status) {
 PortmarkClient::PortmarkClient(HttpUrl baseUrl, std::shared_ptr<HttpSession> session,
                                PortmarkTimeouts timeouts, bool internalBuild)
     : baseUrl_(std::move(baseUrl)),
-      session_(std::move(session)),
+      sessions_(std::make_shared<Sessions>(std::move(session))),
       timeouts_(timeouts),
       internalBuild_(internalBuild) {}
 
@@ -125,16 +170,22 @@ HttpResponse PortmarkClient::execute(const Call& call) {
     request.headers["Content-Type"] = "application/json; charset=utf-8";
     request.body = call.body->dump();
   }
-  std::lock_guard lock(calls_);
   try {
+    auto session = sessions_->take();
     return AccountHTTP::withDeadline(call.seconds, [&](Deadline deadline) {
-      return AccountHTTP::fetch(request, *session_, SameOriginRedirects::shared, deadline,
-                                maxResponseBytes, true);
+      return AccountHTTP::fetch(request, *session, SameOriginRedirects::shared, deadline,
+                                maxResponseBytes, true, stop_ ? &*stop_ : nullptr);
     });
   } catch (const AuthError& error) {
     logWarning("{} {}: {}", call.method, call.path, error.reason());
     throw;
   }
+}
+
+PortmarkClient PortmarkClient::stoppedBy(StopToken stop) const {
+  PortmarkClient copy = *this;
+  copy.stop_ = std::move(stop);
+  return copy;
 }
 
 SignInResult PortmarkClient::signInOrUp(const std::string& path, const json& body, bool signingUp) {

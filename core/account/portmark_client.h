@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -23,7 +22,8 @@ struct DeviceTokenAnswer {
 };
 
 // The account service's client. Every operation runs under its own deadline from
-// `timeouts` and serialises with the others on this client.
+// `timeouts`. Calls may come from several threads: each takes a connection of its own
+// for the request, so none waits on another's network.
 class PortmarkClient {
  public:
   static constexpr long maxResponseBytes = 262144;
@@ -39,6 +39,9 @@ class PortmarkClient {
 
   const HttpUrl& baseUrl() const { return baseUrl_; }
   const PortmarkTimeouts& timeouts() const { return timeouts_; }
+  // A client on the same connections whose every operation is stopped by `stop`
+  // (Cancelled), and whose deadlines are cut to `stop`'s.
+  PortmarkClient stoppedBy(StopToken stop) const;
 
   SignInResult signInEmail(const std::string& email, const std::string& password);
   SignInResult signUpEmail(const std::string& email, const std::string& password,
@@ -57,11 +60,14 @@ class PortmarkClient {
   HttpResponse execute(const Call& call);
   SignInResult signInOrUp(const std::string& path, const nlohmann::json& body, bool signingUp);
 
+  // Idle connections, shared by the copies of a client.
+  class Sessions;
+
   HttpUrl baseUrl_;
-  std::shared_ptr<HttpSession> session_;
+  std::shared_ptr<Sessions> sessions_;
   PortmarkTimeouts timeouts_;
   bool internalBuild_;
-  std::mutex calls_;
+  std::optional<StopToken> stop_;
 };
 
 }  // namespace lumivale

@@ -129,9 +129,12 @@ void SessionLock::acquire(bool reader) {
   owner_ = self;
   depth_ = 1;
   if (!fileURL_) return;
+  // Owned now, so the mutex can go while another process is waited for.
+  guard.unlock();
   try {
     lockFile(deadline);
   } catch (...) {
+    guard.lock();
     owner_.reset();
     depth_ = 0;
     released_.notify_one();

@@ -4,6 +4,7 @@
 #include "core/device-settings/screen_off_timeout.h"
 #include "core/device-settings/setting_error.h"
 #include "core/device-settings/setting_parse.h"
+#include "core/tablet/tablet_shell.h"
 
 namespace lumivale::DeviceSettings {
 namespace {
@@ -17,12 +18,12 @@ constexpr long long aboveWarmthLevel = ~0xFFLL;
 const std::string amberRate = "screen_brightness_amber_rate";
 
 std::string settingsGet(const std::string& space, const std::string& key) {
-  return SettingShell::command({"settings", "get", space, key});
+  return TabletShell::line({"settings", "get", space, key});
 }
 
 std::string settingsPut(const std::string& space, const std::string& key,
                         const std::string& value) {
-  return SettingShell::command({"settings", "put", space, key, value});
+  return TabletShell::line({"settings", "put", space, key, value});
 }
 
 long long stored(const std::string& text) {
@@ -79,7 +80,7 @@ SettingWriter commandWriter(std::vector<std::string> arguments) {
   return [arguments](AdbRunner& runner, const std::string& serial, const SettingValue& value) {
     auto withValue = arguments;
     withValue.push_back(value.text());
-    SettingShell::check(runner, serial, {SettingShell::command(withValue)});
+    SettingShell::check(runner, serial, {TabletShell::line(withValue)});
   };
 }
 
@@ -192,17 +193,17 @@ std::vector<DeviceSetting> catalogue() {
        "wm density 240-320 dpi; Reset returns to the panel’s physical density.",
        SettingTier::adb(),
        DeviceSetting::Slider{240, 320},
-       SettingReader{{SettingShell::command({"wm", "density"})},
+       SettingReader{{TabletShell::line({"wm", "density"})},
                      [](const Outputs& outputs) -> Values {
                        auto info = SettingParse::density(outputs.front());
                        if (!info)
                          throw SettingError::unexpectedOutput(
-                             SettingParse::firstLine(outputs.front()));
+                             TabletShell::firstLine(outputs.front()));
                        return {SettingValue::level(info->effective())};
                      }},
        commandWriter({"wm", "density"}),
        [](AdbRunner& runner, const std::string& serial) {
-         SettingShell::check(runner, serial, {SettingShell::command({"wm", "density", "reset"})});
+         SettingShell::check(runner, serial, {TabletShell::line({"wm", "density", "reset"})});
        },
        {}},
       {"screensaver",
@@ -232,7 +233,7 @@ std::vector<DeviceSetting> catalogue() {
            {{"com.android.launcher3/com.android.launcher3.uioverrides.QuickstepLauncher",
              "Launcher3"}},
            ComponentQueries::homeApps},
-       componentsReader({SettingShell::command(resolveHome)},
+       componentsReader({TabletShell::line(resolveHome)},
                         [](const Outputs& outputs) {
                           // With no default chosen, the system's chooser answers.
                           auto found = SettingParse::components(outputs.front());

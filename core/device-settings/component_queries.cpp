@@ -2,6 +2,7 @@
 
 #include "core/device-settings/setting_parse.h"
 #include "core/device-settings/setting_shell.h"
+#include "core/tablet/tablet_shell.h"
 
 namespace lumivale::ComponentQueries {
 namespace {
@@ -13,7 +14,7 @@ std::vector<SettingChoice> query(AdbRunner& runner, const std::string& serial,
                                  std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {"cmd", "package"});
   auto output =
-      SettingShell::check(runner, serial, {SettingShell::command(arguments)}, queryTimeout).front();
+      SettingShell::check(runner, serial, {TabletShell::line(arguments)}, queryTimeout).front();
   std::vector<SettingChoice> choices;
   for (auto& component : SettingParse::components(output))
     choices.push_back({component, component});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/cancelled.h"
 #include "core/device-settings/setting_error.h"
 
 namespace lumivale::DeviceSettings {
@@ -34,6 +35,8 @@ std::vector<SettingReading> readAll(AdbRunner& runner, const std::string& serial
   std::optional<std::string> failure;
   try {
     answers = SettingShell::run(runner, serial, commands, readAllTimeout);
+  } catch (const Cancelled&) {
+    throw;  // a cancel ends the whole reading, not one setting
   } catch (const Error& error) {
     failure = error.message();
   }
@@ -49,6 +52,8 @@ std::vector<SettingReading> readAll(AdbRunner& runner, const std::string& serial
       try {
         auto values = each.held({next, end});
         if (!values.empty()) reading.value = values.front();
+      } catch (const Cancelled&) {
+        throw;
       } catch (const Error& error) {
         reading.error = error.message();
       }

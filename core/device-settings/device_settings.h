@@ -30,7 +30,8 @@ const DeviceSetting* setting(const std::string& id);
 const DeviceSetting& settingNamed(const std::string& id);
 
 // One reading per setting, in catalogue order, all read in one round trip. Never fails
-// as a whole: a setting whose reader fails gets the message as its error.
+// as a whole, but for a cancel (Cancelled; hand in a StoppedAdbRunner to make it
+// cancellable): a setting whose reader fails gets the message as its error.
 std::vector<SettingReading> readAll(AdbRunner& runner, const std::string& serial);
 
 }  // namespace DeviceSettings

@@ -44,13 +44,6 @@ bool isJavaName(std::string_view text, bool allowDollar) {
 
 }  // namespace
 
-std::string firstLine(std::string_view text) {
-  for (auto line : lines(text)) {
-    if (!line.empty()) return std::string(line);
-  }
-  return {};
-}
-
 std::optional<std::string> settingsAnswer(std::string_view output) {
   auto answer = trimmed(output);
   if (answer == "null") return std::nullopt;

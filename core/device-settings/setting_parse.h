@@ -27,9 +27,6 @@ struct ScreensaverState {
 // Pure parsers of what the tablet's tools print.
 namespace SettingParse {
 
-// The first line that is not blank, without its line end.
-std::string firstLine(std::string_view text);
-
 // The answer of `settings get`, trimmed; "null" (an unset key) is absent.
 std::optional<std::string> settingsAnswer(std::string_view output);
 

@@ -108,13 +108,6 @@ TEST(UserSettingRowTest, RoundTripsWithTheServiceKeysInOrder) {
   EXPECT_THROW(UserSettingRow::fromJson(nlohmann::json::parse(R"({"id":"r1"})")), SettingError);
 }
 
-TEST(SettingShellTest, QuotesWhatTheShellWouldReadAgain) {
-  EXPECT_EQ(SettingShell::command({"settings", "get", "system", "screen_brightness"}),
-            "settings get system screen_brightness");
-  EXPECT_EQ(SettingShell::command({"cmd", "p/p.Outer$Inner", "it's", ""}),
-            "cmd 'p/p.Outer$Inner' 'it'\\''s' ''");
-}
-
 TEST(SettingShellTest, EachCommandOfALineHasItsOwnStatus) {
   std::vector<std::string> commands{"first", "second"};
   EXPECT_EQ(SettingShell::line(commands),

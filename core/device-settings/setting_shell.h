@@ -20,9 +20,6 @@ struct Answer {
   int status = 0;
 };
 
-// One command, each argument quoted for the tablet's shell unless it is plainly safe.
-std::string command(const std::vector<std::string>& arguments);
-
 // The shell line that runs `commands` in order, each followed by its exit marker.
 std::string line(const std::vector<std::string>& commands);
 

@@ -14,22 +14,18 @@
 #include "core/files/listing_format_cache.h"
 #include "core/files/remote_entry.h"
 #include "core/files/transfer.h"
+#include "core/stop_token.h"
 #include "core/tablet/adb_runner.h"
+#include "core/tablet/tablet_shell.h"
 
 namespace lumivale {
-
-// The output of one tablet shell command and the status its exit marker carried.
-struct ShellResult {
-  std::string output;
-  int status = 0;
-
-  bool operator==(const ShellResult&) const = default;
-  const std::string& text() const { return output; }
-};
 
 // The one place where the computer changes files on the tablet. Nothing is left
 // half-written under a user-visible name: replacements, deletions and renames pass
 // through hidden staging names first. Copies of an AdbFiles act on the same tablet.
+// Every operation runs under the copy's stop token: cancelling it ends the operation
+// with Cancelled (what it staged is cleaned up as on any failure), and its deadline
+// cuts each step's time.
 class AdbFiles {
  public:
   static constexpr std::string_view partialPrefix = ".lumivale-partial-";
@@ -46,21 +42,21 @@ class AdbFiles {
 
   const std::string& serial() const { return serial_; }
   const TransferLimits& limits() const { return limits_; }
+  // A copy whose every operation is stopped by `stop`.
+  AdbFiles stoppedBy(StopToken stop) const;
+  const StopToken& stop() const { return stop_; }
   // Applied to every pulled copy; a non-zero status refuses the copy.
   MarkQuarantine markQuarantine = [](const std::filesystem::path&) { return 0; };
 
-  // Shell lines and the exit marker.
-  static std::string shellLine(const std::vector<std::string>& arguments);
-  static std::optional<ShellResult> splitExit(std::string_view output);
-  static std::string firstLine(std::string_view text);
+  // Shell lines go to the tablet as TabletShell writes and reads them.
   static std::string displayable(std::string_view text);
   static std::vector<std::vector<std::string>> batches(const std::vector<std::string>& paths,
                                                        std::size_t budget);
-  ShellResult exec(const std::vector<std::string>& arguments, Seconds timeout, bool mergeErrors,
-                   ToolCancel* cancel = nullptr) const;
+  ShellResult exec(const std::vector<std::string>& arguments, Seconds timeout,
+                   bool mergeErrors) const;
   // exec, with a non-zero status refused as "could not {doing}: {first line}".
   ShellResult check(const std::vector<std::string>& arguments, std::string_view doing,
-                    Seconds timeout, ToolCancel* cancel = nullptr) const;
+                    Seconds timeout) const;
 
   // Looking.
   std::vector<RemoteEntry> list(const std::string& path, bool includeHidden) const;
@@ -77,9 +73,9 @@ class AdbFiles {
   void remove(const std::string& path) const;
   std::string push(const std::filesystem::path& local, const std::string& toDirectory,
                    const std::optional<std::string>& as, CollisionPolicy collision,
-                   TransferObserver* progress = nullptr, ToolCancel* cancel = nullptr) const;
+                   TransferObserver* progress = nullptr) const;
   void pull(const std::string& path, const std::filesystem::path& destination,
-            TransferObserver* progress = nullptr, ToolCancel* cancel = nullptr) const;
+            TransferObserver* progress = nullptr) const;
 
   // Measuring.
   std::uint64_t usage(const std::string& path) const;
@@ -136,9 +132,12 @@ class AdbFiles {
   void markLinkTargets(std::vector<RemoteEntry>& entries, const std::string& folder) const;
   void transfer(const std::vector<std::string>& arguments,
                 const std::function<std::uint64_t()>& sample, std::optional<std::uint64_t> total,
-                std::uint64_t cap, TransferObserver* progress, ToolCancel* cancel) const;
+                std::uint64_t cap, TransferObserver* progress) const;
   void sendStaged(const std::filesystem::path& local, const std::string& staged,
-                  std::uint64_t localBytes, TransferObserver* progress, ToolCancel* cancel) const;
+                  std::uint64_t localBytes, TransferObserver* progress) const;
+  // A copy for putting things back after a failure or a cancel: not stopped by this
+  // copy's token, each step under its own timeout.
+  AdbFiles settling() const { return stoppedBy(StopToken()); }
   // Gives the staged copy its final name; `old` is the item it replaces, if any.
   void place(const std::string& staged, const std::string& target,
              const std::optional<RemoteEntry>& old, const std::string& id) const;
@@ -157,6 +156,7 @@ class AdbFiles {
   std::string serial_;
   TransferLimits limits_;
   std::shared_ptr<ListingFormatCache> caches_;
+  StopToken stop_;
 };
 
 }  // namespace lumivale

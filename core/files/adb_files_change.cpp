@@ -59,7 +59,7 @@ std::string AdbFiles::rename(const std::string& path, const std::string& newName
     moveChecked(staging, target, "rename " + name);
   } catch (const Error&) {
     try {
-      moveChecked(staging, valid, "restore " + name);
+      settling().moveChecked(staging, valid, "restore " + name);
     } catch (const Error&) {
       // Left under its renaming name with its record, from which clean-up puts it back.
     }
@@ -104,10 +104,12 @@ void AdbFiles::remove(const std::string& path) const {
 void AdbFiles::settleRecord(const std::string& folder, const std::string& id,
                             const std::vector<std::string>& staged) const noexcept {
   try {
+    // Runs while failing or being cancelled, so not under this copy's token.
+    const AdbFiles unstopped = settling();
     for (const auto& path : staged) {
-      if (present(path)) return;
+      if (unstopped.present(path)) return;
     }
-    dropRecord(folder, id);
+    unstopped.dropRecord(folder, id);
   } catch (...) {
     // The tablet cannot say; the record stays, so clean-up can tell what the items were.
   }
@@ -115,7 +117,7 @@ void AdbFiles::settleRecord(const std::string& folder, const std::string& id,
 
 bool AdbFiles::discardStage(const std::string& staged) const noexcept {
   try {
-    return exec({"rm", "-rf", "--", staged}, folderTimeout, true).status == 0;
+    return settling().exec({"rm", "-rf", "--", staged}, folderTimeout, true).status == 0;
   } catch (...) {
     return false;  // failing already; what stays behind carries a staging name and its record
   }

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/tablet/tablet_shell.h"
 #include "core/tablet/tool_run.h"
 
 // Shared by the AdbFiles sources only.
@@ -24,5 +25,7 @@ std::string byteCount(std::uint64_t bytes);
 
 // The path as messages show it.
 std::string shown(std::string_view path);
+
+using TabletShell::firstLine;
 
 }  // namespace lumivale::files_detail

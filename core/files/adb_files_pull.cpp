@@ -11,7 +11,7 @@ using namespace files_detail;
 namespace fs = std::filesystem;
 
 void AdbFiles::pull(const std::string& path, const fs::path& destination,
-                    TransferObserver* progress, ToolCancel* cancel) const {
+                    TransferObserver* progress) const {
   const std::string valid = confineItem(path);
   const std::string name = RemotePath::name(valid);
   const auto before = identity(valid);
@@ -39,8 +39,7 @@ void AdbFiles::pull(const std::string& path, const fs::path& destination,
   LocalItems::ScratchFolder scratch(LocalItems::localScratch(destination));
   transfer(
       {"pull", "-a", valid, scratch.path().string()},
-      [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress,
-      cancel);
+      [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress);
   if (identity(valid) != before)
     throw FilesError::refused(
         fmt::format("'{}' changed on the tablet while it was copied; nothing was kept, try again",

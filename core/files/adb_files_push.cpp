@@ -99,12 +99,11 @@ void AdbFiles::verifyStaged(const std::string& staged, const fs::path& local,
 }
 
 void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
-                          std::uint64_t localBytes, TransferObserver* progress,
-                          ToolCancel* cancel) const {
+                          std::uint64_t localBytes, TransferObserver* progress) const {
   if (!fs::is_directory(fs::symlink_status(local))) {
     transfer(
         {"push", local.string(), staged}, [&] { return remoteBytes(staged, false); }, localBytes,
-        limits_.maxBytes, progress, cancel);
+        limits_.maxBytes, progress);
     return;
   }
   // A folder is made first, so even an empty one arrives, then filled child by child.
@@ -122,7 +121,7 @@ void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
     command.insert(command.end(), batch.begin(), batch.end());
     command.push_back(staged + "/");
     transfer(
-        command, [&] { return usage(staged); }, localBytes, limits_.maxBytes, progress, cancel);
+        command, [&] { return usage(staged); }, localBytes, limits_.maxBytes, progress);
   }
   // adb push carries files only; empty folders are made here.
   std::vector<std::string> emptyFolders;
@@ -133,13 +132,13 @@ void AdbFiles::sendStaged(const fs::path& local, const std::string& staged,
   for (const auto& batch : batches(emptyFolders, batchBudget)) {
     std::vector<std::string> command{"mkdir", "-p", "--"};
     command.insert(command.end(), batch.begin(), batch.end());
-    check(command, "prepare the copy", folderTimeout, cancel);
+    check(command, "prepare the copy", folderTimeout);
   }
 }
 
 std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory,
                            const std::optional<std::string>& as, CollisionPolicy collision,
-                           TransferObserver* progress, ToolCancel* cancel) const {
+                           TransferObserver* progress) const {
   const std::string localName = local.filename().string();
   checkLocalItem(local, localName);
   const bool isFolder = fs::is_directory(fs::symlink_status(local));
@@ -178,7 +177,7 @@ std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory
   noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::copy, name));
   const std::string staged = folder + "/" + std::string(partialPrefix) + live.id();
   try {
-    sendStaged(local, staged, bytes, progress, cancel);
+    sendStaged(local, staged, bytes, progress);
     verifyStaged(staged, local, bytes);
     place(staged, target, taken, live.id());
   } catch (const FilesError& error) {
@@ -219,7 +218,7 @@ void AdbFiles::place(const std::string& staged, const std::string& target,
     moveChecked(staged, target, putInPlace);
   } catch (const Error&) {
     try {
-      moveChecked(kept, old->path, "put the old copy back");
+      settling().moveChecked(kept, old->path, "put the old copy back");
     } catch (const Error&) {
       // The old copy stays hidden under its kept name with its record; clean-up puts it back.
     }

@@ -58,21 +58,6 @@ class AdbFilesTest : public ::testing::Test {
   AdbFiles files{tablet, "LV1SERIAL", TransferLimits::standard(), caches};
 };
 
-TEST(ShellLineTest, QuotesOnlyWhatTheShellWouldReadAgain) {
-  EXPECT_EQ(AdbFiles::shellLine({"it's"}), "'it'\\''s'");
-  EXPECT_EQ(AdbFiles::shellLine({"a-b_c.d/e:f=g+h,i@j"}), "a-b_c.d/e:f=g+h,i@j");
-  EXPECT_EQ(AdbFiles::shellLine({"%f|%s"}), "'%f|%s'");
-  EXPECT_EQ(AdbFiles::shellLine({"stat", "", "$(reboot)", "a b"}), "stat '' '$(reboot)' 'a b'");
-}
-
-TEST(ShellLineTest, TheExitMarkerCarriesTheStatusAndEndsTheOutput) {
-  EXPECT_EQ(AdbFiles::splitExit("out\nLUMIVALE-EXIT:3\n"), (ShellResult{"out", 3}));
-  EXPECT_EQ(AdbFiles::splitExit("\nLUMIVALE-EXIT:0\r\n"), (ShellResult{"", 0}));
-  EXPECT_EQ(AdbFiles::splitExit("cut off before the end"), std::nullopt);
-  EXPECT_EQ(AdbFiles::splitExit("LUMIVALE-EXIT:0\n"), std::nullopt);
-  EXPECT_EQ(AdbFiles::firstLine("\n\r\nfirst\r\nsecond"), "first");
-}
-
 TEST(ShellLineTest, BatchesKeepOrderAndStayWithinTheBudget) {
   auto batches = AdbFiles::batches({"aaaa", "bbbb", "it's", std::string(50, 'x'), "c"}, 12);
   ASSERT_EQ(batches.size(), 4u);

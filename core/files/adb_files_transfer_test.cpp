@@ -33,7 +33,7 @@ FakeAdbRunner::Reply failed(std::string output = "") {
 class PullingTablet : public FakeAdbRunner {
  public:
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
-              ToolCancel* cancel) override {
+              const StopToken* cancel) override {
     if (arguments.size() == 4 && arguments[0] == "pull") {
       std::ofstream(fs::path(arguments[3]) / fs::path(arguments[2]).filename()) << pulledBytes;
     }
@@ -55,7 +55,7 @@ class EndlessPushTablet : public PullingTablet {
     on("shell rm -f --", ok());
   }
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
-              ToolCancel* cancel) override {
+              const StopToken* cancel) override {
     if (arguments.empty() || arguments[0] != "push" || !cancel)
       return PullingTablet::run(serial, arguments, timeout, cancel);
     // Bounded, so a test whose cancel never comes still ends.
@@ -100,9 +100,9 @@ class TransferTest : public ::testing::Test {
   }
 
   std::string pushMessage(const fs::path& item, CollisionPolicy collision,
-                          ToolCancel* cancel = nullptr) {
+                          const StopToken& stop = StopToken()) {
     try {
-      files.push(item, "/sdcard/Books", std::nullopt, collision, nullptr, cancel);
+      files.stoppedBy(stop).push(item, "/sdcard/Books", std::nullopt, collision);
     } catch (const Error& error) {
       return error.message();
     }
@@ -197,13 +197,14 @@ TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
               HasSubstr(" in /sdcard/Books: the next copy into that folder removes it, and so does "
                         "Clean up in the Files pane (lumivale files cleanup)"));
 
+  // Cancelled before it starts: nothing reaches the tablet, so nothing is staged.
   tablet.commands.clear();
   tablet.on("shell rm -rf --", ok());
   tablet.on("push ", reply("1 file pushed", 0));
-  ToolCancel cancel;
+  StopToken cancel;
   cancel.cancel();
-  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth, &cancel), "cancelled");
-  EXPECT_TRUE(sent("shell rm -rf -- /sdcard/Books/.lumivale-partial-"));
+  EXPECT_EQ(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth, cancel), "cancelled");
+  EXPECT_TRUE(tablet.commands.empty());
 }
 
 TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
@@ -211,10 +212,10 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   endless.on("shell rm -rf --", ok());
   AdbFiles slow{endless, "LV1SERIAL", TransferLimits::standard(),
                 std::make_shared<ListingFormatCache>()};
-  ToolCancel cancel;
+  StopToken cancel;
   ObserverFunction<TransferProgress> cancelling([&](const TransferProgress&) { cancel.cancel(); });
-  EXPECT_THROW(slow.push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
-                         &cancelling, &cancel),
+  EXPECT_THROW(slow.stoppedBy(cancel).push(local / "A.pdf", "/sdcard/Books", std::nullopt,
+                                           CollisionPolicy::ask, &cancelling),
                Cancelled);
   EXPECT_THAT(endless.commands,
               Contains(StartsWith("shell rm -rf -- /sdcard/Books/.lumivale-partial-")));

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "core/cancelled.h"
 #include "core/error.h"
 
 namespace lumivale {
@@ -47,12 +48,6 @@ class MoveSkipped : public Error {
 
  private:
   std::string target_;
-};
-
-// A file operation stopped because its caller cancelled it.
-class Cancelled : public Error {
- public:
-  Cancelled() : Error("cancelled") {}
 };
 
 }  // namespace lumivale

@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
+#include "core/cancelled.h"
 #include "core/tablet/adb_child_stream.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_hand_off.h"
 #include "core/tablet/adb_server.h"
-#include "core/tablet/shell_exit.h"
 
 namespace lumivale {
 namespace {
@@ -18,12 +18,7 @@ constexpr Seconds kServerAskTimeout{2};
 // Asked when a long-lived adb ended by itself, to tell a tablet gone from a command done.
 constexpr Seconds kGetStateTimeout{5};
 
-std::string firstLine(const std::string& text) {
-  auto lines = AdbParse::lines(text);
-  for (auto line : lines)
-    if (!line.empty()) return std::string(line);
-  return "";
-}
+using TabletShell::firstLine;
 
 }  // namespace
 
@@ -58,24 +53,25 @@ void AdbBridge::pin(const AdbTablet& tablet) {
 }
 
 ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds timeout,
-                          ToolCancel* cancel) {
+                          const StopToken* stop) {
   try {
-    return ToolRun::runIn(environment_, adbPath_.string(), arguments, timeout, cancel);
+    return ToolRun::runIn(environment_, adbPath_.string(), arguments, timeout, stop);
   } catch (const Spawn::Failure& failure) {
     throw AdbError(failure.message());
   }
 }
 
-ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds timeout) {
-  ToolRun run = runAdb(arguments, timeout);
-  const std::string shown = AdbHandOff::redacted(arguments);
-  if (run.timedOut)
-    throw AdbError(fmt::format("adb {} did not finish within {} s", shown, timeout.count()));
+ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds timeout,
+                              const StopToken* stop) {
+  if (stop) timeout = stop->budget(timeout);
+  ToolRun run = runAdb(arguments, timeout, stop);
+  if (run.cancelled) throw Cancelled();
+  const std::string shown = "adb " + AdbHandOff::redacted(arguments);
+  if (run.timedOut) throw AdbError(TabletShell::didNotFinish(shown, timeout));
   if (run.status != 0) {
     std::string detail = firstLine(run.stderrData);
     if (detail.empty()) detail = firstLine(run.stdoutData);
-    throw AdbError(
-        fmt::format("adb {} exited {}{}", shown, run.status, detail.empty() ? "" : ": " + detail));
+    throw AdbError(TabletShell::exited(shown, run.status, detail));
   }
   return run;
 }
@@ -86,11 +82,8 @@ void AdbBridge::ensureServer() {
   std::lock_guard starting(startLock_);
   if (serverStarted()) return;
   ToolRun run = runAdb({"start-server"}, kServerStartTimeout);
-  if (run.timedOut || run.status != 0) {
-    std::string detail = firstLine(run.stderrData);
-    throw AdbError(fmt::format("adb start-server exited {}{}", run.status,
-                               detail.empty() ? "" : ": " + detail));
-  }
+  if (run.timedOut || run.status != 0)
+    throw AdbError(TabletShell::exited("adb start-server", run.status, firstLine(run.stderrData)));
   std::lock_guard guard(lock_);
   serverStarted_ = true;
 }
@@ -114,20 +107,15 @@ std::string AdbBridge::run(const std::string& serial, const std::vector<std::str
   return runChecked(forSerial(serial, arguments), timeout).stdoutData;
 }
 
-std::string AdbBridge::runData(const std::string& serial, const std::vector<std::string>& arguments,
-                               Seconds timeout) {
-  return run(serial, arguments, timeout);
-}
-
 std::string AdbBridge::runReadingStderr(const std::string& serial,
-                                        const std::vector<std::string>& arguments,
-                                        Seconds timeout) {
-  return runChecked(forSerial(serial, arguments), timeout).stderrData;
+                                        const std::vector<std::string>& arguments, Seconds timeout,
+                                        const StopToken* stop) {
+  return runChecked(forSerial(serial, arguments), timeout, stop).stderrData;
 }
 
 ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
-                       Seconds timeout, ToolCancel* cancel) {
-  return runAdb(forSerial(serial, arguments), timeout, cancel);
+                       Seconds timeout, const StopToken* stop) {
+  return runAdb(forSerial(serial, arguments), timeout, stop);
 }
 
 std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,
@@ -149,18 +137,20 @@ std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>&
   return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel, tabletGone);
 }
 
-ShellExit::Split AdbBridge::shellStatus(const std::string& serial, const std::string& command,
-                                        Seconds timeout) {
-  std::string output = run(serial, {"shell", ShellExit::withMarker(command)}, timeout);
-  auto split = ShellExit::split(output);
+ShellResult AdbBridge::shellStatus(const std::string& serial, const std::string& command,
+                                   Seconds timeout, const StopToken* stop) {
+  std::string output =
+      runChecked(forSerial(serial, {"shell", TabletShell::withMarker(command)}), timeout, stop)
+          .stdoutData;
+  auto split = TabletShell::split(output);
   if (!split)
     throw AdbError("the tablet did not say how '" + AdbHandOff::redacted({command}) + "' ended");
   return *split;
 }
 
-std::string AdbBridge::shell(const std::string& serial, const std::string& command,
-                             Seconds timeout) {
-  auto split = shellStatus(serial, command, timeout);
+std::string AdbBridge::shell(const std::string& serial, const std::string& command, Seconds timeout,
+                             const StopToken* stop) {
+  auto split = shellStatus(serial, command, timeout, stop);
   if (split.status != 0) {
     std::string detail = firstLine(split.output);
     throw AdbError(fmt::format("'{}' failed on {} with status {}{}",

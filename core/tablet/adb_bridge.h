@@ -14,9 +14,9 @@
 #include "core/tablet/adb_locate.h"
 #include "core/tablet/adb_parse.h"
 #include "core/tablet/adb_runner.h"
-#include "core/tablet/shell_exit.h"
 #include "core/tablet/standin_hooks.h"
 #include "core/tablet/tablet_grouping.h"
+#include "core/tablet/tablet_shell.h"
 
 namespace lumivale {
 
@@ -45,19 +45,19 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
 
   void ensureServer();
 
-  // `adb -s SERIAL ARGS...`: the output as text, the raw bytes, or the error stream.
-  // A launch failure, a time-out or a non-zero status throws AdbError.
+  // `adb -s SERIAL ARGS...`: the output (text or raw bytes alike), or the error stream.
+  // A launch failure, a time-out or a non-zero status throws AdbError; a cancel of
+  // `stop`, Cancelled. Every operation below takes `stop` the same way. (The run with a
+  // token is the file runner's, below.)
   std::string run(const std::string& serial, const std::vector<std::string>& arguments,
                   Seconds timeout);
-  std::string runData(const std::string& serial, const std::vector<std::string>& arguments,
-                      Seconds timeout);
   std::string runReadingStderr(const std::string& serial, const std::vector<std::string>& arguments,
-                               Seconds timeout);
+                               Seconds timeout, const StopToken* stop = nullptr);
   // One line in the tablet's shell; a non-zero remote status throws AdbError.
-  std::string shell(const std::string& serial, const std::string& command,
-                    Seconds timeout) override;
+  std::string shell(const std::string& serial, const std::string& command, Seconds timeout,
+                    const StopToken* stop = nullptr) override;
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
-              ToolCancel* cancel) override;
+              const StopToken* stop) override;
   // A long-lived adb; arguments that begin with `-s SERIAL` must name the chosen tablet.
   std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
                                         const AdbStreamOptions& options, AdbStreamSink& sink,
@@ -77,32 +77,38 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   std::optional<TabletCheck> readCheck(const std::string& serial);
 
   // The tablet's facts and light.
-  DeviceInfo deviceInfo(const std::string& serial);
+  DeviceInfo deviceInfo(const std::string& serial, const StopToken* stop = nullptr);
   std::optional<std::string> getSetting(const std::string& serial, const std::string& nameSpace,
-                                        const std::string& key);
-  int getWarmth(const std::string& serial);
+                                        const std::string& key, const StopToken* stop = nullptr);
+  int getWarmth(const std::string& serial, const StopToken* stop = nullptr);
   struct WarmthAndShade {
     int warmth = 0;
     bool shade = false;
   };
-  WarmthAndShade getWarmthAndShade(const std::string& serial);
-  void setWarmth(const std::string& serial, int warmth);
-  int getBrightness(const std::string& serial);
-  void setBrightness(const std::string& serial, int brightness);
+  WarmthAndShade getWarmthAndShade(const std::string& serial, const StopToken* stop = nullptr);
+  void setWarmth(const std::string& serial, int warmth, const StopToken* stop = nullptr);
+  int getBrightness(const std::string& serial, const StopToken* stop = nullptr);
+  void setBrightness(const std::string& serial, int brightness, const StopToken* stop = nullptr);
 
   // Screen and input.
-  void wake(const std::string& serial);
-  bool keyguardShowing(const std::string& serial);
-  std::optional<std::string> wakefulness(const std::string& serial);
-  void requireReadyForInput(const std::string& serial);
-  std::string screenshot(const std::string& serial);
-  ScreenFrame screenFrame(const std::string& serial, Seconds maxAge);
+  void wake(const std::string& serial, const StopToken* stop = nullptr);
+  bool keyguardShowing(const std::string& serial, const StopToken* stop = nullptr);
+  std::optional<std::string> wakefulness(const std::string& serial,
+                                         const StopToken* stop = nullptr);
+  void requireReadyForInput(const std::string& serial, const StopToken* stop = nullptr);
+  std::string screenshot(const std::string& serial, const StopToken* stop = nullptr);
+  ScreenFrame screenFrame(const std::string& serial, Seconds maxAge,
+                          const StopToken* stop = nullptr);
   void tap(const std::string& serial, int x, int y,
-           const std::optional<ScreenFrame>& expecting = std::nullopt);
-  void typeText(const std::string& serial, const std::string& text);
-  void startActivity(const std::string& serial, const std::vector<std::string>& args);
-  void openURL(const std::string& serial, const std::string& url);
-  std::optional<std::string> foregroundActivity(const std::string& serial);
+           const std::optional<ScreenFrame>& expecting = std::nullopt,
+           const StopToken* stop = nullptr);
+  void typeText(const std::string& serial, const std::string& text,
+                const StopToken* stop = nullptr);
+  void startActivity(const std::string& serial, const std::vector<std::string>& args,
+                     const StopToken* stop = nullptr);
+  void openURL(const std::string& serial, const std::string& url, const StopToken* stop = nullptr);
+  std::optional<std::string> foregroundActivity(const std::string& serial,
+                                                const StopToken* stop = nullptr);
 
   // Wi-Fi plumbing.
   void pair(const std::string& hostPort, const std::string& code, Seconds timeout);
@@ -116,17 +122,20 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
  private:
   // `adb ARGS...` under the deadline, outside the lock.
   ToolRun runAdb(const std::vector<std::string>& arguments, Seconds timeout,
-                 ToolCancel* cancel = nullptr);
-  ToolRun runChecked(const std::vector<std::string>& arguments, Seconds timeout);
+                 const StopToken* stop = nullptr);
+  // runAdb, with a cancel, a time-out or a non-zero status thrown.
+  ToolRun runChecked(const std::vector<std::string>& arguments, Seconds timeout,
+                     const StopToken* stop = nullptr);
   // One shell line and its remote status; throws only when the status is unknown.
-  ShellExit::Split shellStatus(const std::string& serial, const std::string& command,
-                               Seconds timeout);
+  ShellResult shellStatus(const std::string& serial, const std::string& command, Seconds timeout,
+                          const StopToken* stop);
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
   void requirePinned(const std::string& serial);
-  std::optional<std::string> wakefulness(const std::string& serial, Seconds timeout);
+  std::optional<std::string> wakefulness(const std::string& serial, Seconds timeout,
+                                         const StopToken* stop);
   void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
-                  int value);
+                  int value, const StopToken* stop);
 
   const std::filesystem::path adbPath_;
   const Environment environment_;

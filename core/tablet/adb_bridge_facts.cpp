@@ -31,7 +31,7 @@ void requireLevel(int level) {
 
 }  // namespace
 
-DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
+DeviceInfo AdbBridge::deviceInfo(const std::string& serial, const StopToken* stop) {
   // One shell for every fact: each adb run costs more than the commands themselves.
   const std::string line =
       "echo @@model; getprop ro.product.model; echo @@fingerprint; getprop ro.build.fingerprint; "
@@ -41,7 +41,7 @@ DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
       // The long dump only when the short status names no network.
       "case $w in *'Wifi is connected to '*) ;; *) dumpsys wifi ;; esac; "
       "echo @@route; ip route; true";
-  std::string output = shell(serial, line, kFactsTimeout);
+  std::string output = shell(serial, line, kFactsTimeout, stop);
   auto part = [&](const char* name) { return AdbParse::section(output, name).value_or(""); };
 
   DeviceInfo info;
@@ -66,45 +66,43 @@ DeviceInfo AdbBridge::deviceInfo(const std::string& serial) {
 
 std::optional<std::string> AdbBridge::getSetting(const std::string& serial,
                                                  const std::string& nameSpace,
-                                                 const std::string& key) {
-  std::string value = trimmedLine(shell(
-      serial,
-      "settings get " + AdbHandOff::shellQuoted(nameSpace) + " " + AdbHandOff::shellQuoted(key),
-      kSettingTimeout));
+                                                 const std::string& key, const StopToken* stop) {
+  std::string value = trimmedLine(
+      shell(serial, TabletShell::line({"settings", "get", nameSpace, key}), kSettingTimeout, stop));
   if (value.empty() || value == "null") return std::nullopt;
   return value;
 }
 
 void AdbBridge::putSetting(const std::string& serial, const std::string& nameSpace,
-                           const std::string& key, int value) {
-  shell(serial,
-        fmt::format("settings put {} {} {}", AdbHandOff::shellQuoted(nameSpace),
-                    AdbHandOff::shellQuoted(key), value),
-        kSettingTimeout);
+                           const std::string& key, int value, const StopToken* stop) {
+  shell(serial, TabletShell::line({"settings", "put", nameSpace, key, std::to_string(value)}),
+        kSettingTimeout, stop);
 }
 
-AdbBridge::WarmthAndShade AdbBridge::getWarmthAndShade(const std::string& serial) {
-  int rate = levelOf(getSetting(serial, "system", "screen_brightness_amber_rate"), "warmth");
+AdbBridge::WarmthAndShade AdbBridge::getWarmthAndShade(const std::string& serial,
+                                                       const StopToken* stop) {
+  int rate = levelOf(getSetting(serial, "system", "screen_brightness_amber_rate", stop), "warmth");
   return {rate & 0xff, (rate & kShadeBit) != 0};
 }
 
-int AdbBridge::getWarmth(const std::string& serial) {
-  return getWarmthAndShade(serial).warmth;
+int AdbBridge::getWarmth(const std::string& serial, const StopToken* stop) {
+  return getWarmthAndShade(serial, stop).warmth;
 }
 
-void AdbBridge::setWarmth(const std::string& serial, int warmth) {
+void AdbBridge::setWarmth(const std::string& serial, int warmth, const StopToken* stop) {
   requireLevel(warmth);
-  bool shade = getWarmthAndShade(serial).shade;
-  putSetting(serial, "system", "screen_brightness_amber_rate", warmth | (shade ? kShadeBit : 0));
+  bool shade = getWarmthAndShade(serial, stop).shade;
+  putSetting(serial, "system", "screen_brightness_amber_rate", warmth | (shade ? kShadeBit : 0),
+             stop);
 }
 
-int AdbBridge::getBrightness(const std::string& serial) {
-  return levelOf(getSetting(serial, "system", "screen_brightness"), "brightness");
+int AdbBridge::getBrightness(const std::string& serial, const StopToken* stop) {
+  return levelOf(getSetting(serial, "system", "screen_brightness", stop), "brightness");
 }
 
-void AdbBridge::setBrightness(const std::string& serial, int brightness) {
+void AdbBridge::setBrightness(const std::string& serial, int brightness, const StopToken* stop) {
   requireLevel(brightness);
-  putSetting(serial, "system", "screen_brightness", brightness);
+  putSetting(serial, "system", "screen_brightness", brightness, stop);
 }
 
 }  // namespace lumivale

@@ -9,21 +9,6 @@ bool isTypeable(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7e; });
 }
 
-std::string shellQuoted(std::string_view text) {
-  static constexpr std::string_view plain =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:=+,@";
-  if (!text.empty() && text.find_first_not_of(plain) == std::string_view::npos)
-    return std::string(text);
-  std::string quoted = "'";
-  for (char c : text) {
-    if (c == '\'')
-      quoted += "'\\''";
-    else
-      quoted += c;
-  }
-  return quoted + "'";
-}
-
 std::vector<std::string> inputTextArguments(std::string_view text) {
   std::vector<std::string> arguments(1);
   for (size_t i = 0; i < text.size(); ++i) {

@@ -12,10 +12,6 @@ inline constexpr size_t maxTypedCharacters = 240;
 // Non-empty printable ASCII of at most maxTypedCharacters.
 bool isTypeable(std::string_view text);
 
-// One argument for the tablet's shell, quoted (unless plainly safe) so it reaches the
-// tool as it stands.
-std::string shellQuoted(std::string_view text);
-
 // The arguments of the `input text` runs that type `text` exactly. `input text` reads
 // "%s" as a blank, so blanks are sent as "%s", and a "%s" of the text itself is split
 // between two runs, the only way to type it.

@@ -16,13 +16,6 @@ TEST(AdbHandOffTest, TypeableTextIsShortPrintableAscii) {
   EXPECT_FALSE(AdbHandOff::isTypeable("\x7f"));
 }
 
-TEST(AdbHandOffTest, QuotingSurvivesTheTabletsShell) {
-  EXPECT_EQ(AdbHandOff::shellQuoted("it's $HOME"), "'it'\\''s $HOME'");
-  EXPECT_EQ(AdbHandOff::shellQuoted("-d"), "-d");
-  EXPECT_EQ(AdbHandOff::shellQuoted(""), "''");
-  EXPECT_EQ(AdbHandOff::shellQuoted("a*"), "'a*'");
-}
-
 TEST(AdbHandOffTest, TypedTextReachesTheTabletAsWritten) {
   using Runs = std::vector<std::string>;
   EXPECT_EQ(AdbHandOff::inputTextArguments("a b  c"), Runs{"a%sb%s%sc"});

@@ -15,18 +15,36 @@ class AdbRunner {
  public:
   virtual ~AdbRunner() = default;
   // Runs one command line in the tablet's shell for `serial` and returns its
-  // standard output. Throws AdbError when adb fails or the deadline passes.
-  virtual std::string shell(const std::string& serial, const std::string& command,
-                            Seconds timeout) = 0;
+  // standard output. Throws AdbError when adb fails or the timeout (cut to what is left
+  // of `stop`'s deadline) passes, Cancelled when `stop` is cancelled.
+  virtual std::string shell(const std::string& serial, const std::string& command, Seconds timeout,
+                            const StopToken* stop = nullptr) = 0;
+};
+
+// Runs every command of `runner` under one stop token, so code written against an
+// AdbRunner (the setting operations) stops as a whole when the token is cancelled.
+class StoppedAdbRunner : public AdbRunner {
+ public:
+  StoppedAdbRunner(AdbRunner& runner, StopToken stop) : runner_(runner), stop_(std::move(stop)) {}
+  // A token passed here is ignored: this runner's own one stops the command.
+  std::string shell(const std::string& serial, const std::string& command, Seconds timeout,
+                    const StopToken* = nullptr) override {
+    return runner_.shell(serial, command, timeout, &stop_);
+  }
+
+ private:
+  AdbRunner& runner_;
+  StopToken stop_;
 };
 
 // Runs plain adb argument lists (`adb -s SERIAL ARGS...`) for file work. A time-out,
-// a cancel or a non-zero status is reported in the result, not thrown.
+// a cancel or a non-zero status is reported in the result, not thrown; the timeout is
+// cut to what is left of `stop`'s deadline.
 class AdbFileRunner {
  public:
   virtual ~AdbFileRunner() = default;
   virtual ToolRun run(const std::string& serial, const std::vector<std::string>& arguments,
-                      Seconds timeout, ToolCancel* cancel = nullptr) = 0;
+                      Seconds timeout, const StopToken* stop = nullptr) = 0;
 };
 
 // Starts long-lived adb children, so that code using them runs against a scripted

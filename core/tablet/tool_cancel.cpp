@@ -4,25 +4,12 @@
 
 namespace lumivale {
 
-void ToolCancel::cancel() {
-  std::shared_ptr<Spawn::Child> child;
-  {
-    std::lock_guard guard(mutex_);
-    cancelled_ = true;
-    child = child_;
-  }
-  if (child) child->signalIfRunning(SIGKILL);
-}
-
 bool ToolCancel::attach(std::shared_ptr<Spawn::Child> child) {
-  std::lock_guard guard(mutex_);
-  child_ = std::move(child);
-  return !cancelled_;
+  return attachOnly([child = std::move(child)] { child->signalIfRunning(SIGKILL); });
 }
 
-bool ToolCancel::isCancelled() const {
-  std::lock_guard guard(mutex_);
-  return cancelled_;
+StopToken::Hold Spawn::holdChild(const StopToken& stop, std::shared_ptr<Child> child) {
+  return stop.hold([child = std::move(child)] { child->signalIfRunning(SIGKILL); });
 }
 
 }  // namespace lumivale

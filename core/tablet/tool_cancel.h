@@ -1,25 +1,28 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
+#include "core/stop_token.h"
 #include "core/tablet/spawn.h"
 
 namespace lumivale {
 
-// Lets another thread stop a tool run: before it starts, while it runs, or after.
-class ToolCancel {
+// A stop token that can also hold one child process: another thread stops a tool run
+// before it starts, while it runs, or after.
+class ToolCancel : public StopToken {
  public:
-  // Marks the run cancelled and kills the attached child if it is still running.
-  void cancel();
-  // Attaches a just-started child; false when the run was cancelled meanwhile.
-  bool attach(std::shared_ptr<Spawn::Child> child);
-  bool isCancelled() const;
+  ToolCancel() = default;
+  explicit ToolCancel(StopToken token) : StopToken(std::move(token)) {}
 
- private:
-  mutable std::mutex mutex_;
-  bool cancelled_ = false;
-  std::shared_ptr<Spawn::Child> child_;
+  // Attaches a just-started child, in place of the one attached before; false when the
+  // token was cancelled meanwhile (the caller then kills the child itself).
+  bool attach(std::shared_ptr<Spawn::Child> child);
 };
+
+namespace Spawn {
+// Kills `child` with SIGKILL if `stop` is cancelled while the hold lives, and only
+// while the child has not been reaped.
+[[nodiscard]] StopToken::Hold holdChild(const StopToken& stop, std::shared_ptr<Child> child);
+}  // namespace Spawn
 
 }  // namespace lumivale

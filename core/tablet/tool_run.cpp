@@ -79,20 +79,23 @@ const Environment& ToolRun::environment() {
 }
 
 ToolRun ToolRun::run(const std::string& path, const std::vector<std::string>& arguments,
-                     Seconds timeout, ToolCancel* cancel) {
-  return runIn(environment(), path, arguments, timeout, cancel);
+                     Seconds timeout, const StopToken* stop) {
+  return runIn(environment(), path, arguments, timeout, stop);
 }
 
 ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
                        const std::vector<std::string>& arguments, Seconds timeout,
-                       ToolCancel* cancel) {
+                       const StopToken* stop) {
   ToolRun result;
-  if (cancel && cancel->isCancelled()) {
+  if (stop && stop->isCancelled()) {
     result.cancelled = true;
     return result;
   }
+  if (stop) timeout = stop->budget(timeout);
   auto child = Spawn::launch(path, arguments, environment, true, true);
-  if (cancel && !cancel->attach(child)) child->signalIfRunning(SIGKILL);
+  // Released only after the child is reaped; until then a cancel may kill it.
+  StopToken::Hold held;
+  if (stop) held = Spawn::holdChild(*stop, child);
 
   auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
   result.timedOut = drain(*child, deadline, result.stdoutData, result.stderrData);
@@ -100,7 +103,7 @@ ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
   if (!result.timedOut && !child->endsBy(deadline))
     result.timedOut = child->signalIfRunning(SIGKILL);
   result.status = child->wait();
-  result.cancelled = cancel && cancel->isCancelled();
+  result.cancelled = stop && stop->isCancelled();
   return result;
 }
 

@@ -9,8 +9,6 @@
 
 namespace lumivale {
 
-using Seconds = std::chrono::duration<double>;
-
 // The result of running one outside tool to its end under a time limit.
 struct ToolRun {
   int status = 0;
@@ -28,14 +26,15 @@ struct ToolRun {
   static const Environment& environment();
 
   // Runs `path` with the fixed environment. Blocks until the child has ended and
-  // both streams are read. Throws Spawn::Failure when it cannot be started.
+  // both streams are read. `timeout` is cut to what is left of `stop`'s deadline, and
+  // cancelling `stop` kills the child. Throws Spawn::Failure when it cannot be started.
   static ToolRun run(const std::string& path, const std::vector<std::string>& arguments,
-                     Seconds timeout, ToolCancel* cancel = nullptr);
+                     Seconds timeout, const StopToken* stop = nullptr);
 
   // The same with an environment of the caller's (adb runs with the program's own).
   static ToolRun runIn(const Environment& environment, const std::string& path,
                        const std::vector<std::string>& arguments, Seconds timeout,
-                       ToolCancel* cancel = nullptr);
+                       const StopToken* stop = nullptr);
 };
 
 }  // namespace lumivale

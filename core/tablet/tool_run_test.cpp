@@ -15,7 +15,7 @@ namespace lumivale {
 namespace {
 
 ToolRun shell(const std::string& script, Seconds timeout = Seconds(10),
-              ToolCancel* cancel = nullptr) {
+              const StopToken* cancel = nullptr) {
   return ToolRun::run("/bin/sh", {"-c", script}, timeout, cancel);
 }
 
@@ -89,6 +89,26 @@ TEST(ToolRunTest, CancelDuringTheRunKillsTheChild) {
   EXPECT_TRUE(run.cancelled);
   EXPECT_FALSE(run.timedOut);
   EXPECT_EQ(run.status, 137);
+}
+
+TEST(ToolRunTest, AStepThatRunsOutOfItsTokensBudgetTimesOut) {
+  StopToken command = StopToken::within(Seconds(0.2));
+  auto run = ToolRun::run("/bin/sleep", {"30"}, Seconds(60), &command);
+  EXPECT_TRUE(run.timedOut);
+  EXPECT_FALSE(run.cancelled);
+  EXPECT_EQ(run.status, 137);
+}
+
+TEST(ToolRunTest, AnAttachedChildIsKilledByTheCancelOfItsToken) {
+  ToolCancel cancel;
+  auto child = Spawn::launch("/bin/sleep", {"30"}, ToolRun::environment(), false, false);
+  EXPECT_TRUE(cancel.attach(child));
+  cancel.cancel();
+  EXPECT_EQ(child->wait(), 137);
+  auto late = Spawn::launch("/bin/sleep", {"30"}, ToolRun::environment(), false, false);
+  EXPECT_FALSE(cancel.attach(late));
+  late->signalIfRunning(SIGKILL);
+  late->wait();
 }
 
 TEST(ToolRunTest, CancelAfterTheRunChangesNothing) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/tablet/adb_error.h"
-#include "core/tablet/shell_exit.h"
+#include "core/tablet/tablet_shell.h"
 #include "core/tablet/testing/fake_adb_runner.h"
 
 namespace lumivale::testing {
@@ -14,17 +14,18 @@ namespace lumivale::testing {
 // line is answered by the first matching rule of `script`, followed by its exit marker.
 class ScriptedTablet : public AdbRunner {
  public:
-  std::string shell(const std::string& serial, const std::string& line, Seconds) override {
+  std::string shell(const std::string& serial, const std::string& line, Seconds,
+                    const StopToken* = nullptr) override {
     lines.push_back(line);
     if (!failure.empty()) throw AdbError(failure);
-    const std::string ending = ShellExit::withMarker(" 2>&1");
+    const std::string ending = TabletShell::withMarker(" 2>&1");
     std::string output;
     std::string_view rest = line;
     while (!rest.empty()) {
       auto end = rest.find(ending);
       auto command = std::string(rest.substr(0, end));
       auto reply = script.run(serial, {command}, Seconds(1), nullptr);
-      output += reply.stdoutData + "\n" + std::string(ShellExit::marker) +
+      output += reply.stdoutData + "\n" + std::string(TabletShell::marker) +
                 std::to_string(reply.status) + "\n";
       if (end == std::string_view::npos) break;
       rest.remove_prefix(end + ending.size());

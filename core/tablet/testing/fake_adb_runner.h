@@ -29,14 +29,15 @@ class FakeAdbRunner : public AdbRunner, public AdbFileRunner {
     rules_.insert(rules_.begin(), {std::move(fragment), std::move(reply)});
   }
 
-  std::string shell(const std::string& serial, const std::string& command, Seconds) override {
+  std::string shell(const std::string& serial, const std::string& command, Seconds,
+                    const StopToken* = nullptr) override {
     const Reply& reply = answer(serial, command);
     if (!reply.failure.empty()) throw AdbError(reply.failure);
     return reply.output;
   }
 
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds,
-              ToolCancel*) override {
+              const StopToken*) override {
     std::string joined;
     for (const auto& argument : arguments)
       joined += (joined.empty() ? "" : " ") + argument;

@@ -1,9 +1,13 @@
+#include <future>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
 #include "core/account/account_session.h"
 #include "core/account/auth_error.h"
+#include "core/cancelled.h"
 #include "core/settings/testing/temporary_settings_folder.h"
 #include "tests/integration/account/account_test_support.h"
 #include "tests/integration/account/loopback_server.h"
@@ -229,6 +233,23 @@ TEST(FaultServer, ACheckGivesUpOnASessionThatKeepsChanging) {
               "Try again.");
   }
   EXPECT_EQ(store.loadSessionToken(), "token");
+}
+
+TEST(FaultServer, ACancelledSignInEndsWhileTheServerSaysNothing) {
+  std::unique_ptr<LoopbackServer> server;
+  server = std::make_unique<LoopbackServer>([&](const LoopbackServer::Request&) {
+    server->stall(std::chrono::minutes(10));  // accepts, never answers
+    return Response{};
+  });
+  PortmarkClient client = clientFor(server->baseUrl());
+  StopToken cancel;
+  auto signingIn = std::async(std::launch::async, [&] {
+    return client.stoppedBy(cancel).signInEmail("a@example.org", "password");
+  });
+  while (server->requestCount() == 0)
+    std::this_thread::yield();  // the request has reached the server
+  cancel.cancel();
+  EXPECT_THROW(signingIn.get(), Cancelled);
 }
 
 }  // namespace

@@ -1,30 +1,35 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "core/cancelled.h"
 #include "core/device-settings/device_settings.h"
 #include "core/device-settings/setting_error.h"
 #include "core/device-settings/setting_parse.h"
 #include "core/settings/testing/temporary_settings_folder.h"
 #include "core/tablet/adb_bridge.h"
+#include "tests/integration/adb_children.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
 namespace {
 
 using testing::StandinTablet;
+using testing::adbChildren;
+using testing::adbRunUnderWay;
 
 // Counts adb round trips on the way to the bridge.
 class CountingRunner : public AdbRunner {
  public:
   explicit CountingRunner(AdbRunner& inner) : inner_(inner) {}
-  std::string shell(const std::string& serial, const std::string& command,
-                    Seconds timeout) override {
+  std::string shell(const std::string& serial, const std::string& command, Seconds timeout,
+                    const StopToken* stop = nullptr) override {
     ++roundTrips;
-    return inner_.shell(serial, command, timeout);
+    return inner_.shell(serial, command, timeout, stop);
   }
   int roundTrips = 0;
 
@@ -250,6 +255,19 @@ TEST_F(SettingCommandsOnStandin, SetsReadsAndRefuses) {
   EXPECT_EQ(elsewhere.status, 1);
   EXPECT_EQ(elsewhere.stderrData,
             "lumivale: The Lumivale this Mac is set to use is not connected.\n");
+}
+
+TEST_F(DeviceSettingsOnStandin, ACancelledReadStopsItsAdbRun) {
+  tablet->setFault("slow=4000");  // the read waits on the tablet while it is cancelled
+  StopToken cancel;
+  StoppedAdbRunner runner(*bridge, cancel);
+  auto reading = std::async(std::launch::async,
+                            [&] { return named("warmth").read(runner, tablet->serial()); });
+  ASSERT_TRUE(adbRunUnderWay());
+  cancel.cancel();
+  EXPECT_THROW(reading.get(), Cancelled);
+  EXPECT_EQ(adbChildren(), 0);
+  tablet->clearFaults();
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // AdbFiles through the real adb against the stand-in tablet.
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <future>
+#include <mutex>
 
 #include <algorithm>
 #include <fstream>
@@ -13,6 +15,7 @@
 
 #include "core/files/remote_path.h"
 #include "core/files/testing/message_of.h"
+#include "tests/integration/adb_children.h"
 #include "tests/integration/files/standin_files.h"
 
 namespace lumivale::testing {
@@ -279,13 +282,47 @@ TEST_F(StandinFilesTest, ADroppedPushLeavesOnlyAHiddenRemainderThatCleanUpRemove
 
 TEST_F(StandinFilesTest, ACancelledPushLeavesNothingBehind) {
   const fs::path big = localFile("big.bin", std::string(64 * 1024 * 1024, 'c'));
-  ToolCancel cancel;
+  StopToken cancel;
   // Cancel once the copy has started; the run is stopped, or its result set aside.
   ObserverFunction<TransferProgress> cancelling([&](const TransferProgress&) { cancel.cancel(); });
-  EXPECT_THROW(
-      files->push(big, "/sdcard", std::nullopt, CollisionPolicy::ask, &cancelling, &cancel),
-      Cancelled);
+  EXPECT_THROW(files->stoppedBy(cancel).push(big, "/sdcard", std::nullopt, CollisionPolicy::ask,
+                                             &cancelling),
+               Cancelled);
   EXPECT_TRUE(files->list("/sdcard", true).empty());
+}
+
+TEST_F(StandinFilesTest, APushCancelledFromAnotherThreadStopsAdbAndLeavesNothing) {
+  const fs::path big = localFile("big.bin", std::string(64 * 1024 * 1024, 'c'));
+  StopToken cancel;
+  std::promise<void> copying;
+  std::once_flag started;
+  ObserverFunction<TransferProgress> signalling(
+      [&](const TransferProgress&) { std::call_once(started, [&] { copying.set_value(); }); });
+  auto pushing = std::async(std::launch::async, [&] {
+    files->stoppedBy(cancel).push(big, "/sdcard", std::nullopt, CollisionPolicy::ask, &signalling);
+  });
+  copying.get_future().wait();  // the adb push is running
+  cancel.cancel();
+  EXPECT_THROW(pushing.get(), Cancelled);
+  EXPECT_EQ(adbChildren(), 0);
+  EXPECT_TRUE(files->list("/sdcard", true).empty());
+}
+
+TEST_F(StandinFilesTest, ACancelledListingOfALargeFolderStopsItsAdbRun) {
+  const fs::path many = onTablet("/sdcard/Many");
+  fs::create_directories(many);
+  for (int i = 0; i < 5000; ++i)
+    std::ofstream(many / ("note-" + std::to_string(i) + ".txt")) << i;
+  // Each stream waits before it is accepted, so the cancel lands while adb runs.
+  tablet->setFault("slow=4000");
+  StopToken cancel;
+  auto listing = std::async(std::launch::async,
+                            [&] { return files->stoppedBy(cancel).list("/sdcard/Many", false); });
+  ASSERT_TRUE(adbRunUnderWay());
+  cancel.cancel();
+  EXPECT_THROW(listing.get(), Cancelled);
+  EXPECT_EQ(adbChildren(), 0);
+  tablet->clearFaults();
 }
 
 TEST_F(StandinFilesTest, ATabletWithoutSha256sumHashesNothing) {
