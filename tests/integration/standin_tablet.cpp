@@ -188,6 +188,7 @@ void StandinTablet::startDaemon(uint16_t port) {
                                      "--exit-with-parent"};
   for (const auto& fault : options_.faults)
     arguments.push_back("--fault=" + fault);
+  if (options_.plainStorage) arguments.push_back("--plain-storage");
   daemon_ = Spawn::launch("/bin/sh", arguments, environment, false, false);
   auto deadline = std::chrono::steady_clock::now() + 60s;
   while (!fs::exists(portFile)) {
@@ -224,7 +225,8 @@ void StandinTablet::stopDaemon() {
 }
 
 fs::path StandinTablet::storageFolder() const {
-  return hostPath("/storage/emulated/0");
+  // The storage is mounted where only the stand-in sees it; this is what it serves.
+  return hostPath(options_.plainStorage ? "/storage/emulated/0" : "/data/media/0");
 }
 
 fs::path StandinTablet::hostPath(std::string_view tabletPath) const {
