@@ -123,7 +123,8 @@ int rename(const char* from, const char* to, unsigned int flags) {
     std::string given = CaseFoldingFolder::join(folder, std::string(std::strrchr(to, '/') + 1));
     std::string target = CaseFoldingFolder::join(folder, name);
     // Only the case changes: the item takes the spelling given.
-    if (taken && target == source) return outcome(::renameat(fd, source.c_str(), fd, given.c_str()));
+    if (taken && target == source)
+      return outcome(::renameat(fd, source.c_str(), fd, given.c_str()));
     if (taken && (flags & RENAME_NOREPLACE)) return -EEXIST;
     if (::renameat2(fd, source.c_str(), fd, target.c_str(), flags) != 0) return -errno;
     // What replaced an item in another case is stored as it was given.
@@ -143,8 +144,7 @@ int chmod(const char* path, mode_t mode, fuse_file_info* file) {
 int chown(const char* path, uid_t user, gid_t group, fuse_file_info* file) {
   if (file) return outcome(::fchown(static_cast<int>(file->fh), user, group));
   return onStored(path, [&](const std::string& stored) {
-    return outcome(
-        ::fchownat(storage().fd(), stored.c_str(), user, group, AT_SYMLINK_NOFOLLOW));
+    return outcome(::fchownat(storage().fd(), stored.c_str(), user, group, AT_SYMLINK_NOFOLLOW));
   });
 }
 
@@ -271,10 +271,10 @@ SharedStorage::SharedStorage(const std::filesystem::path& backing,
   if (!mounted_->session) throw Error("lumivale-standin cannot set up its FUSE storage");
   if (fuse_mount(mounted_->session, mountPoint.c_str()) != 0) {
     fuse_destroy(mounted_->session);
-    throw Error(fmt::format(
-        "lumivale-standin cannot mount its storage on {} (is /dev/fuse there? "
-        "--plain-storage runs without it)",
-        mountPoint.string()));
+    throw Error(
+        fmt::format("lumivale-standin cannot mount its storage on {} (is /dev/fuse there? "
+                    "--plain-storage runs without it)",
+                    mountPoint.string()));
   }
   // Commands the stand-in starts must not hold the connection open.
   int channel = fuse_session_fd(fuse_get_session(mounted_->session));
