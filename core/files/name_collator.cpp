@@ -104,7 +104,8 @@ int NameCollator::compare(std::string_view a, std::string_view b) const {
 std::string NameCollator::sortKey(std::string_view name) const {
   // Bytes that are not UTF-8 collate as U+FFFD; the name's own bytes, after the key's
   // closing zero, then tell such names apart.
-  std::vector<UChar> text(name.size() + 1);
+  thread_local std::vector<UChar> text;
+  text.resize(name.size() + 1);
   int32_t length = 0;
   UErrorCode status = U_ZERO_ERROR;
   icu().fromUtf8(text.data(), static_cast<int32_t>(text.size()), &length, name.data(),

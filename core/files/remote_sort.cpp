@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 namespace lumivale::RemoteSort {
 
@@ -34,44 +35,42 @@ int compareNames(std::string_view a, std::string_view b) {
 
 std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool ascending,
                                 const KindName& kindName) {
-  // Each name is collated once, into a key that then compares as plain bytes.
-  struct Sorting {
-    RemoteEntry entry;
-    std::string nameKey;
-    std::string kindKey;
-  };
+  // Each name is collated once, into a key that then compares as plain bytes; the entries
+  // themselves move only once, into their places.
   const NameCollator collator = NameCollator::forUser();
-  std::vector<Sorting> sorting;
-  sorting.reserve(entries.size());
-  for (auto& entry : entries) {
-    std::string nameKey = collator.sortKey(entry.name);
-    std::string kindKey = by == Key::kind ? collator.sortKey(kindName(entry)) : "";
-    sorting.push_back({std::move(entry), std::move(nameKey), std::move(kindKey)});
+  std::vector<std::string> nameKeys, kindKeys;
+  nameKeys.reserve(entries.size());
+  for (const auto& entry : entries) {
+    nameKeys.push_back(collator.sortKey(entry.name));
+    if (by == Key::kind) kindKeys.push_back(collator.sortKey(kindName(entry)));
   }
-  auto keyOrder = [&](const Sorting& a, const Sorting& b) -> int {
+  auto keyOrder = [&](std::size_t a, std::size_t b) -> int {
     switch (by) {
       case Key::name:
         return 0;
       case Key::kind:
-        return sign(a.kindKey.compare(b.kindKey));
+        return sign(kindKeys[a].compare(kindKeys[b]));
       case Key::size:
-        return sign(a.entry.size - b.entry.size);
+        return sign(entries[a].size - entries[b].size);
       case Key::modified: {
-        auto at = [](const Sorting& e) { return e.entry.modified.value_or(Timestamp::min()); };
+        auto at = [&](std::size_t i) { return entries[i].modified.value_or(Timestamp::min()); };
         return at(a) < at(b) ? -1 : (at(b) < at(a) ? 1 : 0);
       }
     }
     return 0;
   };
-  std::stable_sort(sorting.begin(), sorting.end(), [&](const Sorting& a, const Sorting& b) {
-    if (int order = keyOrder(a, b)) return ascending ? order < 0 : order > 0;
-    int names = a.nameKey.compare(b.nameKey);
+  std::vector<std::size_t> order(entries.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    if (int byKey = keyOrder(a, b)) return ascending ? byKey < 0 : byKey > 0;
+    int names = nameKeys[a].compare(nameKeys[b]);
     return by == Key::name && !ascending ? names > 0 : names < 0;
   });
-  entries.clear();
-  for (auto& each : sorting)
-    entries.push_back(std::move(each.entry));
-  return entries;
+  std::vector<RemoteEntry> result;
+  result.reserve(entries.size());
+  for (std::size_t i : order)
+    result.push_back(std::move(entries[i]));
+  return result;
 }
 
 }  // namespace lumivale::RemoteSort
