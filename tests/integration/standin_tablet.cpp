@@ -226,7 +226,8 @@ void StandinTablet::stopDaemon() {
 
 fs::path StandinTablet::storageFolder() const {
   // The storage is mounted where only the stand-in sees it; this is what it serves.
-  return hostPath(options_.plainStorage ? "/storage/emulated/0" : "/data/media/0");
+  return options_.plainStorage ? rootFolder() / "storage/emulated/0"
+                               : rootFolder() / "data/media/0";
 }
 
 fs::path StandinTablet::hostPath(std::string_view tabletPath) const {
@@ -251,7 +252,11 @@ fs::path StandinTablet::hostPath(std::string_view tabletPath) const {
       parts.push_back(piece.string());
     pending.insert(pending.end(), parts.rbegin(), parts.rend());
   }
-  return resolved.lexically_normal();
+  resolved = resolved.lexically_normal();
+  // What the stand-in shows in its storage lies in the folder behind it.
+  fs::path inStorage = resolved.lexically_relative(rootFolder() / "storage/emulated/0");
+  if (options_.plainStorage || inStorage.empty() || *inStorage.begin() == "..") return resolved;
+  return (storageFolder() / inStorage).lexically_normal();
 }
 
 ToolRun StandinTablet::adb(std::vector<std::string> arguments, Seconds timeout) const {

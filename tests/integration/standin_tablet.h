@@ -109,7 +109,7 @@ class StandinTablet {
   // The folder of this machine that holds the shared storage (/sdcard = /storage/emulated/0):
   // names in it are the stored ones, with no case folding.
   std::filesystem::path storageFolder() const;
-  // Where a path of the tablet ("/data/local/tmp/x") lies on this machine.
+  // Where a path of the tablet ("/data/local/tmp/x", "/sdcard/x") lies on this machine.
   std::filesystem::path hostPath(std::string_view tabletPath) const;
 
   // `adb -s SERIAL ARGS...`.
