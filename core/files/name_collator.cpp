@@ -9,39 +9,25 @@
 #include "core/error.h"
 #include "core/shared_library.h"
 
-// ICU's functions carry its version in their names (ucol_open is ucol_open_72): the
-// extra step lets that renaming happen before the name is looked up.
-#define LUMIVALE_ICU_FUNCTION(library, symbol) LUMIVALE_LIBRARY_FUNCTION(library, symbol)
-
 namespace lumivale {
 namespace {
 
 // ICU is opened when names are first compared, so that commands which never sort do
 // not pay for loading it.
-struct CollationLibrary {
-  explicit CollationLibrary(const SharedLibrary& library)
-      : open(LUMIVALE_ICU_FUNCTION(library, ucol_open)),
-        clone(LUMIVALE_ICU_FUNCTION(library, ucol_clone)),
-        close(LUMIVALE_ICU_FUNCTION(library, ucol_close)),
-        setAttribute(LUMIVALE_ICU_FUNCTION(library, ucol_setAttribute)),
-        compare(LUMIVALE_ICU_FUNCTION(library, ucol_strcollUTF8)),
-        sortKey(LUMIVALE_ICU_FUNCTION(library, ucol_getSortKey)),
-        fromUtf8(LUMIVALE_ICU_FUNCTION(library, u_strFromUTF8WithSub)) {}
-
-  decltype(&ucol_open) open;
-  decltype(&ucol_clone) clone;
-  decltype(&ucol_close) close;
-  decltype(&ucol_setAttribute) setAttribute;
-  decltype(&ucol_strcollUTF8) compare;
-  decltype(&ucol_getSortKey) sortKey;
-  decltype(&u_strFromUTF8WithSub) fromUtf8;
-};
-
-const CollationLibrary& icu() {
-  static const CollationLibrary library(
-      SharedLibrary("libicui18n.so." U_ICU_VERSION_SHORT, "ICU's collation library"));
+const SharedLibrary& icuLibrary() {
+  static const SharedLibrary library("libicui18n.so." U_ICU_VERSION_SHORT,
+                                     "ICU's collation library");
   return library;
 }
+
+// ICU's function `symbol`, looked up once. Its names carry ICU's version (ucol_open is
+// ucol_open_72), and passing `symbol` on through this macro lets that renaming happen
+// before the name is looked up.
+#define LUMIVALE_ICU(symbol)                                                      \
+  ([] {                                                                           \
+    static const auto function = LUMIVALE_LIBRARY_FUNCTION(icuLibrary(), symbol); \
+    return function;                                                              \
+  }())
 
 int sign(auto value) {
   return value < 0 ? -1 : (value > 0 ? 1 : 0);
@@ -70,10 +56,10 @@ void check(UErrorCode status, std::string_view locale) {
 
 NameCollator::NameCollator(std::string_view locale) : collator_(nullptr) {
   UErrorCode status = U_ZERO_ERROR;
-  collator_ = icu().open(icuLocale(locale).c_str(), &status);
+  collator_ = LUMIVALE_ICU(ucol_open)(icuLocale(locale).c_str(), &status);
   check(status, locale);
-  icu().setAttribute(collator_, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
-  if (U_FAILURE(status)) icu().close(collator_);
+  LUMIVALE_ICU(ucol_setAttribute)(collator_, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
+  if (U_FAILURE(status)) LUMIVALE_ICU(ucol_close)(collator_);
   check(status, locale);
 }
 
@@ -85,18 +71,19 @@ NameCollator NameCollator::forUser() {
 NameCollator::NameCollator(const NameCollator& other) : collator_(nullptr) {
   // Cloning is safe while other threads use other clones of the same collator.
   UErrorCode status = U_ZERO_ERROR;
-  collator_ = icu().clone(other.collator_, &status);
+  collator_ = LUMIVALE_ICU(ucol_clone)(other.collator_, &status);
   check(status, "(copy)");
 }
 
 NameCollator::~NameCollator() {
-  icu().close(collator_);
+  LUMIVALE_ICU(ucol_close)(collator_);
 }
 
 int NameCollator::compare(std::string_view a, std::string_view b) const {
   UErrorCode status = U_ZERO_ERROR;
-  UCollationResult order = icu().compare(collator_, a.data(), static_cast<int32_t>(a.size()),
-                                         b.data(), static_cast<int32_t>(b.size()), &status);
+  UCollationResult order =
+      LUMIVALE_ICU(ucol_strcollUTF8)(collator_, a.data(), static_cast<int32_t>(a.size()), b.data(),
+                                     static_cast<int32_t>(b.size()), &status);
   if (U_SUCCESS(status) && order != UCOL_EQUAL) return order == UCOL_LESS ? -1 : 1;
   return sign(a.compare(b));
 }
@@ -108,14 +95,16 @@ std::string NameCollator::sortKey(std::string_view name) const {
   text.resize(name.size() + 1);
   int32_t length = 0;
   UErrorCode status = U_ZERO_ERROR;
-  icu().fromUtf8(text.data(), static_cast<int32_t>(text.size()), &length, name.data(),
-                 static_cast<int32_t>(name.size()), 0xFFFD, nullptr, &status);
+  LUMIVALE_ICU(u_strFromUTF8WithSub)
+  (text.data(), static_cast<int32_t>(text.size()), &length, name.data(),
+   static_cast<int32_t>(name.size()), 0xFFFD, nullptr, &status);
   std::string key;
   if (U_SUCCESS(status)) {
     key.resize(name.size() * 4 + 16);
     auto fill = [&] {
-      return icu().sortKey(collator_, text.data(), length, reinterpret_cast<uint8_t*>(key.data()),
-                           static_cast<int32_t>(key.size()));
+      return LUMIVALE_ICU(ucol_getSortKey)(collator_, text.data(), length,
+                                           reinterpret_cast<uint8_t*>(key.data()),
+                                           static_cast<int32_t>(key.size()));
     };
     int32_t needed = fill();
     if (needed > static_cast<int32_t>(key.size())) {
