@@ -5,6 +5,7 @@
 #include <fuse.h>
 #include <fuse_lowlevel.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -281,12 +282,18 @@ SharedStorage::SharedStorage(const std::filesystem::path& backing,
   ::fcntl(channel, F_SETFD, ::fcntl(channel, F_GETFD) | FD_CLOEXEC);
   std::promise<void> ended;
   mounted_->loopEnded = ended.get_future();
+  // Signals are for the daemon's main loop, which stops everything in order: the thread
+  // starts with all of them blocked.
+  sigset_t all, before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_BLOCK, &all, &before);
   mounted_->loop = std::thread([session = mounted_->session, ended = std::move(ended)]() mutable {
     fuse_loop_config config{};
     config.max_idle_threads = 8;
     fuse_loop_mt(session, &config);
     ended.set_value();
   });
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 SharedStorage::~SharedStorage() {
