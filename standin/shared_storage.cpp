@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <thread>
@@ -51,11 +52,14 @@ int onNew(const char* path, Action action) {
   return action(CaseFoldingFolder::join(folder, name));
 }
 
-void* init(fuse_conn_info*, fuse_config* config) {
-  // Lookups must see what tests put straight into the backing folder, so nothing is cached.
+void* init(fuse_conn_info* connection, fuse_config* config) {
+  // Lookups must see what tests put straight into the backing folder, so no name is
+  // remembered; each lookup brings fresh attributes, which may then serve a second.
   config->entry_timeout = 0;
-  config->attr_timeout = 0;
   config->negative_timeout = 0;
+  config->attr_timeout = 1;
+  // Bytes move between /dev/fuse and the backing files without a copy where they can.
+  connection->want |= FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE;
   config->use_ino = 1;
   config->hard_remove = 1;  // no ".fuse_hidden" files for open files that are removed
   return fuse_get_context()->private_data;
@@ -187,14 +191,23 @@ int create(const char* path, mode_t mode, fuse_file_info* file) {
   return 0;
 }
 
-int read(const char*, char* buffer, size_t size, off_t offset, fuse_file_info* file) {
-  ssize_t count = ::pread(static_cast<int>(file->fh), buffer, size, offset);
-  return count < 0 ? -errno : static_cast<int>(count);
+int readBuffer(const char*, fuse_bufvec** result, size_t size, off_t offset, fuse_file_info* file) {
+  auto* source = static_cast<fuse_bufvec*>(std::malloc(sizeof(fuse_bufvec)));
+  if (!source) return -ENOMEM;
+  *source = FUSE_BUFVEC_INIT(size);
+  source->buf[0].flags = static_cast<fuse_buf_flags>(FUSE_BUF_IS_FD | FUSE_BUF_FD_SEEK);
+  source->buf[0].fd = static_cast<int>(file->fh);
+  source->buf[0].pos = offset;
+  *result = source;
+  return 0;
 }
 
-int write(const char*, const char* buffer, size_t size, off_t offset, fuse_file_info* file) {
-  ssize_t count = ::pwrite(static_cast<int>(file->fh), buffer, size, offset);
-  return count < 0 ? -errno : static_cast<int>(count);
+int writeBuffer(const char*, fuse_bufvec* source, off_t offset, fuse_file_info* file) {
+  fuse_bufvec destination = FUSE_BUFVEC_INIT(fuse_buf_size(source));
+  destination.buf[0].flags = static_cast<fuse_buf_flags>(FUSE_BUF_IS_FD | FUSE_BUF_FD_SEEK);
+  destination.buf[0].fd = static_cast<int>(file->fh);
+  destination.buf[0].pos = offset;
+  return static_cast<int>(fuse_buf_copy(&destination, source, FUSE_BUF_SPLICE_NONBLOCK));
 }
 
 int statfs(const char*, struct statvfs* result) {
@@ -236,8 +249,8 @@ fuse_operations operations() {
   table.chown = chown;
   table.truncate = truncate;
   table.open = open;
-  table.read = read;
-  table.write = write;
+  table.read_buf = readBuffer;
+  table.write_buf = writeBuffer;
   table.statfs = statfs;
   table.release = release;
   table.fsync = fsync;
