@@ -322,6 +322,8 @@ SharedStorage::~SharedStorage() {
     return;
   }
   mounted_->loop.join();
+  // Already gone; this lets libfuse let go of what it kept for the mount.
+  fuse_unmount(mounted_->session);
   fuse_destroy(mounted_->session);
 }
 
