@@ -1,6 +1,7 @@
 // Files on the stand-in tablet through the real adb, against the bare adb commands doing
 // the same work, measured in one run and reported as ratios. Run as root (the stand-in
-// chroots): build/bench/bench/files_bench [--quick]
+// chroots): build/bench/bench/files_bench [--quick] [--plain-storage] (the stand-in's storage
+// as a plain folder, without its FUSE layer)
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -93,8 +94,9 @@ void report(const char* what, double ours, double bare, const char* goal) {
                            ours / bare, goal);
 }
 
-int run(bool quick) {
-  testing::StandinTablet tablet;
+int run(bool quick, bool plainStorage) {
+  testing::StandinTablet tablet(plainStorage ? testing::StandinOptions().withPlainStorage()
+                                             : testing::StandinOptions());
   // Debian's adb, run by the bridge the program itself uses.
   AdbBridge bridge("/usr/bin/adb", tablet.adbEnvironment());
   AdbFiles files(bridge, tablet.serial(), TransferLimits::standard(),
@@ -194,9 +196,13 @@ int run(bool quick) {
 }  // namespace lumivale
 
 int main(int argc, char** argv) {
-  const bool quick = argc > 1 && std::string(argv[1]) == "--quick";
+  bool quick = false, plainStorage = false;
+  for (int i = 1; i < argc; ++i) {
+    quick = quick || std::string(argv[i]) == "--quick";
+    plainStorage = plainStorage || std::string(argv[i]) == "--plain-storage";
+  }
   try {
-    return lumivale::run(quick);
+    return lumivale::run(quick, plainStorage);
   } catch (const lumivale::Error& error) {
     std::cerr << "files_bench: " << error.message() << "\n";
     return 1;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/account/session_store.h"
+#include "core/bundle_identifier.h"
 
 namespace lumivale::platform {
 
@@ -12,7 +13,7 @@ namespace lumivale::platform {
 // macOS). Failures read "Keychain error {status}".
 class KeychainSessionStore : public SessionStore {
  public:
-  static constexpr const char* defaultService = "com.lumivale.mac.portmark";
+  static inline const std::string defaultService = std::string(bundleIdentifier) + ".portmark";
   static constexpr const char* defaultAccount = "session";
 
   KeychainSessionStore(std::string service, std::string account,
@@ -20,8 +21,7 @@ class KeychainSessionStore : public SessionStore {
 
   const std::string& service() const { return service_; }
   const std::string& account() const { return account_; }
-  // How the settings screen names the place.
-  std::string locationDescription() const;
+  std::string locationDescription() const override;
 
   std::optional<std::string> loadSessionToken() override;
   void saveSessionToken(const std::string& token) override;

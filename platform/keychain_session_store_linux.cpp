@@ -8,7 +8,8 @@ namespace lumivale::platform {
 namespace {
 
 const SecretSchema* sessionSchema() {
-  static const SecretSchema schema = {"com.lumivale.mac.Session",
+  static const std::string name = std::string(bundleIdentifier) + ".Session";
+  static const SecretSchema schema = {name.c_str(),
                                       SECRET_SCHEMA_DONT_MATCH_NAME,
                                       {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
                                        {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},

@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
 #include "core/error.h"
 #include "standin/control_client.h"
 #include "standin/rooted_process.h"
+#include "standin/shared_storage.h"
 #include "standin/standin_server.h"
 #include "standin/tablet_root.h"
 
@@ -21,19 +23,36 @@ namespace {
 using namespace lumivale;
 using namespace lumivale::standin;
 
-void serve(const std::filesystem::path& data, const std::filesystem::path& commands, uint16_t port,
-           const std::vector<std::string>& faultsAtStart, bool exitWithParent) {
-  if (exitWithParent) ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+struct ServeOptions {
+  std::filesystem::path data;
+  std::filesystem::path commands = LUMIVALE_STANDIN_COMMANDS;
+  uint16_t port = 0;
+  std::vector<std::string> faults;
+  bool exitWithParent = false;
+  bool plainStorage = false;
+};
+
+void serve(const ServeOptions& options) {
+  const auto& data = options.data;
+  if (options.exitWithParent) ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+  // Before any thread starts: only a process without threads can move.
+  if (!options.plainStorage) enterOwnMountNamespace();
   ::signal(SIGPIPE, SIG_IGN);
   ::umask(022);
   FaultSettings faults;
-  for (const auto& fault : faultsAtStart)
+  for (const auto& fault : options.faults)
     applyFault(faults, fault);
   std::filesystem::create_directories(data);
-  TabletRoot root(std::filesystem::absolute(data), commands);
+  TabletRoot root(std::filesystem::absolute(data), options.commands);
   root.build();
   checkCanChroot(root.path().string());
-  StandinServer server(root, faults, std::filesystem::absolute(data), port);
+  // As on the tablet, /data/media/0 holds what /storage/emulated/0 shows.
+  std::optional<SharedStorage> storage;
+  if (!options.plainStorage) {
+    std::filesystem::create_directories(root.path() / "data/media/0");
+    storage.emplace(root.path() / "data/media/0", root.path() / "storage/emulated/0");
+  }
+  StandinServer server(root, faults, std::filesystem::absolute(data), options.port);
   // Written last, and atomically: its presence means the stand-in is ready.
   auto portFile = data / "port";
   std::ofstream(portFile.string() + ".new") << server.port() << "\n";
@@ -48,17 +67,20 @@ void serve(const std::filesystem::path& data, const std::filesystem::path& comma
 int main(int argc, char** argv) {
   CLI::App app{"An LV-1 tablet that the real adb talks to"};
   app.require_subcommand(1);
-  std::filesystem::path data;
-  std::filesystem::path commands = LUMIVALE_STANDIN_COMMANDS;
-  uint16_t port = 0;
-  std::vector<std::string> faults;
-  bool exitWithParent = false;
+  ServeOptions serving;
   auto* serveCommand = app.add_subcommand("serve", "Build the tablet root and serve adb");
-  serveCommand->add_option("--data", data, "Data folder (holds root/, port, control)")->required();
-  serveCommand->add_option("--port", port, "Loopback port; 0 picks a free one");
-  serveCommand->add_option("--fault", faults, "A fault to start with (repeatable)");
-  serveCommand->add_option("--commands", commands, "Folder of the simulated Android commands");
-  serveCommand->add_flag("--exit-with-parent", exitWithParent, "Stop when the parent process ends");
+  serveCommand->add_option("--data", serving.data, "Data folder (holds root/, port, control)")
+      ->required();
+  serveCommand->add_option("--port", serving.port, "Loopback port; 0 picks a free one");
+  serveCommand->add_option("--fault", serving.faults, "A fault to start with (repeatable)");
+  serveCommand->add_option("--commands", serving.commands,
+                           "Folder of the simulated Android commands");
+  serveCommand->add_flag("--exit-with-parent", serving.exitWithParent,
+                         "Stop when the parent process ends");
+  serveCommand->add_flag("--plain-storage", serving.plainStorage,
+                         "Serve /sdcard from a plain folder: case-sensitive, any name allowed");
+
+  std::filesystem::path data;
 
   std::vector<std::string> request;
   auto* controlCommand =
@@ -71,7 +93,7 @@ int main(int argc, char** argv) {
 
   try {
     if (serveCommand->parsed()) {
-      serve(data, commands, port, faults, exitWithParent);
+      serve(serving);
     } else {
       std::string line;
       for (const auto& word : request)

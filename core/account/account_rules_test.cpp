@@ -113,6 +113,10 @@ TEST(SessionStores, FailuresAndTheMemoryStore) {
   EXPECT_EQ(memory.loadSessionToken(), "second");
   memory.clearSessionToken();
   EXPECT_EQ(memory.loadSessionToken(), std::nullopt);
+  // What the settings screen shows for each.
+  EXPECT_EQ(memory.locationDescription(),
+            "this development build keeps the sign-in in memory only");
+  EXPECT_EQ(unavailable.locationDescription(), "no secret service");
 }
 
 }  // namespace

@@ -28,6 +28,8 @@ class SessionStore {
   virtual std::optional<std::string> loadSessionToken() = 0;
   virtual void saveSessionToken(const std::string& token) = 0;
   virtual void clearSessionToken() = 0;
+  // Where the sign-in is kept, as the settings screen says it.
+  virtual std::string locationDescription() const = 0;
   // The file announcing changes of the stored token to other processes, if any.
   virtual std::optional<SessionGenerationFile> generationFile() const { return std::nullopt; }
 };
@@ -35,9 +37,12 @@ class SessionStore {
 // Holds the token for this process only (a build that may not use the keychain).
 class MemorySessionStore : public SessionStore {
  public:
+  static constexpr const char* message = "this development build keeps the sign-in in memory only";
+
   std::optional<std::string> loadSessionToken() override;
   void saveSessionToken(const std::string& token) override;
   void clearSessionToken() override;
+  std::string locationDescription() const override { return message; }
 
  private:
   std::mutex mutex_;
@@ -51,6 +56,7 @@ class UnavailableSessionStore : public SessionStore {
   std::optional<std::string> loadSessionToken() override;
   void saveSessionToken(const std::string& token) override;
   void clearSessionToken() override;
+  std::string locationDescription() const override { return reason_; }
 
  private:
   std::string reason_;

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "core/bundle_identifier.h"
 #include "core/crypto_library.h"
 #include "core/files/files_error.h"
 #include "core/files/local_items.h"
@@ -54,7 +55,7 @@ RemoteFileCache RemoteFileCache::standard() {
     caches = fs::path(home) / ".cache";
   else
     caches = fs::temp_directory_path();
-  return RemoteFileCache{caches / "lumivale" / "Files"};
+  return RemoteFileCache{caches / bundleIdentifier / "Files"};
 }
 
 std::string RemoteFileCache::key(const std::string& serial, const RemoteEntry& entry) {

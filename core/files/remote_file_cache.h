@@ -23,7 +23,7 @@ struct RemoteFileCache {
   std::filesystem::path root;
   std::shared_ptr<CacheLeases> leases = CacheLeases::shared();
 
-  // In the user's caches folder (XDG_CACHE_HOME, else ~/.cache) under "lumivale/Files".
+  // In the user's caches folder (XDG_CACHE_HOME, else ~/.cache) under "{bundle identifier}/Files".
   static RemoteFileCache standard();
 
   // Copies a tablet file to the given local location; throws when it cannot.

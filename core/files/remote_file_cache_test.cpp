@@ -1,5 +1,6 @@
 #include "core/files/remote_file_cache.h"
 
+#include <cstdlib>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -54,6 +55,17 @@ TEST(RemoteFileCacheKeyTest, AKeyNamesOneVersionOfOneFileOnOneTablet) {
   RemoteEntry touched = pdf();
   touched.modified = *touched.modified + std::chrono::milliseconds(1);
   EXPECT_NE(RemoteFileCache::key("S", touched), key);
+}
+
+TEST(RemoteFileCacheKeyTest, TheCacheIsNamedByTheBundleIdentifierAsTheKeychainItemsAre) {
+  const char* before = std::getenv("XDG_CACHE_HOME");
+  std::string saved = before ? before : "";
+  ::setenv("XDG_CACHE_HOME", "/caches", 1);
+  EXPECT_EQ(RemoteFileCache::standard().root, fs::path("/caches/com.lumivale.mac/Files"));
+  if (before)
+    ::setenv("XDG_CACHE_HOME", saved.c_str(), 1);
+  else
+    ::unsetenv("XDG_CACHE_HOME");
 }
 
 TEST(RemoteFileCacheKeyTest, LocalNamesAndThumbnails) {

@@ -17,8 +17,9 @@ enum class Key { name, kind, size, modified };
 std::string_view rawValue(Key key);
 std::optional<Key> key(std::string_view rawValue);
 
-// Finder's name order: letters without regard to case, runs of digits by their value.
-// Negative, zero or positive like strcmp.
+// The name order of a file manager in the user's locale (NameCollator): accents and
+// case count after the letters, runs of digits by their value. Negative, zero or
+// positive like strcmp; zero only for identical names.
 int compareNames(std::string_view a, std::string_view b);
 
 using KindName = std::function<std::string(const RemoteEntry&)>;

@@ -34,6 +34,17 @@ TEST(RemoteSortTest, NamesCompareLikeFinder) {
   EXPECT_EQ(RemoteSort::compareNames("x", "x"), 0);
 }
 
+TEST(RemoteSortTest, NamesSortTheWayPeopleExpect) {
+  // Accents and case count after the letters; other scripts after Latin; numbers by value.
+  auto sorted = RemoteSort::sorted(
+      {file("Zebra"), file("Жук"), file("éclair"), file("Report 10"), file("apple"), file("Eclair"),
+       file("report 9"), file("Ωmega"), file("zebra"), file("eclair")},
+      RemoteSort::Key::name, true, kindName);
+  EXPECT_EQ(names(sorted),
+            (std::vector<std::string>{"apple", "eclair", "Eclair", "éclair", "report 9",
+                                      "Report 10", "zebra", "Zebra", "Ωmega", "Жук"}));
+}
+
 TEST(RemoteSortTest, TiesFallBackToNameOrder) {
   auto bySize = RemoteSort::sorted({file("c", 5), file("a", 5), file("b", 1)},
                                    RemoteSort::Key::size, false, kindName);

@@ -188,6 +188,7 @@ void StandinTablet::startDaemon(uint16_t port) {
                                      "--exit-with-parent"};
   for (const auto& fault : options_.faults)
     arguments.push_back("--fault=" + fault);
+  if (options_.plainStorage) arguments.push_back("--plain-storage");
   daemon_ = Spawn::launch("/bin/sh", arguments, environment, false, false);
   auto deadline = std::chrono::steady_clock::now() + 60s;
   while (!fs::exists(portFile)) {
@@ -224,7 +225,9 @@ void StandinTablet::stopDaemon() {
 }
 
 fs::path StandinTablet::storageFolder() const {
-  return hostPath("/storage/emulated/0");
+  // The storage is mounted where only the stand-in sees it; this is what it serves.
+  return options_.plainStorage ? rootFolder() / "storage/emulated/0"
+                               : rootFolder() / "data/media/0";
 }
 
 fs::path StandinTablet::hostPath(std::string_view tabletPath) const {
@@ -249,7 +252,11 @@ fs::path StandinTablet::hostPath(std::string_view tabletPath) const {
       parts.push_back(piece.string());
     pending.insert(pending.end(), parts.rbegin(), parts.rend());
   }
-  return resolved.lexically_normal();
+  resolved = resolved.lexically_normal();
+  // What the stand-in shows in its storage lies in the folder behind it.
+  fs::path inStorage = resolved.lexically_relative(rootFolder() / "storage/emulated/0");
+  if (options_.plainStorage || inStorage.empty() || *inStorage.begin() == "..") return resolved;
+  return (storageFolder() / inStorage).lexically_normal();
 }
 
 ToolRun StandinTablet::adb(std::vector<std::string> arguments, Seconds timeout) const {

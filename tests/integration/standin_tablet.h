@@ -63,6 +63,9 @@ struct StandinOptions {
   std::shared_ptr<PrivateAdbServer> adbServer;
   // Whether to run `adb connect` once the daemon listens.
   bool connect = true;
+  // Whether /sdcard is a plain folder rather than the tablet-like storage, which
+  // ignores case and refuses the names FAT does not allow.
+  bool plainStorage = false;
 
   StandinOptions& fault(std::string request) {
     faults.push_back(std::move(request));
@@ -74,6 +77,10 @@ struct StandinOptions {
   }
   StandinOptions& withoutConnecting() {
     connect = false;
+    return *this;
+  }
+  StandinOptions& withPlainStorage() {
+    plainStorage = true;
     return *this;
   }
 };
@@ -99,9 +106,10 @@ class StandinTablet {
 
   std::filesystem::path dataFolder() const { return dataFolder_; }
   std::filesystem::path rootFolder() const { return dataFolder_ / "root"; }
-  // The shared storage (/sdcard = /storage/emulated/0) as a folder of this machine.
+  // The folder of this machine that holds the shared storage (/sdcard = /storage/emulated/0):
+  // names in it are the stored ones, with no case folding.
   std::filesystem::path storageFolder() const;
-  // Where a path of the tablet ("/data/local/tmp/x") lies on this machine.
+  // Where a path of the tablet ("/data/local/tmp/x", "/sdcard/x") lies on this machine.
   std::filesystem::path hostPath(std::string_view tabletPath) const;
 
   // `adb -s SERIAL ARGS...`.

@@ -51,6 +51,29 @@ TEST_F(FilesCliTest, PushListAndPullToAFreeName) {
   EXPECT_EQ(kept, "mine");
 }
 
+TEST_F(FilesCliTest, ListsNamesInTheOrderPeopleExpect) {
+  for (const char* name : {"Zebra.txt", "Öl.txt", "scan 10.pdf", "éclair.txt", "Scan 9.pdf",
+                           "apple.txt", "Жук.txt", "Eclair.txt"})
+    std::ofstream(onTablet(std::string("/sdcard/") + name)) << name;
+  auto namesListed = [&](const char* language) {
+    environment["LANG"] = language;
+    auto listed = lumivale({"ls", "--json"});
+    EXPECT_EQ(listed.status, 0) << listed.stderrData;
+    std::vector<std::string> names;
+    for (const auto& entry : nlohmann::json::parse(listed.stdoutData))
+      names.push_back(entry["name"]);
+    return names;
+  };
+  // The C locale, where programs on Linux often run, gets the common order, not capitals first.
+  EXPECT_EQ(namesListed("C"),
+            (std::vector<std::string>{"apple.txt", "Eclair.txt", "éclair.txt", "Öl.txt",
+                                      "Scan 9.pdf", "scan 10.pdf", "Zebra.txt", "Жук.txt"}));
+  // Swedish sorts Ö after Z.
+  EXPECT_EQ(namesListed("sv_SE.UTF-8"),
+            (std::vector<std::string>{"apple.txt", "Eclair.txt", "éclair.txt", "Scan 9.pdf",
+                                      "scan 10.pdf", "Zebra.txt", "Öl.txt", "Жук.txt"}));
+}
+
 TEST_F(FilesCliTest, BadInputIsAUsageErrorOrARefusal) {
   EXPECT_EQ(lumivale({"ls", "--sort", "colour"}).status, 2);
   auto outside = lumivale({"rm", "/data/local/tmp"});
