@@ -96,7 +96,9 @@ void addHelpAndVersion(CLI::App& app, const std::string& version) {
       }
       target = next;
     }
-    std::cout << target->help();
+    // help() would describe the command being run, which is this one.
+    std::cout << target->get_formatter()->make_help(target, commandPath(*target),
+                                                    CLI::AppFormatMode::Normal);
   });
   app.add_subcommand("version", "Print the program's version")->callback([version] {
     std::cout << version << "\n";
