@@ -51,7 +51,7 @@ TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
   StandinTablet tablet;
   ToolRun status = lumivale(tablet, {"status"});
   EXPECT_EQ(status.status, 0) << status.stderrData;
-  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
 
   auto devices = nlohmann::json::parse(lumivale(tablet, {"devices", "--json"}).stdoutData);
   EXPECT_EQ(devices["state"], "ready");
@@ -155,7 +155,7 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   ASSERT_EQ(tablet.shell("printf 'c1\\nt0ken\\n' > /data/local/tmp/lumivale-check").status, 0);
   status = lumivale(tablet, {"status"});
   EXPECT_EQ(status.status, 0) << status.stdoutData;
-  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
   info = lumivale(tablet, {"info", "--json"});
   ASSERT_EQ(info.status, 0) << info.stderrData;
   EXPECT_EQ(nlohmann::json::parse(info.stdoutData)["serial"], tablet.serial());
