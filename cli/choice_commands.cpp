@@ -8,6 +8,9 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
+#include "cli/exit_codes.h"
+#include "cli/json_shapes.h"
+#include "cli/screen_state.h"
 #include "companion/tablet_link.h"
 #include "core/error.h"
 #include "core/settings/config_store.h"
@@ -16,10 +19,6 @@ namespace lumivale::cli {
 namespace {
 
 using companion::TabletLook;
-
-nlohmann::json optionalJson(const std::optional<std::string>& value) {
-  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
-}
 
 void printDevices(const TabletLook& look, bool json) {
   const AdbDevice* inUse = look.choice.selected ? &*look.choice.selected : nullptr;
@@ -33,10 +32,7 @@ void printDevices(const TabletLook& look, bool json) {
     for (const auto& tablet : look.tablets) {
       nlohmann::json connections = nlohmann::json::array();
       for (const auto& connection : tablet.connections)
-        connections.push_back({{"serial", connection.serial},
-                               {"state", connection.state},
-                               {"model", optionalJson(connection.model)},
-                               {"transport", optionalJson(connection.transport)}});
+        connections.push_back(connectionJson(connection));
       tablets.push_back({{"serial", tablet.serial},
                          {"state", stateOf(tablet).name()},
                          {"inUse", inUse && tablet.hasSerial(inUse->serial)},
@@ -60,20 +56,31 @@ void printDevices(const TabletLook& look, bool json) {
   }
 }
 
-void printStatus(const TabletLook& look, bool json) {
+// The screen is read only for a ready tablet; `typedSerial` is the one given with --serial.
+void printStatus(const TabletLook& look, const std::optional<ScreenState>& screen,
+                 const std::optional<std::string>& typedSerial, bool json) {
   TabletState state = look.choice.state;
   std::optional<std::string> serial;
   if (look.choice.selected) serial = look.choice.selected->serial;
+  std::optional<std::string> refusal = state.refusal();
+  if (typedSerial && state == TabletState::chosenAway)
+    refusal = companion::serialNotConnected(*typedSerial);
   if (json) {
     std::cout << nlohmann::json{{"state", state.name()},
                                 {"serial", optionalJson(serial)},
-                                {"refusal", optionalJson(state.refusal())}}
+                                {"refusal", optionalJson(refusal)},
+                                {"screen", screenJson(screen)}}
                      .dump(2)
               << "\n";
     return;
   }
   std::cout << state.name() << (serial ? "  " + *serial : "") << "\n";
-  if (auto refusal = state.refusal()) std::cout << *refusal << "\n";
+  if (refusal) std::cout << *refusal << "\n";
+  if (screen) {
+    std::cout << "screen: " << describe(*screen) << "\n";
+    if (!screen->awake()) std::cout << "Wake it with lumivale wake before typing or tapping.\n";
+    if (screen->locked) std::cout << "Unlock it on the tablet before typing or tapping.\n";
+  }
 }
 
 // What the options of these commands hold once parsed; owned by their callbacks.
@@ -107,15 +114,13 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
       std::cout << "No tablet is chosen; the only one connected will be used.\n";
       return;
     }
-    if (serial.empty()) throw CLI::RequiredError("SERIAL or --clear");
+    if (serial.empty()) throw UsageError("give a serial from lumivale devices, or --clear");
     auto bridge = companion::openBridge();
     LumivaleConfig config = ConfigStore::load();
     auto tablets = companion::lookForTablets(*bridge, options.serial, config).tablets;
     auto found = std::find_if(tablets.begin(), tablets.end(),
                               [&](const AdbTablet& tablet) { return tablet.hasSerial(serial); });
-    if (found == tablets.end())
-      throw Error(
-          fmt::format("no Lumivale with serial '{}' is connected (see lumivale devices)", serial));
+    if (found == tablets.end()) throw Error(companion::serialNotConnected(serial));
     ConfigStore::update([&](LumivaleConfig& config) { config.deviceSerial = found->serial; });
     std::cout << "Using " << found->serial << ".\n";
   });
@@ -126,7 +131,9 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
     LumivaleConfig config = ConfigStore::load();
     auto bridge = companion::openBridge();
     TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
-    printStatus(look, flags->json);
+    std::optional<ScreenState> screen;
+    if (look.choice.state == TabletState::ready) screen = readScreen(*bridge, *look.serial);
+    printStatus(look, screen, options.serial, flags->json);
     if (look.choice.state != TabletState::ready) throw ExitStatus{1};
   });
 }

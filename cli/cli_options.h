@@ -8,6 +8,7 @@ namespace lumivale::cli {
 // Options every command may read, set before any command runs.
 struct GlobalOptions {
   std::optional<std::string> serial;  // --serial: the tablet for this one command
+  bool quiet = false;                 // -q: results and errors only
 };
 
 // Thrown by a command that ends with a status other than success without an error

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/exit_codes.h"
 #include "companion/account_context.h"
 #include "core/error.h"
 #include "core/settings/config_json.h"
@@ -29,7 +30,7 @@ const std::map<std::string, bool LumivaleConfig::*> booleanKeys = {
 std::string checkedEndpoint(const std::string& key, const std::string& value) {
   auto url = LumivaleConfig::endpointURL(value);
   if (!url)
-    throw Error(fmt::format(
+    throw UsageError(fmt::format(
         "\"{}\" cannot be used for {}. Give an https:// address without a user name, query or "
         "fragment (plain http:// only to localhost, 127.0.0.1 or [::1]).",
         value, key));
@@ -39,7 +40,7 @@ std::string checkedEndpoint(const std::string& key, const std::string& value) {
 bool checkedBoolean(const std::string& key, const std::string& value) {
   if (value == "true") return true;
   if (value == "false") return false;
-  throw Error(fmt::format("\"{}\" is not a value for {}. Give true or false.", value, key));
+  throw UsageError(fmt::format("\"{}\" is not a value for {}. Give true or false.", value, key));
 }
 
 void setSetting(LumivaleConfig& config, const std::string& key, const std::string& value) {

@@ -32,14 +32,14 @@ expect 0 config show --json
 before=$(cat "$LUMIVALE_CONFIG_DIR/config.json")
 [ "$out" = "$before" ] || fail "show --json differs from the file"
 
-expect 1 config set portmarkBaseUrl http://portmark.example
+expect 2 config set portmarkBaseUrl http://portmark.example
 case $err in
 "lumivale: \"http://portmark.example\" cannot be used for portmarkBaseUrl."*) ;;
 *) fail "refusal said '$err'" ;;
 esac
 [ "$(cat "$LUMIVALE_CONFIG_DIR/config.json")" = "$before" ] || fail "a refused change was written"
 
-expect 1 config set adbEnabled yes
+expect 2 config set adbEnabled yes
 expect 2 config set colour blue
 expect 2 config set adbEnabled
 

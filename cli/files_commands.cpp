@@ -9,7 +9,9 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/files_remove_command.h"
 #include "cli/interrupt_cancel.h"
+#include "cli/json_shapes.h"
 #include "cli/progress_bar.h"
 #include "companion/tablet_link.h"
 #include "companion/worded_error.h"
@@ -163,7 +165,7 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
     try {
       std::string placed;
       {
-        ProgressBar bar(local.filename().string());
+        ProgressBar bar(local.filename().string(), global.quiet);
         placed = companion::wordingFileErrors(
             "could not read", [&] { return files.push(local, folder, options.as, *policy, &bar); });
       }
@@ -192,12 +194,15 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   fs::path destination = companion::wordingFileErrors("could not look at", [&] {
     fs::path wanted = options.second.empty() ? fs::current_path() / name : fs::path(options.second);
     if (fs::is_directory(wanted)) wanted /= name;
+    const fs::path folder = wanted.parent_path();
+    if (!folder.empty() && !fs::exists(folder))
+      throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
     return freeLocalName(wanted, entry->isFolder());
   });
   StopToken command;
   InterruptCancel interrupt(command);
   try {
-    ProgressBar bar(name);
+    ProgressBar bar(name, global.quiet);
     companion::wordingFileErrors("could not put the copy in",
                                  [&] { files.stoppedBy(command).pull(path, destination, &bar); });
   } catch (const Error&) {
@@ -237,8 +242,24 @@ void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
   if (!report.failures.empty()) throw Error(report.failures.front());
 }
 
-void printAmount(std::uint64_t bytes, std::string_view what) {
-  std::cout << fmt::format("{} {} ({} bytes)\n", humanBytes(bytes), what, bytes);
+// Without -p a missing parent is the likely cause; the tablet's mkdir says it in its own words.
+void makeDirectoryCommand(const GlobalOptions& global, const FilesOptions& options) {
+  auto tablet = companion::openTabletFiles(global.serial);
+  const std::string path = RemotePath::resolve(options.path);
+  if (auto parent = RemotePath::parent(path); parent && !options.parents) {
+    if (!tablet.files.entry(*parent))
+      throw FilesError::refused(
+          fmt::format("could not make {}: its folder {} does not exist (use -p to make it too)",
+                      shown(path), shown(*parent)));
+  }
+  tablet.files.makeDirectory(path, options.parents);
+}
+
+void printAmount(const std::string& path, std::uint64_t bytes, std::string_view what, bool json) {
+  if (json)
+    std::cout << amountJson(path, bytes).dump(2) << "\n";
+  else
+    std::cout << fmt::format("{} {} ({} bytes)\n", humanBytes(bytes), what, bytes);
 }
 
 void addPathCommand(CLI::App& group, const char* name, const char* description,
@@ -273,10 +294,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* mkdir = group->add_subcommand("mkdir", "Make a folder");
   mkdir->add_option("PATH", o.path, "The new folder")->required();
   mkdir->add_flag("-p,--parents", o.parents, "Make missing parent folders too");
-  mkdir->callback([&global, options] {
-    companion::openTabletFiles(global.serial)
-        .files.makeDirectory(RemotePath::resolve(options->path), options->parents);
-  });
+  mkdir->callback([&global, options] { makeDirectoryCommand(global, *options); });
 
   auto* mv = group->add_subcommand("mv", "Rename an item in its folder");
   mv->add_option("PATH", o.path, "The item")->required();
@@ -287,10 +305,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
               << "\n";
   });
 
-  addPathCommand(
-      *group, "rm", "Delete an item (a folder with all it holds)", o, [&global, options] {
-        companion::openTabletFiles(global.serial).files.remove(RemotePath::resolve(options->path));
-      });
+  addRemoveCommand(*group, global);
 
   auto* push =
       group->add_subcommand("push", "Copy a file or folder from this computer to the tablet");
@@ -314,33 +329,49 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
     auto bytes = companion::openTabletFiles(global.serial).files.tabletFree(path);
     if (!bytes)
       throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
-    printAmount(*bytes, "free");
+    printAmount(path, *bytes, "free", options->json);
   });
 
   addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
-    printAmount(
-        companion::openTabletFiles(global.serial).files.usage(RemotePath::resolve(options->path)),
-        "used");
+    const std::string path = RemotePath::resolve(options->path);
+    printAmount(path, companion::openTabletFiles(global.serial).files.usage(path), "used",
+                options->json);
   });
 
   addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto digest = companion::openTabletFiles(global.serial).files.sha256(path);
+    auto tablet = companion::openTabletFiles(global.serial);
+    auto entry = tablet.files.entry(path);
+    if (!entry) throw FilesError::notFound(path);
+    if (entry->isFolder())
+      throw Error(fmt::format("'{}' is a folder; only a file can be hashed", shown(path)));
+    auto digest = tablet.files.sha256(path);
     if (!digest) throw Error("the tablet cannot hash files (it has no sha256sum)");
-    std::cout << *digest << "  " << shown(path) << "\n";
+    if (options->json)
+      std::cout << nlohmann::json{{"path", path}, {"sha256", *digest}}.dump(2) << "\n";
+    else
+      std::cout << *digest << "  " << shown(path) << "\n";
   });
 
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
   leftovers->callback([&global, options] {
-    for (const auto& item : companion::openTabletFiles(global.serial)
-                                .files.leftovers(RemotePath::resolve(options->path))) {
+    const auto found = companion::openTabletFiles(global.serial)
+                           .files.leftovers(RemotePath::resolve(options->path));
+    if (options->json) {
+      std::cout << leftoversJson(found).dump(2) << "\n";
+      return;
+    }
+    for (const auto& item : found) {
       const std::string owner =
           item.belongsTo ? fmt::format("belongs to '{}'", shown(*item.belongsTo)) : "owner unknown";
       std::cout << fmt::format("{}  {}  {}\n  {}\n", rawValue(item.kind), shown(item.entry.path),
                                owner, item.about);
     }
   });
+
+  for (const char* name : {"free", "du", "hash", "leftovers"})
+    group->get_subcommand(name)->add_flag("--json", o.json, "Print JSON");
 
   auto* cleanup = group->add_subcommand(
       "cleanup", "Put the leftovers of a folder back under their names, or erase them");

@@ -4,8 +4,10 @@
 
 #include "cli/account_commands.h"
 #include "cli/cli_options.h"
+#include "cli/command_line.h"
 #include "cli/config_commands.h"
 #include "cli/device_commands.h"
+#include "cli/exit_codes.h"
 #include "cli/files_commands.h"
 #include "cli/setting_commands.h"
 #include "companion/worded_error.h"
@@ -14,26 +16,33 @@
 int main(int argc, char** argv) {
   using namespace lumivale;
   CLI::App app{"The desktop companion for the LV-1 tablet.", "lumivale"};
-  app.set_version_flag("--version", std::string("lumivale ") + programVersion);
+  const std::string version = std::string("lumivale ") + programVersion;
+  app.set_version_flag("--version", version);
   app.require_subcommand(1);
+  app.footer("Exit status: 0 success, 1 failure, 2 usage error, 130 interrupted.");
   cli::GlobalOptions options;
-  app.add_option("--serial", options.serial, "The tablet to use for this command (an adb serial)");
-  cli::addConfigCommands(app, options);
   cli::addDeviceCommands(app, options);
-  cli::addAccountCommands(app, options);
-  cli::addFilesCommands(app, options);
   cli::addSettingCommands(app, options);
+  cli::addFilesCommands(app, options);
+  cli::addAccountCommands(app, options);
+  cli::addConfigCommands(app, options);
+  cli::addHelpAndVersion(app, version);
+  cli::addCommonOptions(app, options);
 
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    int code = app.exit(error);
-    return code == 0 ? 0 : 2;
+    std::cerr << "lumivale: "
+              << cli::usageMessage(app, std::vector<std::string>(argv + 1, argv + argc), error)
+              << "\n";
+    return cli::exitUsage;
   } catch (const cli::ExitStatus& exit) {
     return exit.code;
   } catch (const std::exception& error) {
     std::cerr << "lumivale: " << companion::wordedMessage(error) << "\n";
-    return 1;
+    return cli::exitCodeFor(error);
   }
-  return 0;
+  return cli::exitSuccess;
 }

@@ -43,8 +43,8 @@ std::string humanBytes(std::uint64_t bytes) {
   return fmt::format("{:.1f} {}", value, units[unit]);
 }
 
-ProgressBar::ProgressBar(std::string label)
-    : label_(std::move(label)), shown_(isatty(STDERR_FILENO) == 1) {}
+ProgressBar::ProgressBar(std::string label, bool quiet)
+    : label_(std::move(label)), shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
   if (drew_) std::fputs("\n", stderr);

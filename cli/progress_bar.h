@@ -11,10 +11,10 @@
 namespace lumivale::cli {
 
 // A one-line progress bar on the terminal for a long copy: bytes, rate and time left.
-// Quiet when standard error is not a terminal.
+// Quiet when asked to be, or when standard error is not a terminal.
 class ProgressBar : public TransferObserver {
  public:
-  explicit ProgressBar(std::string label);
+  ProgressBar(std::string label, bool quiet);
   ~ProgressBar() override;
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;

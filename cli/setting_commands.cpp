@@ -43,11 +43,23 @@ void printReadings(const std::vector<SettingReading>& readings) {
   }
 }
 
+// Always the text typed back to set it ("on", "120", "60000"), so one type for every setting.
 nlohmann::ordered_json jsonValue(const std::optional<SettingValue>& value) {
   if (!value) return nullptr;
-  if (auto isOn = value->asOn()) return *isOn;
-  if (auto level = value->asLevel()) return *level;
-  return *value->asChoice();
+  return value->text();
+}
+
+// {"id", "value", "shown"}: one setting's value, from get, set, reset, warmth and brightness.
+void printValue(const DeviceSetting& setting, const std::optional<SettingValue>& value, bool json) {
+  if (!json) {
+    std::cout << setting.display(value) << "\n";
+    return;
+  }
+  nlohmann::ordered_json shape;
+  shape["id"] = setting.id;
+  shape["value"] = jsonValue(value);
+  shape["shown"] = setting.display(value);
+  std::cout << shape.dump(2) << "\n";
 }
 
 nlohmann::ordered_json readingsJson(const std::vector<SettingReading>& readings) {
@@ -81,21 +93,22 @@ const DeviceSetting& changeable(const std::string& id) {
 }
 
 // Writes and prints what the tablet reads back; a tablet that kept another value is a failure.
-void setAndShow(const GlobalOptions& options, const std::string& id, const std::string& text) {
+void setAndShow(const GlobalOptions& options, const std::string& id, const std::string& text,
+                bool json) {
   const auto& setting = DeviceSettings::settingNamed(id);
   auto wanted = setting.parse(text);
   auto session = companion::requireReadyTablet(options.serial);
   auto now = setting.write(wanted, *session.bridge, session.serial);
-  std::cout << setting.display(now) << "\n";
+  printValue(setting, now, json);
   if (!now || !setting.sameValue(*now, wanted))
     throw Error(fmt::format("'{}' reads back as {}, not {}", id, setting.display(now),
                             setting.display(wanted)));
 }
 
-void showValue(const GlobalOptions& options, const std::string& id) {
+void showValue(const GlobalOptions& options, const std::string& id, bool json) {
   const auto& setting = changeable(id);
   auto session = companion::requireReadyTablet(options.serial);
-  std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
+  printValue(setting, setting.read(*session.bridge, session.serial), json);
 }
 
 // `lumivale warmth [N]` and `lumivale brightness [N]`.
@@ -103,12 +116,14 @@ void addShortcut(CLI::App& app, const GlobalOptions& options, const std::string&
                  const std::string& description) {
   auto* command = app.add_subcommand(id, description);
   auto level = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
   command->add_option("N", *level, "The new level, 0-255; without it, print the current one");
-  command->callback([&options, id, level] {
+  command->add_flag("--json", *json, "Print JSON");
+  command->callback([&options, id, level, json] {
     if (level->empty())
-      showValue(options, id);
+      showValue(options, id, *json);
     else
-      setAndShow(options, id, *level);
+      setAndShow(options, id, *level, *json);
   });
 }
 
@@ -120,8 +135,8 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
   auto id = std::make_shared<std::string>();
   auto value = std::make_shared<std::string>();
 
-  auto* list = group->add_subcommand("list", "Every setting with its value on the tablet");
   auto json = std::make_shared<bool>(false);
+  auto* list = group->add_subcommand("list", "Every setting with its value on the tablet");
   list->add_flag("--json", *json, "Print the readings as JSON");
   list->callback([&options, json] {
     auto session = companion::requireReadyTablet(options.serial);
@@ -134,20 +149,23 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
 
   auto* get = group->add_subcommand("get", "Print one setting's value");
   get->add_option("ID", *id, "The setting (see: lumivale setting list)")->required();
-  get->callback([&options, id] { showValue(options, *id); });
+  get->add_flag("--json", *json, "Print JSON");
+  get->callback([&options, id, json] { showValue(options, *id, *json); });
 
   auto* set = group->add_subcommand("set", "Change one setting and print the value read back");
   set->add_option("ID", *id, "The setting")->required();
   set->add_option("VALUE", *value, "on or off, a number, or one of its choices")->required();
-  set->callback([&options, id, value] { setAndShow(options, *id, *value); });
+  set->add_flag("--json", *json, "Print JSON");
+  set->callback([&options, id, value, json] { setAndShow(options, *id, *value, *json); });
 
   auto* reset = group->add_subcommand("reset", "Return a setting to the tablet's default");
   reset->add_option("ID", *id, "The setting")->required();
-  reset->callback([&options, id] {
+  reset->add_flag("--json", *json, "Print JSON");
+  reset->callback([&options, id, json] {
     const auto& setting = changeable(*id);
     auto session = companion::requireReadyTablet(options.serial);
     setting.reset(*session.bridge, session.serial);
-    std::cout << setting.display(setting.read(*session.bridge, session.serial)) << "\n";
+    printValue(setting, setting.read(*session.bridge, session.serial), *json);
   });
 
   auto* choices = group->add_subcommand("choices", "What a setting may be set to");

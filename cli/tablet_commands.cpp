@@ -7,8 +7,12 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
+#include "cli/exit_codes.h"
+#include "cli/json_shapes.h"
+#include "cli/screen_state.h"
 #include "companion/tablet_link.h"
 #include "core/settings/atomic_file.h"
+#include "core/settings/url.h"
 
 namespace lumivale::cli {
 namespace {
@@ -31,9 +35,11 @@ std::string orUnknown(const std::optional<T>& value) {
   return value ? std::to_string(*value) : "unknown";
 }
 
-void printInfo(const DeviceInfo& info, bool json) {
+void printInfo(const DeviceInfo& info, const ScreenState& screen, bool json) {
   if (json) {
-    std::cout << nlohmann::json(info).dump(2) << "\n";
+    nlohmann::json shape = info;
+    shape["screen"] = screenJson(screen);
+    std::cout << shape.dump(2) << "\n";
     return;
   }
   auto line = [](const char* label, const std::string& value) {
@@ -54,6 +60,15 @@ void printInfo(const DeviceInfo& info, bool json) {
                            : "unknown");
   line("wi-fi", orUnknown(info.wifiSsid));
   line("address", orUnknown(info.ipAddress));
+  line("screen", describe(screen));
+}
+
+// Only an address the tablet's browser can open goes to the tablet.
+void requireWebAddress(const std::string& text) {
+  auto url = Url::parse(text);
+  if (!url || (url->scheme != "http" && url->scheme != "https") || !url->host || url->host->empty())
+    throw UsageError(fmt::format(
+        "'{}' is not a web address (give one that starts with http:// or https://)", text));
 }
 
 }  // namespace
@@ -65,7 +80,8 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   info->add_flag("--json", arguments->json, "Print JSON");
   info->callback([&options, arguments] {
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
-    printInfo(tablet.bridge->deviceInfo(tablet.serial), arguments->json);
+    DeviceInfo facts = tablet.bridge->deviceInfo(tablet.serial);
+    printInfo(facts, readScreen(*tablet.bridge, tablet.serial), arguments->json);
   });
 
   auto* wake = app.add_subcommand("wake", "Wake the tablet's screen");
@@ -86,7 +102,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   tap->add_option("Y", arguments->y, "Pixels from the top")->required();
   tap->callback([&options, arguments] {
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
-    tablet.bridge->requireReadyForInput(tablet.serial);
+    requireScreenForInput(*tablet.bridge, tablet.serial);
     tablet.bridge->tap(tablet.serial, arguments->x, arguments->y);
   });
 
@@ -94,13 +110,14 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   type->add_option("TEXT", arguments->text, "What to type")->required();
   type->callback([&options, arguments] {
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
-    tablet.bridge->requireReadyForInput(tablet.serial);
+    requireScreenForInput(*tablet.bridge, tablet.serial);
     tablet.bridge->typeText(tablet.serial, arguments->text);
   });
 
   auto* open = app.add_subcommand("open", "Open a web address on the tablet");
   open->add_option("URL", arguments->url, "The address")->required();
   open->callback([&options, arguments] {
+    requireWebAddress(arguments->url);
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
     tablet.bridge->openURL(tablet.serial, arguments->url);
   });

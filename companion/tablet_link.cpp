@@ -1,5 +1,7 @@
 #include "companion/tablet_link.h"
 
+#include <fmt/format.h>
+
 #include "companion/program_folder.h"
 #include "core/settings/config_store.h"
 #include "core/settings/environment.h"
@@ -37,10 +39,17 @@ TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& p
   return look;
 }
 
+std::string serialNotConnected(const std::string& serial) {
+  return fmt::format("no Lumivale with serial '{}' is connected (see lumivale devices)", serial);
+}
+
 ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
                                const std::optional<std::string>& pinnedSerial,
                                const LumivaleConfig& config) {
   TabletLook look = lookForTablets(*bridge, pinnedSerial, config);
+  // A serial typed for this one use is not "the one this Mac is set to use".
+  if (pinnedSerial && look.choice.state == TabletState::chosenAway)
+    throw AdbError(serialNotConnected(*pinnedSerial));
   if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
   for (const auto& tablet : look.tablets)
     if (tablet.hasSerial(*look.serial)) bridge->pin(tablet);

@@ -36,6 +36,9 @@ struct TabletLook {
 TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& pinnedSerial,
                           const LumivaleConfig& config);
 
+// The refusal for a serial asked for by name that no connected tablet has.
+std::string serialNotConnected(const std::string& serial);
+
 // A tablet ready for work, and the bridge pinned to it.
 struct ReadyTablet {
   std::shared_ptr<AdbBridge> bridge;

@@ -110,6 +110,26 @@ std::vector<SettingChoice> DeviceSetting::choices(AdbRunner& runner,
   return {};
 }
 
+namespace {
+
+// A choice typed as it is shown: its title ("5 min", any case), or the title's number
+// alone ("5") when that names one choice.
+const SettingChoice* typedAsShown(const std::vector<SettingChoice>& choices,
+                                  const std::string& text) {
+  const SettingChoice* byNumber = nullptr;
+  int numbered = 0;
+  for (const auto& choice : choices) {
+    if (lowered(choice.title) == lowered(text)) return &choice;
+    if (SettingParse::wholeNumber(text) && choice.title.starts_with(text + " ")) {
+      byNumber = &choice;
+      ++numbered;
+    }
+  }
+  return numbered == 1 ? byNumber : nullptr;
+}
+
+}  // namespace
+
 SettingValue DeviceSetting::parse(const std::string& text) const {
   if (tier.reason()) throw SettingError::unavailable(id, *tier.reason());
   if (std::holds_alternative<Toggle>(kind)) {
@@ -124,6 +144,10 @@ SettingValue DeviceSetting::parse(const std::string& text) const {
     if (*number < slider->min || *number > slider->max)
       throw SettingError::badValue(id, text + " is outside " + rangeText(*slider));
     return SettingValue::level(static_cast<int>(*number));
+  }
+  if (const auto* list = std::get_if<Choice>(&kind)) {
+    if (const auto* entry = typedAsShown(list->choices, text))
+      return SettingValue::choice(entry->value);
   }
   auto value = SettingValue::choice(text);
   validate(value);

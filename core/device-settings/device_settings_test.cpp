@@ -65,6 +65,19 @@ TEST(DeviceSettingsTest, NumbersNoIntHoldsAreUnexpectedOutputNotCutDown) {
   EXPECT_EQ(reading("density").error, "unexpected adb output: Physical density: 4294967536");
 }
 
+TEST(DeviceSettingsTest, AChoiceIsTakenBackAsItIsShown) {
+  const auto& timeout = DeviceSettings::settingNamed("screen_off_timeout");
+  const auto fiveMinutes = SettingValue::choice("300000");
+  EXPECT_EQ(timeout.display(fiveMinutes), "5 min");
+  EXPECT_EQ(timeout.parse("5 min"), fiveMinutes);
+  EXPECT_EQ(timeout.parse("5 MIN"), fiveMinutes);
+  EXPECT_EQ(timeout.parse("5"), fiveMinutes);
+  EXPECT_EQ(timeout.parse("300000"), fiveMinutes);
+  EXPECT_EQ(timeout.parse("1"), SettingValue::choice("60000"));  // not "10 min"
+  EXPECT_THROW(timeout.parse("7"), SettingError);
+  EXPECT_THROW(timeout.parse("7 min"), SettingError);
+}
+
 TEST(DeviceSettingsTest, ReadsEverythingInOneRoundTripAndSurvivesAFailingReader) {
   ScriptedTablet tablet;
   tablet.on("settings get", "null\n");

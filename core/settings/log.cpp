@@ -1,5 +1,7 @@
 #include "core/settings/log.h"
 
+#include <atomic>
+#include <cstdio>
 #include <memory>
 
 #include <spdlog/logger.h>
@@ -15,6 +17,8 @@ namespace {
 
 constexpr std::size_t maximumLogBytes = 1024 * 1024;
 constexpr std::size_t keptLogFiles = 3;
+
+std::atomic<bool> echoing{false};
 
 // Redacts each message before the file sees it, so no caller can forget to.
 class RedactingSink : public spdlog::sinks::sink {
@@ -63,6 +67,13 @@ std::filesystem::path logDirectory() {
 void logLine(LogLevel level, std::string_view message) {
   static const std::shared_ptr<spdlog::logger> log = openLog();
   log->log(level == LogLevel::warning ? spdlog::level::warn : spdlog::level::info, message);
+  if (echoing)
+    fmt::print(stderr, "{}: {}\n", level == LogLevel::warning ? "warning" : "info",
+               redactSecrets(message));
+}
+
+void echoLogToStandardError(bool echo) {
+  echoing = echo;
 }
 
 }  // namespace lumivale

@@ -20,6 +20,10 @@ enum class LogLevel { info, warning };
 // folder cannot be made the log goes nowhere rather than failing the work that logs.
 void logLine(LogLevel level, std::string_view message);
 
+// Also writes every later log line, redacted, to standard error (a front end's verbose
+// mode). Off until asked for.
+void echoLogToStandardError(bool echo);
+
 template <typename... Args>
 void logInfo(fmt::format_string<Args...> format, Args&&... args) {
   logLine(LogLevel::info, fmt::format(format, std::forward<Args>(args)...));

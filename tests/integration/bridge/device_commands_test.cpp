@@ -51,7 +51,7 @@ TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
   StandinTablet tablet;
   ToolRun status = lumivale(tablet, {"status"});
   EXPECT_EQ(status.status, 0) << status.stderrData;
-  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
 
   auto devices = nlohmann::json::parse(lumivale(tablet, {"devices", "--json"}).stdoutData);
   EXPECT_EQ(devices["state"], "ready");
@@ -64,6 +64,19 @@ TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
 
   auto info = nlohmann::json::parse(lumivale(tablet, {"info", "--json"}).stdoutData);
   EXPECT_EQ(info["model"], "LV-1");
+  EXPECT_TRUE(info["screen"]["awake"].is_boolean());
+  EXPECT_TRUE(info["screen"]["locked"].is_boolean());
+  // A setting's value has one type whatever the setting: the text that sets it.
+  for (const char* command : {"warmth", "brightness"}) {
+    auto value = nlohmann::json::parse(lumivale(tablet, {command, "--json"}).stdoutData);
+    EXPECT_EQ(value["id"], command);
+    EXPECT_TRUE(value["value"].is_string() || value["value"].is_null()) << command;
+    EXPECT_TRUE(value["shown"].is_string()) << command;
+  }
+  auto listed = nlohmann::json::parse(lumivale(tablet, {"setting", "list", "--json"}).stdoutData);
+  for (const auto& reading : listed)
+    EXPECT_TRUE(reading["value"].is_string() || reading["value"].is_null()) << reading["id"];
+  EXPECT_EQ(lumivale(tablet, {"open", "notaurl"}).status, 2);
   EXPECT_EQ(info["batteryPercent"], 76);
 
   EXPECT_EQ(lumivale(tablet, {"type", "hello there"}).status, 0);
@@ -93,15 +106,17 @@ TEST_F(DeviceCommandsTest, ATabletNotReadyIsRefusedWithItsSentence) {
   EXPECT_EQ(status.status, 1);
   EXPECT_EQ(status.stdoutData, "waitingForApproval  " + tablet.serial() +
                                    "\nOn your Lumivale, tap Allow for this Mac first.\n");
-  ToolRun info = lumivale(tablet, {"--serial", "GONE", "info"});
+  ToolRun info = lumivale(tablet, {"info", "--serial", "GONE"});
   EXPECT_EQ(info.status, 1);
-  EXPECT_EQ(info.stderrData, "lumivale: The Lumivale this Mac is set to use is not connected.\n");
+  EXPECT_EQ(info.stderrData,
+            "lumivale: no Lumivale with serial 'GONE' is connected (see lumivale devices)\n");
 
   ToolRun elsewhere = lumivale(tablet, {"--serial", "GONE", "status", "--json"});
   EXPECT_EQ(elsewhere.status, 1);
   auto json = nlohmann::json::parse(elsewhere.stdoutData);
   EXPECT_EQ(json["state"], "chosenAway");
-  EXPECT_EQ(json["refusal"], "The Lumivale this Mac is set to use is not connected.");
+  EXPECT_EQ(json["refusal"], "no Lumivale with serial 'GONE' is connected (see lumivale devices)");
+  EXPECT_EQ(json["screen"], nlohmann::json({{"awake", nullptr}, {"locked", nullptr}}));
   ToolRun use = lumivale(tablet, {"use", "GONE"});
   EXPECT_EQ(use.status, 1);
 }
@@ -140,7 +155,7 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   ASSERT_EQ(tablet.shell("printf 'c1\\nt0ken\\n' > /data/local/tmp/lumivale-check").status, 0);
   status = lumivale(tablet, {"status"});
   EXPECT_EQ(status.status, 0) << status.stdoutData;
-  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\n");
+  EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
   info = lumivale(tablet, {"info", "--json"});
   ASSERT_EQ(info.status, 0) << info.stderrData;
   EXPECT_EQ(nlohmann::json::parse(info.stdoutData)["serial"], tablet.serial());

@@ -18,9 +18,9 @@
 namespace lumivale {
 namespace {
 
-using testing::StandinTablet;
 using testing::adbChildren;
 using testing::adbRunUnderWay;
+using testing::StandinTablet;
 
 // Counts adb round trips on the way to the bridge.
 class CountingRunner : public AdbRunner {
@@ -235,7 +235,7 @@ TEST_F(SettingCommandsOnStandin, ListsTheThreeGroupsWithValuesUnsetOnesAndReason
 
   auto json = nlohmann::json::parse(lumivale({"setting", "list", "--json"}).stdoutData);
   ASSERT_EQ(json.size(), DeviceSettings::all().size());
-  EXPECT_EQ(json[1]["value"], 140);
+  EXPECT_EQ(json[1]["value"], "140");  // every value as the text that sets it
   EXPECT_EQ(json[4]["value"], nullptr);
   EXPECT_EQ(json[10]["tier"], "unavailable");
 }
@@ -248,13 +248,14 @@ TEST_F(SettingCommandsOnStandin, SetsReadsAndRefuses) {
   EXPECT_EQ(lumivale({"setting", "get", "screen_off_timeout"}).stdoutData, "10 min\n");
 
   ToolRun outside = lumivale({"brightness", "256"});
-  EXPECT_EQ(outside.status, 1);
+  EXPECT_EQ(outside.status, 2);  // a bad value typed is a usage error
   EXPECT_EQ(outside.stderrData, "lumivale: 'brightness': 256 is outside 0-255\n");
 
   ToolRun elsewhere = lumivale({"--serial", "127.0.0.1:9", "setting", "list"});
   EXPECT_EQ(elsewhere.status, 1);
-  EXPECT_EQ(elsewhere.stderrData,
-            "lumivale: The Lumivale this Mac is set to use is not connected.\n");
+  EXPECT_EQ(
+      elsewhere.stderrData,
+      "lumivale: no Lumivale with serial '127.0.0.1:9' is connected (see lumivale devices)\n");
 }
 
 TEST_F(DeviceSettingsOnStandin, ACancelledReadStopsItsAdbRun) {

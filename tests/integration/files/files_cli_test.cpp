@@ -83,6 +83,60 @@ TEST_F(FilesCliTest, BadInputIsAUsageErrorOrARefusal) {
       "lumivale: '/data/local/tmp': it is outside the tablet\u2019s shared storage (/sdcard)\n");
 }
 
+TEST_F(FilesCliTest, AFolderIsNeitherHashedNorRemovedWithoutMeaningIt) {
+  ASSERT_EQ(lumivale({"mkdir", "-p", "Books/Old"}).status, 0);
+  ASSERT_EQ(lumivale({"push", localFile("a.pdf", "pdf bytes").string(), "Books"}).status, 0);
+  auto hashed = lumivale({"hash", "Books"});
+  EXPECT_EQ(hashed.status, 1);
+  EXPECT_EQ(hashed.stdoutData, "");
+  EXPECT_EQ(hashed.stderrData,
+            "lumivale: '/sdcard/Books' is a folder; only a file can be hashed\n");
+  auto digest = nlohmann::json::parse(lumivale({"hash", "Books/a.pdf", "--json"}).stdoutData);
+  EXPECT_EQ(digest["path"], "/sdcard/Books/a.pdf");
+  EXPECT_EQ(digest["sha256"].get<std::string>().size(), 64u);
+
+  auto refused = lumivale({"rm", "Books/Old", "Books"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.stderrData,
+            "lumivale: '/sdcard/Books' is a folder with items in it; use -r to remove it with all "
+            "it holds\n");
+  EXPECT_TRUE(fs::is_directory(tablet->storageFolder() / "Books" / "Old")) << "nothing removed";
+  auto removed = lumivale({"rm", "-r", "Books/Old", "Books"});
+  EXPECT_EQ(removed.status, 0) << removed.stderrData;
+  EXPECT_EQ(removed.stdoutData, "removed /sdcard/Books/Old\nremoved /sdcard/Books\n");
+  EXPECT_FALSE(fs::exists(tablet->storageFolder() / "Books"));
+}
+
+TEST_F(FilesCliTest, SerialAfterTheCommandAndJsonKeysAlike) {
+  auto run = [&](std::vector<std::string> arguments) {
+    return ToolRun::runIn(environment, LUMIVALE_CLI_BINARY, arguments, Seconds(300));
+  };
+  ASSERT_EQ(run({"files", "mkdir", "Notes", "--serial", tablet->serial()}).status, 0);
+  auto missingParent = run({"files", "mkdir", "a/b/c", "--serial", tablet->serial()});
+  EXPECT_EQ(missingParent.status, 1);
+  EXPECT_EQ(missingParent.stderrData,
+            "lumivale: could not make /sdcard/a/b/c: its folder /sdcard/a/b does not exist (use -p "
+            "to make it too)\n");
+  auto gone = run({"files", "ls", "--serial", "GONE"});
+  EXPECT_EQ(gone.status, 1);
+  EXPECT_EQ(gone.stderrData,
+            "lumivale: no Lumivale with serial 'GONE' is connected (see lumivale devices)\n");
+  for (const char* command : {"free", "du"}) {
+    auto amount = run({"files", command, "Notes", "--json", "--serial", tablet->serial()});
+    ASSERT_EQ(amount.status, 0) << amount.stderrData;
+    auto json = nlohmann::json::parse(amount.stdoutData);
+    EXPECT_EQ(json["path"], "/sdcard/Notes") << command;
+    EXPECT_TRUE(json["bytes"].is_number_unsigned()) << command;
+  }
+  auto leftovers = run({"files", "leftovers", "--json", "--serial", tablet->serial()});
+  EXPECT_EQ(nlohmann::json::parse(leftovers.stdoutData), nlohmann::json::array());
+  auto pulled = run(
+      {"files", "pull", "Notes", (local / "nowhere" / "x").string(), "--serial", tablet->serial()});
+  EXPECT_EQ(pulled.status, 1);
+  EXPECT_EQ(pulled.stderrData, "lumivale: the folder " + (local / "nowhere").string() +
+                                   " does not exist on this computer\n");
+}
+
 TEST_F(FilesCliTest, ALocalPlaceThatCannotTakeTheCopySaysWhereAndWhy) {
   ASSERT_EQ(lumivale({"push", localFile("a.pdf", "pdf bytes").string()}).status, 0);
   const fs::path plain = localFile("plain", "a file, not a folder");
@@ -110,7 +164,7 @@ TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
   errors.resize(static_cast<std::size_t>(
       std::max<ssize_t>(0, ::read(child->stderrPipe()->get(), errors.data(), errors.size()))));
   if (status == 0) GTEST_SKIP() << "the copy ended before the interrupt arrived";
-  EXPECT_EQ(status, 1);
+  EXPECT_EQ(status, 130);
   EXPECT_THAT(errors, HasSubstr("lumivale: cancelled\n"));
   EXPECT_TRUE(fs::is_empty(tablet->storageFolder()));
 }

@@ -1,0 +1,34 @@
+#include "cli/screen_state.h"
+
+#include <cctype>
+
+#include <fmt/format.h>
+
+#include "core/tablet/adb_error.h"
+
+namespace lumivale::cli {
+
+ScreenState readScreen(AdbBridge& bridge, const std::string& serial) {
+  return {bridge.wakefulness(serial), bridge.keyguardShowing(serial)};
+}
+
+std::string describe(const ScreenState& screen) {
+  std::string text = screen.wakefulness ? *screen.wakefulness : "unknown";
+  for (char& c : text)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return screen.locked ? text + ", locked" : text;
+}
+
+void requireScreenForInput(AdbBridge& bridge, const std::string& serial) {
+  const ScreenState screen = readScreen(bridge, serial);
+  // A tablet that does not say is refused by the bridge's own check, in its words.
+  if (!screen.wakefulness) bridge.requireReadyForInput(serial);
+  if (!screen.awake())
+    throw AdbError(
+        fmt::format("{} is {}, not awake; input would be dropped. Wake it with "
+                    "lumivale wake",
+                    serial, *screen.wakefulness));
+  if (screen.locked) throw AdbError(lockScreenRefusal);
+}
+
+}  // namespace lumivale::cli
