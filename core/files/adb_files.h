@@ -74,8 +74,10 @@ class AdbFiles {
   std::string push(const std::filesystem::path& local, const std::string& toDirectory,
                    const std::optional<std::string>& as, CollisionPolicy collision,
                    TransferObserver* progress = nullptr) const;
+  // Something already at `destination` is swapped out in one step with `replaceExisting`,
+  // and refused otherwise.
   void pull(const std::string& path, const std::filesystem::path& destination,
-            TransferObserver* progress = nullptr) const;
+            TransferObserver* progress = nullptr, bool replaceExisting = false) const;
 
   // Measuring.
   std::uint64_t usage(const std::string& path) const;

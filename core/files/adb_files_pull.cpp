@@ -11,7 +11,7 @@ using namespace files_detail;
 namespace fs = std::filesystem;
 
 void AdbFiles::pull(const std::string& path, const fs::path& destination,
-                    TransferObserver* progress) const {
+                    TransferObserver* progress, bool replaceExisting) const {
   const std::string valid = confineItem(path);
   const std::string name = RemotePath::name(valid);
   const auto before = identity(valid);
@@ -51,11 +51,12 @@ void AdbFiles::pull(const std::string& path, const fs::path& destination,
     throw FilesError::refused(
         "this disk cannot mark files from the tablet as downloaded (quarantine), so nothing was "
         "kept; copy to a folder on this Mac instead");
-  std::error_code error;
-  fs::rename(copy, destination, error);
-  if (error)
+  try {
+    LocalItems::moveIntoPlace(copy, destination, replaceExisting);
+  } catch (const fs::filesystem_error& error) {
     throw FilesError::refused(fmt::format("could not put '{}' at {}: {}", shown(name),
-                                          destination.string(), error.message()));
+                                          destination.string(), error.code().message()));
+  }
 }
 
 }  // namespace lumivale

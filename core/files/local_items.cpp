@@ -1,6 +1,8 @@
 #include "core/files/local_items.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -106,6 +108,22 @@ int sweepScratch(const fs::path& folder) {
 ScratchFolder::~ScratchFolder() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
+}
+
+void moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to,
+                   bool replace) {
+  std::error_code error;
+  const bool taken = std::filesystem::exists(std::filesystem::symlink_status(to, error));
+#ifdef __APPLE__
+  const int done =
+      renamex_np(from.c_str(), to.c_str(), taken && replace ? RENAME_SWAP : RENAME_EXCL);
+#else
+  const int done = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
+                             taken && replace ? RENAME_EXCHANGE : RENAME_NOREPLACE);
+#endif
+  if (done != 0)
+    throw std::filesystem::filesystem_error("could not move into place", from, to,
+                                            std::error_code(errno, std::generic_category()));
 }
 
 }  // namespace lumivale::LocalItems
