@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/files/adb_files.h"
+#include "tests/integration/adb_children.h"
 #include "tests/integration/files/files_cli.h"
 
 namespace lumivale::testing {
@@ -183,6 +184,12 @@ pid_t goneProcess() {
   return child->pid();
 }
 
+std::string contents(const fs::path& file) {
+  std::string text;
+  std::getline(std::ifstream(file), text);
+  return text;
+}
+
 std::vector<std::string> scratchFolders(const fs::path& folder) {
   std::vector<std::string> found;
   for (const auto& item : fs::directory_iterator(folder)) {
@@ -255,6 +262,79 @@ TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   ASSERT_EQ(pulled.status, 0) << pulled.stderrData;
   EXPECT_TRUE(scratchFolders(downloads).empty());
   EXPECT_TRUE(fs::exists(downloads / "small.txt"));
+}
+
+TEST_F(FilesCliTest, APullIntoATakenNameAsksReplacesOrKeepsBoth) {
+  std::ofstream(onTablet("/sdcard/a.pdf")) << "from the tablet";
+  fs::create_directories(onTablet("/sdcard/Notes"));
+  std::ofstream(onTablet("/sdcard/Notes/new.txt")) << "new note";
+  const fs::path downloads = local / "Downloads";
+  fs::create_directories(downloads / "Notes");
+  std::ofstream(downloads / "a.pdf") << "mine";
+  std::ofstream(downloads / "Notes" / "old.txt") << "old note";
+
+  // Not on a terminal nobody can be asked: nothing is copied and the way on is named.
+  auto refused = lumivale({"pull", "a.pdf", downloads.string(), "--if-exists", "ask"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.stderrData,
+            "lumivale: " + (downloads / "a.pdf").string() +
+                " already exists on this computer; nothing was copied (choose with --if-exists "
+                "replace or keep-both)\n");
+  EXPECT_EQ(contents(downloads / "a.pdf"), "mine");
+
+  // On a terminal the question is put; "k" keeps both.
+  auto asked = onTerminal({"pull", "a.pdf", downloads.string(), "--if-exists", "ask"}, "k\n");
+  EXPECT_EQ(asked.status, 0) << asked.stdoutData;
+  EXPECT_THAT(asked.stdoutData,
+              HasSubstr("'" + (downloads / "a.pdf").string() +
+                        "' already exists on this computer. Replace it, keep both, or cancel?"));
+  EXPECT_EQ(contents(downloads / "a 2.pdf"), "from the tablet");
+
+  auto replaced = lumivale({"pull", "a.pdf", downloads.string(), "--if-exists", "replace"});
+  ASSERT_EQ(replaced.status, 0) << replaced.stderrData;
+  EXPECT_EQ(replaced.stdoutData, (downloads / "a.pdf").string() + "\n");
+  EXPECT_EQ(contents(downloads / "a.pdf"), "from the tablet");
+
+  // A folder is replaced whole: nothing of the old one is mixed into the new.
+  auto folder = lumivale({"pull", "Notes", downloads.string(), "--if-exists", "replace"});
+  ASSERT_EQ(folder.status, 0) << folder.stderrData;
+  EXPECT_EQ(contents(downloads / "Notes" / "new.txt"), "new note");
+  EXPECT_FALSE(fs::exists(downloads / "Notes" / "old.txt"));
+  // The old copies went with the scratch folder they were swapped into.
+  EXPECT_TRUE(scratchFolders(downloads).empty());
+}
+
+TEST_F(FilesCliTest, CtrlCBeforeTheCopyStartsIsACancel) {
+  std::ofstream(onTablet("/sdcard/a.pdf")) << "pdf bytes";
+  // Every tablet step waits, so the Ctrl-C lands on a step before the copy.
+  tablet->setFault("slow=2000");
+  auto child = launchAlone({"pull", "a.pdf", local.string()});
+  ASSERT_TRUE(adbRunUnderWay(child->pid(), "shell"));
+  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
+  ::kill(-child->pid(), SIGINT);
+  const int status = child->wait();
+  std::string errors(4096, '\0');
+  errors.resize(static_cast<std::size_t>(
+      std::max<ssize_t>(0, ::read(child->stderrPipe()->get(), errors.data(), errors.size()))));
+  EXPECT_EQ(status, 130) << errors;
+  EXPECT_EQ(errors, "lumivale: cancelled\n");
+  EXPECT_FALSE(fs::exists(local / "a.pdf"));
+  EXPECT_TRUE(scratchFolders(local).empty());
+}
+
+TEST_F(FilesCliTest, RemovingAFolderWithItemsAsksOnATerminal) {
+  fs::create_directories(onTablet("/sdcard/Old"));
+  std::ofstream(onTablet("/sdcard/Old/a.txt")) << "a";
+  auto kept = onTerminal({"rm", "-r", "Old"}, "n\n");
+  EXPECT_EQ(kept.status, 0) << kept.stdoutData;
+  EXPECT_THAT(kept.stdoutData, AllOf(HasSubstr("Remove /sdcard/Old and all it holds (1 file, "),
+                                     HasSubstr("Kept /sdcard/Old.")));
+  EXPECT_TRUE(fs::exists(onTablet("/sdcard/Old/a.txt")));
+
+  auto removed = onTerminal({"rm", "-r", "Old"}, "y\n");
+  EXPECT_EQ(removed.status, 0) << removed.stdoutData;
+  EXPECT_THAT(removed.stdoutData, HasSubstr("removed /sdcard/Old"));
+  EXPECT_FALSE(fs::exists(onTablet("/sdcard/Old")));
 }
 
 }  // namespace
