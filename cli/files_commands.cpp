@@ -228,10 +228,22 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   });
 }
 
+// The folder typed, or without one every folder of the storage that holds leftovers.
+std::vector<std::string> leftoverFolders(const AdbFiles& files, const std::string& typed) {
+  if (!typed.empty()) return {RemotePath::resolve(typed)};
+  return files.foldersWithLeftovers(RemotePath::resolve(""));
+}
+
 void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
   using Does = CleanUpStep::Does;
-  const AdbFiles::CleanUpReport report =
-      companion::openTabletFiles(global.serial).files.cleanUp(RemotePath::resolve(options.path));
+  auto tablet = companion::openTabletFiles(global.serial);
+  AdbFiles::CleanUpReport report;
+  for (const auto& folder : leftoverFolders(tablet.files, options.path)) {
+    auto part = tablet.files.cleanUp(folder);
+    report.done.insert(report.done.end(), part.done.begin(), part.done.end());
+    report.kept.insert(report.kept.end(), part.kept.begin(), part.kept.end());
+    report.failures.insert(report.failures.end(), part.failures.begin(), part.failures.end());
+  }
   int restored = 0;
   for (const auto& step : report.done) {
     if (!step.kind) continue;  // a record nothing needs any more
@@ -372,10 +384,14 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   });
 
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
-  leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
+  leftovers->add_option("DIR", o.path, "The folder (default: all of /sdcard)");
   leftovers->callback([&global, options] {
-    const auto found = companion::openTabletFiles(global.serial)
-                           .files.leftovers(RemotePath::resolve(options->path));
+    auto tablet = companion::openTabletFiles(global.serial);
+    std::vector<LeftoverItem> found;
+    for (const auto& folder : leftoverFolders(tablet.files, options->path)) {
+      auto inFolder = tablet.files.leftovers(folder);
+      found.insert(found.end(), inFolder.begin(), inFolder.end());
+    }
     if (options->json) {
       std::cout << leftoversJson(found).dump(2) << "\n";
       return;
@@ -393,7 +409,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
 
   auto* cleanup = group->add_subcommand(
       "cleanup", "Put the leftovers of a folder back under their names, or erase them");
-  cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
+  cleanup->add_option("DIR", o.path, "The folder (default: all of /sdcard)");
   cleanup->add_option("--pulls-in", o.second,
                       "Also remove stopped pulls' scratch folders here (default: this folder)");
   cleanup->callback([&global, options] { cleanupCommand(global, *options); });

@@ -89,6 +89,8 @@ class AdbFiles {
   static std::optional<RemoteEntry::Kind> kind(std::string_view identity);
   static std::optional<std::uint64_t> size(std::string_view identity);
 
+  // The folders at or under `top` that hold remains of operations, found in one search.
+  std::vector<std::string> foldersWithLeftovers(const std::string& top) const;
   // Remains of operations that did not finish, each with its kind and the name it belongs to.
   std::vector<LeftoverItem> leftovers(const std::string& folder) const;
   std::vector<RemoteEntry> leftoverPartials(const std::string& folder) const;

@@ -14,6 +14,8 @@ namespace lumivale::files_detail {
 inline constexpr Seconds stepTimeout{30};
 // A step whose time grows with what a folder holds (find, ls, du, rm -r).
 inline constexpr Seconds folderTimeout{600};
+// How deep a search of the whole storage for leftovers looks; far deeper than people file.
+inline constexpr int leftoverSearchDepth = 24;
 // Bytes of quoted paths in one shell line; far inside what adbd accepts.
 inline constexpr std::size_t batchBudget = 32 * 1024;
 

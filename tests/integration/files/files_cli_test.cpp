@@ -238,6 +238,35 @@ TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
   EXPECT_EQ(left, (std::vector<std::string>{".lumivale-partial-old-cd34", "a.pdf"}));
 }
 
+TEST_F(FilesCliTest, WithoutAFolderLeftoversAreSoughtThroughTheWholeStorage) {
+  const fs::path deep = onTablet("/sdcard/A/B/C");
+  fs::create_directories(deep);
+  std::ofstream(deep / ".lumivale-partial-old-cd34") << "an old copy";
+  const fs::path camp = onTablet("/sdcard/Camp");
+  // What a staged folder holds belongs to it and is not a leftover of its own.
+  fs::create_directories(camp / ".lumivale-renaming-ab12" / ".lumivale-partial-inside");
+  std::ofstream(camp / ".lumivale-record-ab12") << fmt::format(
+      "lumivale staging record 1\nid=ab12\noperation=rename\nname=Old\n"
+      "newName=New\nhost={}\npid={}\nstarted=1\n",
+      hostName(), goneProcess());
+
+  auto listed = lumivale({"leftovers", "--json"});
+  ASSERT_EQ(listed.status, 0) << listed.stderrData;
+  std::vector<std::string> paths;
+  for (const auto& item : nlohmann::json::parse(listed.stdoutData))
+    paths.push_back(item["path"]);
+  std::sort(paths.begin(), paths.end());
+  EXPECT_EQ(paths, (std::vector<std::string>{"/sdcard/A/B/C/.lumivale-partial-old-cd34",
+                                             "/sdcard/Camp/.lumivale-renaming-ab12"}));
+
+  auto cleaned = lumivale({"cleanup", "--pulls-in", local.string()});
+  ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
+  EXPECT_THAT(cleaned.stdoutData,
+              AllOf(HasSubstr("put back /sdcard/Camp/Old ("),
+                    HasSubstr("kept /sdcard/A/B/C/.lumivale-partial-old-cd34 is an old copy")));
+  EXPECT_TRUE(fs::is_directory(camp / "Old" / ".lumivale-partial-inside"));
+}
+
 TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   {
     std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
