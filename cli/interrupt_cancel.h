@@ -27,6 +27,8 @@ class InterruptCancel {
     InterruptCancel interrupt(command);
     try {
       work();
+    } catch (const Cancelled&) {
+      throw;  // it may say what it left
     } catch (const Error&) {
       if (interrupt.interrupted()) throw Cancelled();
       throw;

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/error.h"
 #include "core/tablet/tablet_shell.h"
 #include "core/tablet/tool_run.h"
 
@@ -29,5 +30,10 @@ std::string byteCount(std::uint64_t bytes);
 std::string shown(std::string_view path);
 
 using TabletShell::firstLine;
+
+// Called while handling `error` from an operation that could not clear what it left:
+// a cancel or a refusal goes on saying what is left and how to clear it, `left`; any
+// other failure goes on as it is.
+[[noreturn]] void rethrowSayingWhatIsLeft(const Error& error, const std::string& left);
 
 }  // namespace lumivale::files_detail

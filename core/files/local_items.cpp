@@ -106,8 +106,13 @@ int sweepScratch(const fs::path& folder) {
 }
 
 ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  remove();
+}
+
+bool ScratchFolder::remove() noexcept {
+  std::error_code error;
+  fs::remove_all(path_, error);
+  return !error && !fs::exists(fs::symlink_status(path_, error));
 }
 
 void moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to,

@@ -40,6 +40,8 @@ class ScratchFolder {
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   ~ScratchFolder();
   const std::filesystem::path& path() const { return path_; }
+  // Removes it now; false when some of it stays.
+  bool remove() noexcept;
 
  private:
   std::filesystem::path path_;
