@@ -267,6 +267,30 @@ TEST_F(FilesCliTest, WithoutAFolderLeftoversAreSoughtThroughTheWholeStorage) {
   EXPECT_TRUE(fs::is_directory(camp / "Old" / ".lumivale-partial-inside"));
 }
 
+TEST_F(FilesCliTest, APushThatLeavesItsCopyBehindNamesTheCleanUpThatClearsIt) {
+  const fs::path big = localFile("big.bin", std::string(8 * 1024 * 1024, 'b'));
+  // The copy is cut midway, and so is the erasing of what had arrived.
+  tablet->setFault("drop-after=1048576");
+  tablet->setFault("drop-at=rm");
+  auto pushed = lumivale({"push", big.string()});
+  tablet->clearFaults();
+  tablet->connect();
+  ASSERT_EQ(tablet->adb({"wait-for-device"}, Seconds(60)).status, 0);
+  EXPECT_EQ(pushed.status, 1);
+  EXPECT_THAT(
+      pushed.stderrData,
+      AllOf(HasSubstr(". What had arrived is left hidden as .lumivale-partial-"),
+            HasSubstr(" in /sdcard: the next copy into that folder removes it, and so "
+                      "does Clean up in the Files pane (lumivale files cleanup /sdcard)\n")));
+
+  auto cleaned = lumivale({"cleanup", "/sdcard", "--pulls-in", local.string()});
+  ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
+  std::vector<std::string> left;
+  for (const auto& item : fs::directory_iterator(tablet->storageFolder()))
+    left.push_back(item.path().filename());
+  EXPECT_THAT(left, ::testing::IsEmpty());
+}
+
 TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   {
     std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
