@@ -22,6 +22,33 @@ namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 
+std::vector<std::string> scratchFolders(const fs::path& folder) {
+  std::vector<std::string> found;
+  for (const auto& item : fs::directory_iterator(folder)) {
+    if (item.path().filename().string().starts_with(".lumivale-pull-"))
+      found.push_back(item.path().filename());
+  }
+  return found;
+}
+
+// What an ended child wrote to its error stream.
+std::string errorsOf(Spawn::Child& child) {
+  std::string errors(4096, '\0');
+  errors.resize(static_cast<std::size_t>(
+      std::max<ssize_t>(0, ::read(child.stderrPipe()->get(), errors.data(), errors.size()))));
+  return errors;
+}
+
+// Waits, for half a minute at most, until a pull's copy is arriving in `folder`.
+void pullArriving(const fs::path& folder) {
+  bool arriving = false;
+  for (int wait = 0; wait < 3000 && !arriving; ++wait) {
+    for (const auto& name : scratchFolders(folder))
+      arriving = arriving || !fs::is_empty(folder / name);
+    if (!arriving) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 TEST_F(FilesCliTest, PushListAndPullToAFreeName) {
   ASSERT_EQ(lumivale({"mkdir", "-p", "Books/Old"}).status, 0);
   const fs::path book = localFile("a.pdf", "pdf bytes");
@@ -161,9 +188,7 @@ TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
   EXPECT_TRUE(arriving);
   child->signalIfRunning(SIGINT);
   const int status = child->wait();
-  std::string errors(4096, '\0');
-  errors.resize(static_cast<std::size_t>(
-      std::max<ssize_t>(0, ::read(child->stderrPipe()->get(), errors.data(), errors.size()))));
+  const std::string errors = errorsOf(*child);
   if (status == 0) GTEST_SKIP() << "the copy ended before the interrupt arrived";
   EXPECT_EQ(status, 130);
   EXPECT_THAT(errors, HasSubstr("lumivale: cancelled\n"));
@@ -188,15 +213,6 @@ std::string contents(const fs::path& file) {
   std::string text;
   std::getline(std::ifstream(file), text);
   return text;
-}
-
-std::vector<std::string> scratchFolders(const fs::path& folder) {
-  std::vector<std::string> found;
-  for (const auto& item : fs::directory_iterator(folder)) {
-    if (item.path().filename().string().starts_with(".lumivale-pull-"))
-      found.push_back(item.path().filename());
-  }
-  return found;
 }
 
 TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
@@ -301,12 +317,7 @@ TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   fs::create_directories(downloads);
   auto child = launchAlone({"pull", "big.bin", downloads.string()});
   // Stop it once its copy is arriving, as a crash or a closed terminal would.
-  bool arriving = false;
-  for (int wait = 0; wait < 3000 && !arriving; ++wait) {
-    for (const auto& name : scratchFolders(downloads))
-      arriving = arriving || !fs::is_empty(downloads / name);
-    if (!arriving) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  pullArriving(downloads);
   ::kill(-child->pid(), SIGKILL);
   child->wait();
   if (scratchFolders(downloads).empty()) GTEST_SKIP() << "the pull ended before it was killed";
@@ -366,9 +377,7 @@ TEST_F(FilesCliTest, CtrlCBeforeTheCopyStartsIsACancel) {
   // As a terminal does: the whole group, adb included, gets the Ctrl-C.
   ::kill(-child->pid(), SIGINT);
   const int status = child->wait();
-  std::string errors(4096, '\0');
-  errors.resize(static_cast<std::size_t>(
-      std::max<ssize_t>(0, ::read(child->stderrPipe()->get(), errors.data(), errors.size()))));
+  const std::string errors = errorsOf(*child);
   EXPECT_EQ(status, 130) << errors;
   EXPECT_EQ(errors, "lumivale: cancelled\n");
   EXPECT_FALSE(fs::exists(local / "a.pdf"));
@@ -388,6 +397,24 @@ TEST_F(FilesCliTest, RemovingAFolderWithItemsAsksOnATerminal) {
   EXPECT_EQ(removed.status, 0) << removed.stdoutData;
   EXPECT_THAT(removed.stdoutData, HasSubstr("removed /sdcard/Old"));
   EXPECT_FALSE(fs::exists(onTablet("/sdcard/Old")));
+}
+
+TEST_F(FilesCliTest, APullInterruptedMidwayIsACancelThatLeavesNothing) {
+  {
+    std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
+    big << std::string(256 * 1024 * 1024, 'p');
+  }
+  const fs::path downloads = local / "Downloads";
+  fs::create_directories(downloads);
+  auto child = launchAlone({"pull", "big.bin", downloads.string()});
+  pullArriving(downloads);
+  ::kill(-child->pid(), SIGINT);
+  const int status = child->wait();
+  const std::string errors = errorsOf(*child);
+  if (status == 0) GTEST_SKIP() << "the pull ended before the interrupt arrived";
+  EXPECT_EQ(status, 130);
+  EXPECT_EQ(errors, "lumivale: cancelled\n");
+  EXPECT_TRUE(fs::is_empty(downloads));
 }
 
 }  // namespace
