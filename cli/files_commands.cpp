@@ -36,6 +36,8 @@ struct FilesOptions {
   bool parents = false;
   std::optional<std::string> as;
   std::string ifExists = "ask";
+  // A pull lands beside what the user already has, so by default it keeps both.
+  std::string pullIfExists = "keep-both";
 };
 
 std::string shown(const std::string& path) {
@@ -94,17 +96,23 @@ std::optional<CollisionPolicy> policyNamed(const std::string& text) {
 }
 
 // Asks on the terminal what to do about a taken name; absent means stop.
-std::optional<CollisionPolicy> askAboutTakenName(const std::string& path) {
+std::optional<CollisionPolicy> askAboutTakenName(const std::string& taken, std::string_view where) {
   if (isatty(STDIN_FILENO) != 1) return std::nullopt;
-  std::cerr << fmt::format(
-      "'{}' already exists on the tablet. Replace it, keep both, or cancel? "
-      "[r/k/C] ",
-      shown(path));
+  std::cerr << fmt::format("'{}' already exists {}. Replace it, keep both, or cancel? [r/k/C] ",
+                           taken, where);
   std::string answer;
   std::getline(std::cin, answer);
   if (answer == "r" || answer == "R") return CollisionPolicy::replace;
   if (answer == "k" || answer == "K") return CollisionPolicy::keepBoth;
   return std::nullopt;
+}
+
+CollisionPolicy chosenPolicy(const std::string& text) {
+  auto policy = policyNamed(text);
+  if (!policy)
+    throw Error(
+        fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)", text));
+  return *policy;
 }
 
 // A local name beside `wanted` that nothing holds yet.
@@ -150,72 +158,92 @@ void statCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto policy = policyNamed(options.ifExists);
-  if (!policy)
-    throw Error(fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)",
-                            options.ifExists));
-  auto tablet = companion::openTabletFiles(global.serial);
-  AdbFiles& files = tablet.files;
-  const fs::path local = options.path;
-  const std::string folder = RemotePath::resolve(options.second);
+  auto policy = chosenPolicy(options.ifExists);
   StopToken command;
-  InterruptCancel interrupt(command);
-  files = files.stoppedBy(command);
-  for (;;) {
-    try {
-      std::string placed;
-      {
-        ProgressBar bar(local.filename().string(), global.quiet);
-        placed = companion::wordingFileErrors(
-            "could not read", [&] { return files.push(local, folder, options.as, *policy, &bar); });
+  InterruptCancel::run(command, [&] {
+    auto tablet = companion::openTabletFiles(global.serial);
+    const AdbFiles files = tablet.files.stoppedBy(command);
+    const fs::path local = options.path;
+    const std::string folder = RemotePath::resolve(options.second);
+    for (;;) {
+      try {
+        std::string placed;
+        {
+          ProgressBar bar(local.filename().string(), global.quiet);
+          placed = companion::wordingFileErrors("could not read", [&] {
+            return files.push(local, folder, options.as, policy, &bar);
+          });
+        }
+        std::cout << shown(placed) << "\n";
+        return;
+      } catch (const FilesError& error) {
+        if (error.kind() != FilesError::Kind::exists || policy != CollisionPolicy::ask) throw;
+        auto chosen = askAboutTakenName(shown(error.payload()), "on the tablet");
+        if (!chosen) throw;
+        policy = *chosen;
       }
-      std::cout << shown(placed) << "\n";
-      return;
-    } catch (const FilesError& error) {
-      if (error.kind() != FilesError::Kind::exists || *policy != CollisionPolicy::ask) throw;
-      auto chosen = askAboutTakenName(error.payload());
-      if (!chosen) throw;
-      policy = chosen;
-    } catch (const Error&) {
-      if (interrupt.interrupted()) throw Cancelled();
-      throw;
     }
-  }
+  });
 }
 
 void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
-  AdbFiles& files = tablet.files;
-  files.markQuarantine = platform::markQuarantine;
-  const std::string path = RemotePath::resolve(options.path);
-  auto entry = files.entry(path);
-  if (!entry) throw FilesError::notFound(path);
-  const std::string name = RemotePath::macSafeName(RemotePath::name(path));
-  fs::path destination = companion::wordingFileErrors("could not look at", [&] {
-    fs::path wanted = options.second.empty() ? fs::current_path() / name : fs::path(options.second);
-    if (fs::is_directory(wanted)) wanted /= name;
-    const fs::path folder = wanted.parent_path();
-    if (!folder.empty() && !fs::exists(folder))
-      throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
-    return freeLocalName(wanted, entry->isFolder());
-  });
+  auto policy = chosenPolicy(options.pullIfExists);
   StopToken command;
-  InterruptCancel interrupt(command);
-  try {
-    ProgressBar bar(name, global.quiet);
-    companion::wordingFileErrors("could not put the copy in",
-                                 [&] { files.stoppedBy(command).pull(path, destination, &bar); });
-  } catch (const Error&) {
-    if (interrupt.interrupted()) throw Cancelled();
-    throw;
-  }
-  std::cout << destination.string() << "\n";
+  InterruptCancel::run(command, [&] {
+    auto tablet = companion::openTabletFiles(global.serial);
+    AdbFiles files = tablet.files.stoppedBy(command);
+    files.markQuarantine = platform::markQuarantine;
+    const std::string path = RemotePath::resolve(options.path);
+    auto entry = files.entry(path);
+    if (!entry) throw FilesError::notFound(path);
+    const std::string name = RemotePath::macSafeName(RemotePath::name(path));
+    fs::path destination = companion::wordingFileErrors("could not look at", [&] {
+      fs::path wanted =
+          options.second.empty() ? fs::current_path() / name : fs::path(options.second);
+      if (fs::is_directory(wanted)) wanted /= name;
+      const fs::path folder = wanted.parent_path();
+      if (!folder.empty() && !fs::exists(folder))
+        throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
+      return wanted;
+    });
+    std::error_code error;
+    if (policy == CollisionPolicy::ask && fs::exists(fs::symlink_status(destination, error))) {
+      auto chosen = askAboutTakenName(destination.string(), "on this computer");
+      if (!chosen)
+        throw Error(fmt::format(
+            "{} already exists on this computer; nothing was copied (choose with --if-exists "
+            "replace or keep-both)",
+            destination.string()));
+      policy = *chosen;
+    }
+    if (policy == CollisionPolicy::keepBoth)
+      destination = freeLocalName(destination, entry->isFolder());
+    {
+      ProgressBar bar(name, global.quiet);
+      companion::wordingFileErrors("could not put the copy in", [&] {
+        files.pull(path, destination, &bar, policy == CollisionPolicy::replace);
+      });
+    }
+    std::cout << destination.string() << "\n";
+  });
+}
+
+// The folder typed, or without one every folder of the storage that holds leftovers.
+std::vector<std::string> leftoverFolders(const AdbFiles& files, const std::string& typed) {
+  if (!typed.empty()) return {RemotePath::resolve(typed)};
+  return files.foldersWithLeftovers(RemotePath::resolve(""));
 }
 
 void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
   using Does = CleanUpStep::Does;
-  const AdbFiles::CleanUpReport report =
-      companion::openTabletFiles(global.serial).files.cleanUp(RemotePath::resolve(options.path));
+  auto tablet = companion::openTabletFiles(global.serial);
+  AdbFiles::CleanUpReport report;
+  for (const auto& folder : leftoverFolders(tablet.files, options.path)) {
+    auto part = tablet.files.cleanUp(folder);
+    report.done.insert(report.done.end(), part.done.begin(), part.done.end());
+    report.kept.insert(report.kept.end(), part.kept.begin(), part.kept.end());
+    report.failures.insert(report.failures.end(), part.failures.begin(), part.failures.end());
+  }
   int restored = 0;
   for (const auto& step : report.done) {
     if (!step.kind) continue;  // a record nothing needs any more
@@ -319,7 +347,9 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* pull =
       group->add_subcommand("pull", "Copy a file or folder from the tablet to this computer");
   pull->add_option("PATH", o.path, "The tablet item")->required();
-  pull->add_option("DEST", o.second, "Where to put it (a free name is chosen if it is taken)");
+  pull->add_option("DEST", o.second, "Where to put it");
+  pull->add_option("--if-exists", o.pullIfExists, "ask, replace or keep-both (default keep-both)")
+      ->check(CLI::IsMember({"ask", "replace", "keep-both"}));
   pull->callback([&global, options] { pullCommand(global, *options); });
 
   auto* free = group->add_subcommand("free", "Free space on the tablet");
@@ -354,10 +384,14 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   });
 
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
-  leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
+  leftovers->add_option("DIR", o.path, "The folder (default: all of /sdcard)");
   leftovers->callback([&global, options] {
-    const auto found = companion::openTabletFiles(global.serial)
-                           .files.leftovers(RemotePath::resolve(options->path));
+    auto tablet = companion::openTabletFiles(global.serial);
+    std::vector<LeftoverItem> found;
+    for (const auto& folder : leftoverFolders(tablet.files, options->path)) {
+      auto inFolder = tablet.files.leftovers(folder);
+      found.insert(found.end(), inFolder.begin(), inFolder.end());
+    }
     if (options->json) {
       std::cout << leftoversJson(found).dump(2) << "\n";
       return;
@@ -375,7 +409,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
 
   auto* cleanup = group->add_subcommand(
       "cleanup", "Put the leftovers of a folder back under their names, or erase them");
-  cleanup->add_option("DIR", o.path, "The folder (default /sdcard)");
+  cleanup->add_option("DIR", o.path, "The folder (default: all of /sdcard)");
   cleanup->add_option("--pulls-in", o.second,
                       "Also remove stopped pulls' scratch folders here (default: this folder)");
   cleanup->callback([&global, options] { cleanupCommand(global, *options); });

@@ -16,12 +16,16 @@ namespace {
 
 // The write end the signal handler reports to; a handler may only write(2).
 std::atomic<int> signalPipe{-1};
+// Set by the handler itself, so a failure noticed right after the signal (adb was sent the
+// same Ctrl-C) is known to be the interrupt even before the watcher has run.
+std::atomic<bool> signalSeen{false};
 
 constexpr char signalled = 's';
 constexpr char finished = 'f';
 
 void onSignal(int) {
   const int saved = errno;
+  signalSeen = true;
   const int fd = signalPipe.load();
   if (fd >= 0) [[maybe_unused]]
     auto written = write(fd, &signalled, 1);
@@ -30,12 +34,17 @@ void onSignal(int) {
 
 }  // namespace
 
+bool InterruptCancel::interrupted() const {
+  return interrupted_ || signalSeen;
+}
+
 InterruptCancel::InterruptCancel(StopToken command) : command_(std::move(command)) {
   auto ends = SystemCalls::openPipe();
   if (!ends) throw Error(std::string("could not get ready for Ctrl-C: ") + std::strerror(errno));
   pipe_[0] = ends->read.release();
   pipe_[1] = ends->write.release();
   signalPipe = pipe_[1];
+  signalSeen = false;
   struct sigaction action {};
   action.sa_handler = onSignal;
   sigemptyset(&action.sa_mask);

@@ -24,10 +24,10 @@ void requireScreenForInput(AdbBridge& bridge, const std::string& serial) {
   // A tablet that does not say is refused by the bridge's own check, in its words.
   if (!screen.wakefulness) bridge.requireReadyForInput(serial);
   if (!screen.awake())
-    throw AdbError(
-        fmt::format("{} is {}, not awake; input would be dropped. Wake it with "
-                    "lumivale wake",
-                    serial, *screen.wakefulness));
+    throw AdbError(fmt::format(
+        "your Lumivale is {}, not awake, so input would be dropped; wake it with lumivale wake "
+        "first",
+        describe({screen.wakefulness, false})));
   if (screen.locked) throw AdbError(lockScreenRefusal);
 }
 

@@ -13,6 +13,7 @@
 #include "companion/tablet_link.h"
 #include "core/settings/atomic_file.h"
 #include "core/settings/url.h"
+#include "core/tablet/adb_error.h"
 
 namespace lumivale::cli {
 namespace {
@@ -94,6 +95,8 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   screenshot->add_option("FILE", arguments->file, "Where to save it")->required();
   screenshot->callback([&options, arguments] {
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    // Checked here too so that the refusal reads as tap's and type's do.
+    if (tablet.bridge->keyguardShowing(tablet.serial)) throw AdbError(lockScreenRefusal);
     writeFileAtomically(arguments->file, tablet.bridge->screenshot(tablet.serial));
   });
 

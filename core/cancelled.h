@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "core/error.h"
 
 namespace lumivale {
@@ -9,6 +11,8 @@ namespace lumivale {
 class Cancelled : public Error {
  public:
   Cancelled() : Error("cancelled") {}
+  // A cancel that left something behind, with what and how to clear it.
+  explicit Cancelled(const std::string& left) : Error("cancelled. " + left) {}
 };
 
 }  // namespace lumivale

@@ -10,7 +10,8 @@ namespace lumivale::platform {
 
 // The session token in the login keychain: one generic-password item named by
 // `service` and `account` (the Secret Service on Linux, the Security framework on
-// macOS). Failures read "Keychain error {status}".
+// macOS). Failures read "Keychain error {status}" on macOS; on Linux they say what the
+// secret store (the keyring) said, since its error numbers mean nothing to a user.
 class KeychainSessionStore : public SessionStore {
  public:
   static inline const std::string defaultService = std::string(bundleIdentifier) + ".portmark";

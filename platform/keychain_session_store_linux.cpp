@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "core/settings/log.h"
 #include "core/shared_library.h"
 #include "platform/keychain_session_store.h"
@@ -25,14 +27,25 @@ const SecretSchema* sessionSchema() {
   return &schema;
 }
 
-// Turns a Secret Service error into the store's failure; the text goes to the log
-// only (it never holds the secret).
+// The secret store's own words, since no status number means anything to a user here.
+std::string unreachable(std::string_view why) {
+  return fmt::format("the secret store (the keyring) could not be reached: {}", why);
+}
+
+// Turns a Secret Service error into the store's failure; the text never holds the secret.
 [[noreturn]] void fail(GError* error, const char* action) {
-  long code = error ? error->code : -1;
-  logWarning("the keychain could not {} the session: {}", action,
-             error ? error->message : "no reason given");
-  if (error) secretLibrary().errorFree(error);
-  throw SessionStoreFailure(keychainErrorDescription(code));
+  const std::string why = error ? error->message : "no reason given";
+  logWarning("the keychain could not {} the session: {}", action, why);
+  std::string domain;
+  if (error) {
+    domain = secretLibrary().quarkToString(error->domain);
+    secretLibrary().errorFree(error);
+  }
+  // Without a session bus or a running keyring, GIO or D-Bus fails before the store answers.
+  if (domain.empty() || domain == "g-io-error-quark" || domain == "g-dbus-error-quark")
+    throw SessionStoreFailure(unreachable(why));
+  throw SessionStoreFailure(
+      fmt::format("the secret store (the keyring) could not {} the session: {}", action, why));
 }
 
 // A missing libsecret is one more way for the keychain to be unreachable.
@@ -41,7 +54,7 @@ const SecretLibrary& secret() {
     return secretLibrary();
   } catch (const SharedLibraryError& error) {
     logWarning("the keychain could not be reached: {}", error.message());
-    throw SessionStoreFailure(keychainErrorDescription(-1));
+    throw SessionStoreFailure(unreachable(error.message()));
   }
 }
 

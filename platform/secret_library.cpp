@@ -10,7 +10,8 @@ SecretLibrary::SecretLibrary(const SharedLibrary& library)
       passwordClearSync(LUMIVALE_LIBRARY_FUNCTION(library, secret_password_clear_sync)),
       passwordFree(LUMIVALE_LIBRARY_FUNCTION(library, secret_password_free)),
       // GLib comes in with libsecret, and is searched through its handle.
-      errorFree(LUMIVALE_LIBRARY_FUNCTION(library, g_error_free)) {}
+      errorFree(LUMIVALE_LIBRARY_FUNCTION(library, g_error_free)),
+      quarkToString(LUMIVALE_LIBRARY_FUNCTION(library, g_quark_to_string)) {}
 
 const SecretLibrary& secretLibrary() {
   // Initialised once even when several threads ask first; a failure is retried next time.

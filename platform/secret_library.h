@@ -18,6 +18,7 @@ struct SecretLibrary {
   decltype(&secret_password_clear_sync) passwordClearSync;
   decltype(&secret_password_free) passwordFree;
   decltype(&g_error_free) errorFree;
+  decltype(&g_quark_to_string) quarkToString;
 };
 
 // Loads libsecret once; throws SharedLibraryError when it cannot be loaded.

@@ -74,8 +74,10 @@ class AdbFiles {
   std::string push(const std::filesystem::path& local, const std::string& toDirectory,
                    const std::optional<std::string>& as, CollisionPolicy collision,
                    TransferObserver* progress = nullptr) const;
+  // Something already at `destination` is swapped out in one step with `replaceExisting`,
+  // and refused otherwise.
   void pull(const std::string& path, const std::filesystem::path& destination,
-            TransferObserver* progress = nullptr) const;
+            TransferObserver* progress = nullptr, bool replaceExisting = false) const;
 
   // Measuring.
   std::uint64_t usage(const std::string& path) const;
@@ -87,6 +89,8 @@ class AdbFiles {
   static std::optional<RemoteEntry::Kind> kind(std::string_view identity);
   static std::optional<std::uint64_t> size(std::string_view identity);
 
+  // The folders at or under `top` that hold remains of operations, found in one search.
+  std::vector<std::string> foldersWithLeftovers(const std::string& top) const;
   // Remains of operations that did not finish, each with its kind and the name it belongs to.
   std::vector<LeftoverItem> leftovers(const std::string& folder) const;
   std::vector<RemoteEntry> leftoverPartials(const std::string& folder) const;

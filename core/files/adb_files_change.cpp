@@ -97,8 +97,9 @@ void AdbFiles::remove(const std::string& path) const {
   }
   throw FilesError::refused(fmt::format(
       "'{}' is gone from its folder, but the tablet stopped before erasing all of it ({}). What is "
-      "left is hidden as {}. Clean up in the Files pane removes it.",
-      shown(name), reason, RemotePath::name(staging)));
+      "left is hidden as {} in {}. Clean up in the Files pane removes it (lumivale files cleanup "
+      "{}).",
+      shown(name), reason, RemotePath::name(staging), shown(folder), shown(folder)));
 }
 
 void AdbFiles::settleRecord(const std::string& folder, const std::string& id,

@@ -1,5 +1,9 @@
 #include "core/files/adb_files_detail.h"
 
+#include <fmt/format.h>
+
+#include "core/cancelled.h"
+#include "core/files/files_error.h"
 #include "core/files/remote_path.h"
 
 namespace lumivale::files_detail {
@@ -17,6 +21,13 @@ std::string byteCount(std::uint64_t bytes) {
 
 std::string shown(std::string_view path) {
   return RemotePath::escapedForDisplay(path);
+}
+
+void rethrowSayingWhatIsLeft(const Error& error, const std::string& left) {
+  if (dynamic_cast<const Cancelled*>(&error)) throw Cancelled(left);
+  const auto* refusal = dynamic_cast<const FilesError*>(&error);
+  if (!refusal || refusal->kind() != FilesError::Kind::refused) throw;
+  throw FilesError::refused(fmt::format("{}. {}", error.message(), left));
 }
 
 }  // namespace lumivale::files_detail

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/error.h"
 #include "core/tablet/tablet_shell.h"
 #include "core/tablet/tool_run.h"
 
@@ -14,6 +15,8 @@ namespace lumivale::files_detail {
 inline constexpr Seconds stepTimeout{30};
 // A step whose time grows with what a folder holds (find, ls, du, rm -r).
 inline constexpr Seconds folderTimeout{600};
+// How deep a search of the whole storage for leftovers looks; far deeper than people file.
+inline constexpr int leftoverSearchDepth = 24;
 // Bytes of quoted paths in one shell line; far inside what adbd accepts.
 inline constexpr std::size_t batchBudget = 32 * 1024;
 
@@ -27,5 +30,10 @@ std::string byteCount(std::uint64_t bytes);
 std::string shown(std::string_view path);
 
 using TabletShell::firstLine;
+
+// Called while handling `error` from an operation that could not clear what it left:
+// a cancel or a refusal goes on saying what is left and how to clear it, `left`; any
+// other failure goes on as it is.
+[[noreturn]] void rethrowSayingWhatIsLeft(const Error& error, const std::string& left);
 
 }  // namespace lumivale::files_detail

@@ -11,7 +11,7 @@ using namespace files_detail;
 namespace fs = std::filesystem;
 
 void AdbFiles::pull(const std::string& path, const fs::path& destination,
-                    TransferObserver* progress) const {
+                    TransferObserver* progress, bool replaceExisting) const {
   const std::string valid = confineItem(path);
   const std::string name = RemotePath::name(valid);
   const auto before = identity(valid);
@@ -37,25 +37,35 @@ void AdbFiles::pull(const std::string& path, const fs::path& destination,
   LocalItems::sweepScratch(destination.parent_path().empty() ? fs::path(".")
                                                              : destination.parent_path());
   LocalItems::ScratchFolder scratch(LocalItems::localScratch(destination));
-  transfer(
-      {"pull", "-a", valid, scratch.path().string()},
-      [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress);
-  if (identity(valid) != before)
-    throw FilesError::refused(
-        fmt::format("'{}' changed on the tablet while it was copied; nothing was kept, try again",
-                    shown(name)));
-  const fs::path copy = scratch.path() / name;
-  if (!fs::exists(fs::symlink_status(copy)))
-    throw FilesError::refused(fmt::format("the copy of '{}' did not arrive", shown(name)));
-  if (markQuarantine(copy) != 0)
-    throw FilesError::refused(
-        "this disk cannot mark files from the tablet as downloaded (quarantine), so nothing was "
-        "kept; copy to a folder on this Mac instead");
-  std::error_code error;
-  fs::rename(copy, destination, error);
-  if (error)
-    throw FilesError::refused(fmt::format("could not put '{}' at {}: {}", shown(name),
-                                          destination.string(), error.message()));
+  try {
+    transfer(
+        {"pull", "-a", valid, scratch.path().string()},
+        [&] { return LocalItems::localSize(scratch.path()); }, bytes, limits_.maxBytes, progress);
+    if (identity(valid) != before)
+      throw FilesError::refused(
+          fmt::format("'{}' changed on the tablet while it was copied; nothing was kept, try again",
+                      shown(name)));
+    const fs::path copy = scratch.path() / name;
+    if (!fs::exists(fs::symlink_status(copy)))
+      throw FilesError::refused(fmt::format("the copy of '{}' did not arrive", shown(name)));
+    if (markQuarantine(copy) != 0)
+      throw FilesError::refused(
+          "this disk cannot mark files from the tablet as downloaded (quarantine), so nothing was "
+          "kept; copy to a folder on this Mac instead");
+    try {
+      LocalItems::moveIntoPlace(copy, destination, replaceExisting);
+    } catch (const fs::filesystem_error& error) {
+      throw FilesError::refused(fmt::format("could not put '{}' at {}: {}", shown(name),
+                                            destination.string(), error.code().message()));
+    }
+  } catch (const Error& error) {
+    if (scratch.remove()) throw;
+    const fs::path folder = scratch.path().parent_path();
+    const std::string left = fmt::format(
+        "Part of the copy is left in {}: lumivale files cleanup --pulls-in {} removes it",
+        scratch.path().string(), folder.string());
+    rethrowSayingWhatIsLeft(error, left);
+  }
 }
 
 }  // namespace lumivale

@@ -180,14 +180,15 @@ std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory
     sendStaged(local, staged, bytes, progress);
     verifyStaged(staged, local, bytes);
     place(staged, target, taken, live.id());
-  } catch (const FilesError& error) {
+  } catch (const Error& error) {
     const bool discarded = discardStage(staged);
     settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});
-    if (discarded || error.kind() != FilesError::Kind::refused) throw;
-    throw FilesError::refused(fmt::format(
-        "{}. What had arrived is left hidden as {} in {}: the next copy into that folder removes "
-        "it, and so does Clean up in the Files pane (lumivale files cleanup)",
-        error.message(), RemotePath::name(staged), shown(folder)));
+    if (discarded) throw;
+    const std::string left = fmt::format(
+        "What had arrived is left hidden as {} in {}: the next copy into that folder removes it, "
+        "and so does Clean up in the Files pane (lumivale files cleanup {})",
+        RemotePath::name(staged), shown(folder), shown(folder));
+    rethrowSayingWhatIsLeft(error, left);
   } catch (...) {
     discardStage(staged);
     settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});

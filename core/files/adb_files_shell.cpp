@@ -51,12 +51,14 @@ ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds ti
   timeout = stop_.budget(timeout);
   const ToolRun run =
       runner_->run(serial_, {"shell", TabletShell::withMarker(line)}, timeout, &stop_);
-  if (run.cancelled) throw Cancelled();
+  auto result = TabletShell::split(run.stdoutData);
+  // A run cut short while the token is cancelled ended because of the cancel, whatever it
+  // printed: the same Ctrl-C may have stopped adb before it reached the token.
+  if (run.cancelled || ((run.timedOut || !result) && stop_.isCancelled())) throw Cancelled();
   const std::string command = arguments.empty() ? "" : displayable(arguments.front());
   if (run.timedOut)
     throw FilesError::refused(
         TabletShell::didNotFinish("the tablet", timeout, "'" + command + "'"));
-  auto result = TabletShell::split(run.stdoutData);
   if (!result) {
     std::string said = TabletShell::firstLine(run.stderrData);
     throw FilesError::refused(said.empty() || run.status == 0

@@ -67,6 +67,34 @@ StagingFolder AdbFiles::withRecords(const std::string& folder,
   return state;
 }
 
+std::vector<std::string> AdbFiles::foldersWithLeftovers(const std::string& top) const {
+  const std::string valid = RemotePath::validate(top);
+  // One listing of the whole tree; a staged folder is not looked into, since what it holds
+  // belongs to it. The trailing slash follows the top when it is a link (/sdcard).
+  const auto found = exec({"find", valid + "/", "-maxdepth", std::to_string(leftoverSearchDepth),
+                           "-name", ".lumivale-*", "-prune", "-print0"},
+                          folderTimeout, false);
+  // Folders the tablet keeps from apps (Android/data) cannot be read and make find end
+  // badly; what it printed of the rest still holds.
+  if (found.status == 127)
+    throw FilesError::refused(fmt::format(
+        "could not look through {} for leftovers: the tablet has no find", shown(valid)));
+  std::set<std::string> folders;
+  std::string_view rest = found.output;
+  while (!rest.empty()) {
+    const auto end = rest.find('\0');
+    std::string path(rest.substr(0, end));
+    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+    // find prints the top as given, slash included: "/sdcard//Camp/.lumivale-...".
+    if (!path.starts_with(valid + "/")) continue;
+    std::string inside = path.substr(valid.size() + 1);
+    while (inside.starts_with('/'))
+      inside.erase(0, 1);
+    if (auto parent = RemotePath::parent(valid + "/" + inside)) folders.insert(*parent);
+  }
+  return {folders.begin(), folders.end()};
+}
+
 std::vector<LeftoverItem> AdbFiles::leftovers(const std::string& folder) const {
   return LeftoverPlan::items(stagingFolder(folder));
 }

@@ -236,7 +236,8 @@ TEST_F(AdbFilesTest, AnErasureThatStopsLeavesAHiddenRemainder) {
                                  "erasing all of it (rm: /sdcard/Books/.lumivale-deleting-1/x: "
                                  "Permission denied). What is left is hidden as "
                                  ".lumivale-deleting-"));
-  EXPECT_THAT(message, HasSubstr(". Clean up in the Files pane removes it."));
+  EXPECT_THAT(message, HasSubstr(" in /sdcard/Books. Clean up in the Files pane removes it "
+                                 "(lumivale files cleanup /sdcard/Books)."));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 namespace lumivale {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::Contains;
 using testing::FakeAdbRunner;
 using ::testing::HasSubstr;
@@ -195,7 +196,7 @@ TEST_F(TransferTest, AFailedOrCancelledCopyErasesItsStagingItem) {
                          "had arrived is left hidden as .lumivale-partial-"));
   EXPECT_THAT(pushMessage(local / "A.pdf", CollisionPolicy::keepBoth),
               HasSubstr(" in /sdcard/Books: the next copy into that folder removes it, and so does "
-                        "Clean up in the Files pane (lumivale files cleanup)"));
+                        "Clean up in the Files pane (lumivale files cleanup /sdcard/Books)"));
 
   // Cancelled before it starts: nothing reaches the tablet, so nothing is staged.
   tablet.commands.clear();
@@ -219,6 +220,22 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
                Cancelled);
   EXPECT_THAT(endless.commands,
               Contains(StartsWith("shell rm -rf -- /sdcard/Books/.lumivale-partial-")));
+
+  // A cancel whose copy could not be erased is still a cancel, saying what it left.
+  endless.on("shell rm -rf --", reply("", 1));
+  StopToken again;
+  ObserverFunction<TransferProgress> cancellingAgain(
+      [&](const TransferProgress&) { again.cancel(); });
+  try {
+    slow.stoppedBy(again).push(local / "A.pdf", "/sdcard/Books", std::nullopt, CollisionPolicy::ask,
+                               &cancellingAgain);
+    ADD_FAILURE() << "the copy was not cancelled";
+  } catch (const Cancelled& cancelled) {
+    EXPECT_THAT(
+        cancelled.message(),
+        AllOf(StartsWith("cancelled. What had arrived is left hidden as .lumivale-partial-"),
+              HasSubstr("(lumivale files cleanup /sdcard/Books)")));
+  }
 }
 
 TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {

@@ -1,6 +1,8 @@
 #include "core/files/local_items.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>  // renamex_np, renameat2
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -104,8 +106,32 @@ int sweepScratch(const fs::path& folder) {
 }
 
 ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  remove();
+}
+
+bool ScratchFolder::remove() noexcept {
+  std::error_code error;
+  fs::remove_all(path_, error);
+  return !error && !fs::exists(fs::symlink_status(path_, error));
+}
+
+void moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to,
+                   bool replace) {
+  std::error_code error;
+  const bool taken = fs::exists(fs::symlink_status(to, error));
+#ifdef __APPLE__
+  const int done =
+      renamex_np(from.c_str(), to.c_str(), taken && replace ? RENAME_SWAP : RENAME_EXCL);
+#else
+  int done = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
+                       taken && replace ? RENAME_EXCHANGE : RENAME_NOREPLACE);
+  // A file system without these flags still renames a file over a file in one step.
+  if (done != 0 && errno == EINVAL && (!taken || (replace && !fs::is_directory(to, error))))
+    done = std::rename(from.c_str(), to.c_str());
+#endif
+  if (done != 0)
+    throw fs::filesystem_error("could not move into place", from, to,
+                               std::error_code(errno, std::generic_category()));
 }
 
 }  // namespace lumivale::LocalItems

@@ -26,6 +26,12 @@ std::filesystem::path localScratch(const std::filesystem::path& destination);
 // Returns how many went; what cannot be removed is left.
 int sweepScratch(const std::filesystem::path& folder);
 
+// Moves `from` to `to` in one rename step. Whatever stands at `to` is swapped out to `from`
+// with `replace` (so the old copy is never half-replaced and goes with the scratch folder),
+// and kept with an error otherwise. Throws std::filesystem::filesystem_error.
+void moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to,
+                   bool replace);
+
 // Removes a scratch folder when it goes out of scope, whatever happened.
 class ScratchFolder {
  public:
@@ -34,6 +40,8 @@ class ScratchFolder {
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   ~ScratchFolder();
   const std::filesystem::path& path() const { return path_; }
+  // Removes it now; false when some of it stays.
+  bool remove() noexcept;
 
  private:
   std::filesystem::path path_;

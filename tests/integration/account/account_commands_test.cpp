@@ -42,7 +42,8 @@ class AccountCommands : public ::testing::Test {
     ConfigStore::update([&](LumivaleConfig& config) { config.portmarkBaseUrl = baseUrl; });
   }
 
-  ToolRun lumivale(const std::vector<std::string>& arguments, const std::string& input = "") {
+  ToolRun lumivale(const std::vector<std::string>& arguments, const std::string& input = "",
+                   const Environment& extra = {}) {
     std::string command = "printf '%s\\n' \"$INPUT\" | exec \"$LUMIVALE\"";
     for (size_t i = 0; i < arguments.size(); ++i)
       command += " \"$" + std::to_string(i + 1) + "\"";
@@ -51,6 +52,8 @@ class AccountCommands : public ::testing::Test {
     Environment environment = productEnvironment();
     environment["INPUT"] = input;
     environment["LUMIVALE"] = LUMIVALE_CLI;
+    for (const auto& [name, value] : extra)
+      environment[name] = value;
     return ToolRun::runIn(environment, "/bin/sh", shellArguments, Seconds(60));
   }
 
@@ -70,6 +73,19 @@ class AccountCommands : public ::testing::Test {
 };
 
 AuthServer* AccountCommands::server = nullptr;
+
+TEST_F(AccountCommands, AnUnreachableKeyringSaysSoAndWhy) {
+  // A session bus address that leads nowhere: the keyring cannot be asked at all.
+  ToolRun token = lumivale(
+      {"account", "token"}, "",
+      {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/lumivale-bus"}, {"DISPLAY", ""}});
+  EXPECT_EQ(token.status, 1);
+  const std::string said = "lumivale: the secret store (the keyring) could not be reached: ";
+  EXPECT_EQ(token.stderrData.substr(0, said.size()), said) << token.stderrData;
+  // The keyring's own reason follows, never a bare number.
+  EXPECT_GT(token.stderrData.size(), said.size() + 2);
+  EXPECT_EQ(token.stderrData.find("Keychain error"), std::string::npos);
+}
 
 TEST_F(AccountCommands, ASignInIsSeenByTheNextProcess) {
   std::string email = uniqueEmail("cli");

@@ -96,6 +96,31 @@ TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
   EXPECT_FALSE(config().contains("deviceSerial"));
 }
 
+TEST_F(DeviceCommandsTest, AnAsleepOrLockedScreenIsRefusedInOneWording) {
+  StandinTablet tablet;
+  ASSERT_EQ(tablet.shell("input keyevent 223").status, 0);  // KEYCODE_SLEEP: asleep and locked
+  const std::string asleep =
+      "lumivale: your Lumivale is asleep, not awake, so input would be dropped; wake it with "
+      "lumivale wake first\n";
+  EXPECT_EQ(lumivale(tablet, {"tap", "5", "6"}).stderrData, asleep);
+  EXPECT_EQ(lumivale(tablet, {"type", "hello"}).stderrData, asleep);
+
+  ASSERT_EQ(tablet.shell("input keyevent 224").status, 0);  // KEYCODE_WAKEUP: awake, still locked
+  const std::string locked =
+      "lumivale: the lock screen is showing on your Lumivale; unlock it on the tablet first\n";
+  for (const auto& command : std::vector<std::vector<std::string>>{
+           {"tap", "5", "6"},
+           {"type", "hello"},
+           {"screenshot", (configFolder / "screen.png").string()}}) {
+    ToolRun refused = lumivale(tablet, command);
+    EXPECT_EQ(refused.status, 1) << command.front();
+    EXPECT_EQ(refused.stderrData, locked) << command.front();
+  }
+  EXPECT_FALSE(std::filesystem::exists(configFolder / "screen.png"));
+  // Nothing reached the screen but the two key presses.
+  EXPECT_EQ(tablet.inputLog(), "keyevent 223\nkeyevent 224\n");
+}
+
 TEST_F(DeviceCommandsTest, ATabletNotReadyIsRefusedWithItsSentence) {
   StandinTablet tablet(StandinOptions().fault("unauthorized"));
   ToolRun status;

@@ -34,6 +34,20 @@ class FilesCliTest : public StandinFilesTest {
                           Seconds(300));
   }
 
+  // Runs `lumivale files ARGS...` on a pseudo-terminal (through script(1)), with `answers`
+  // typed in; what it printed comes back in stdoutData, its own line ends as "\r\n".
+  ToolRun onTerminal(std::vector<std::string> arguments, const std::string& answers) const {
+    std::string line = "exec '" LUMIVALE_CLI_BINARY "'";
+    for (const auto& argument : command(std::move(arguments)))
+      line += " '" + argument + "'";  // test paths hold no quotes
+    Environment withAnswers = environment;
+    withAnswers["ANSWERS"] = answers;
+    withAnswers["LINE"] = line;
+    return ToolRun::runIn(withAnswers, "/bin/sh",
+                          {"-c", "printf '%s' \"$ANSWERS\" | script -qec \"$LINE\" /dev/null"},
+                          Seconds(300));
+  }
+
   // Starts `lumivale files ARGS...` as the leader of a process group of its own, which
   // ::kill(-pid, ...) ends with every tool it started.
   std::shared_ptr<Spawn::Child> launchAlone(std::vector<std::string> arguments) const {

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/files/adb_files.h"
+#include "tests/integration/adb_children.h"
 #include "tests/integration/files/files_cli.h"
 
 namespace lumivale::testing {
@@ -20,6 +21,33 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+
+std::vector<std::string> scratchFolders(const fs::path& folder) {
+  std::vector<std::string> found;
+  for (const auto& item : fs::directory_iterator(folder)) {
+    if (item.path().filename().string().starts_with(".lumivale-pull-"))
+      found.push_back(item.path().filename());
+  }
+  return found;
+}
+
+// What an ended child wrote to its error stream.
+std::string errorsOf(Spawn::Child& child) {
+  std::string errors(4096, '\0');
+  errors.resize(static_cast<std::size_t>(
+      std::max<ssize_t>(0, ::read(child.stderrPipe()->get(), errors.data(), errors.size()))));
+  return errors;
+}
+
+// Waits, for half a minute at most, until a pull's copy is arriving in `folder`.
+void pullArriving(const fs::path& folder) {
+  bool arriving = false;
+  for (int wait = 0; wait < 3000 && !arriving; ++wait) {
+    for (const auto& name : scratchFolders(folder))
+      arriving = arriving || !fs::is_empty(folder / name);
+    if (!arriving) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
 
 TEST_F(FilesCliTest, PushListAndPullToAFreeName) {
   ASSERT_EQ(lumivale({"mkdir", "-p", "Books/Old"}).status, 0);
@@ -160,9 +188,7 @@ TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
   EXPECT_TRUE(arriving);
   child->signalIfRunning(SIGINT);
   const int status = child->wait();
-  std::string errors(4096, '\0');
-  errors.resize(static_cast<std::size_t>(
-      std::max<ssize_t>(0, ::read(child->stderrPipe()->get(), errors.data(), errors.size()))));
+  const std::string errors = errorsOf(*child);
   if (status == 0) GTEST_SKIP() << "the copy ended before the interrupt arrived";
   EXPECT_EQ(status, 130);
   EXPECT_THAT(errors, HasSubstr("lumivale: cancelled\n"));
@@ -183,13 +209,10 @@ pid_t goneProcess() {
   return child->pid();
 }
 
-std::vector<std::string> scratchFolders(const fs::path& folder) {
-  std::vector<std::string> found;
-  for (const auto& item : fs::directory_iterator(folder)) {
-    if (item.path().filename().string().starts_with(".lumivale-pull-"))
-      found.push_back(item.path().filename());
-  }
-  return found;
+std::string contents(const fs::path& file) {
+  std::string text;
+  std::getline(std::ifstream(file), text);
+  return text;
 }
 
 TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
@@ -231,6 +254,59 @@ TEST_F(FilesCliTest, LeftoversSayWhatTheyAreAndCleanUpPutsBackWhatItCan) {
   EXPECT_EQ(left, (std::vector<std::string>{".lumivale-partial-old-cd34", "a.pdf"}));
 }
 
+TEST_F(FilesCliTest, WithoutAFolderLeftoversAreSoughtThroughTheWholeStorage) {
+  const fs::path deep = onTablet("/sdcard/A/B/C");
+  fs::create_directories(deep);
+  std::ofstream(deep / ".lumivale-partial-old-cd34") << "an old copy";
+  const fs::path camp = onTablet("/sdcard/Camp");
+  // What a staged folder holds belongs to it and is not a leftover of its own.
+  fs::create_directories(camp / ".lumivale-renaming-ab12" / ".lumivale-partial-inside");
+  std::ofstream(camp / ".lumivale-record-ab12") << fmt::format(
+      "lumivale staging record 1\nid=ab12\noperation=rename\nname=Old\n"
+      "newName=New\nhost={}\npid={}\nstarted=1\n",
+      hostName(), goneProcess());
+
+  auto listed = lumivale({"leftovers", "--json"});
+  ASSERT_EQ(listed.status, 0) << listed.stderrData;
+  std::vector<std::string> paths;
+  for (const auto& item : nlohmann::json::parse(listed.stdoutData))
+    paths.push_back(item["path"]);
+  std::sort(paths.begin(), paths.end());
+  EXPECT_EQ(paths, (std::vector<std::string>{"/sdcard/A/B/C/.lumivale-partial-old-cd34",
+                                             "/sdcard/Camp/.lumivale-renaming-ab12"}));
+
+  auto cleaned = lumivale({"cleanup", "--pulls-in", local.string()});
+  ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
+  EXPECT_THAT(cleaned.stdoutData,
+              AllOf(HasSubstr("put back /sdcard/Camp/Old ("),
+                    HasSubstr("kept /sdcard/A/B/C/.lumivale-partial-old-cd34 is an old copy")));
+  EXPECT_TRUE(fs::is_directory(camp / "Old" / ".lumivale-partial-inside"));
+}
+
+TEST_F(FilesCliTest, APushThatLeavesItsCopyBehindNamesTheCleanUpThatClearsIt) {
+  const fs::path big = localFile("big.bin", std::string(8 * 1024 * 1024, 'b'));
+  // The copy is cut midway, and so is the erasing of what had arrived.
+  tablet->setFault("drop-after=1048576");
+  tablet->setFault("drop-at=rm");
+  auto pushed = lumivale({"push", big.string()});
+  tablet->clearFaults();
+  tablet->connect();
+  ASSERT_EQ(tablet->adb({"wait-for-device"}, Seconds(60)).status, 0);
+  EXPECT_EQ(pushed.status, 1);
+  EXPECT_THAT(
+      pushed.stderrData,
+      AllOf(HasSubstr(". What had arrived is left hidden as .lumivale-partial-"),
+            HasSubstr(" in /sdcard: the next copy into that folder removes it, and so "
+                      "does Clean up in the Files pane (lumivale files cleanup /sdcard)\n")));
+
+  auto cleaned = lumivale({"cleanup", "/sdcard", "--pulls-in", local.string()});
+  ASSERT_EQ(cleaned.status, 0) << cleaned.stderrData;
+  std::vector<std::string> left;
+  for (const auto& item : fs::directory_iterator(tablet->storageFolder()))
+    left.push_back(item.path().filename());
+  EXPECT_THAT(left, ::testing::IsEmpty());
+}
+
 TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   {
     std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
@@ -241,12 +317,7 @@ TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   fs::create_directories(downloads);
   auto child = launchAlone({"pull", "big.bin", downloads.string()});
   // Stop it once its copy is arriving, as a crash or a closed terminal would.
-  bool arriving = false;
-  for (int wait = 0; wait < 3000 && !arriving; ++wait) {
-    for (const auto& name : scratchFolders(downloads))
-      arriving = arriving || !fs::is_empty(downloads / name);
-    if (!arriving) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  pullArriving(downloads);
   ::kill(-child->pid(), SIGKILL);
   child->wait();
   if (scratchFolders(downloads).empty()) GTEST_SKIP() << "the pull ended before it was killed";
@@ -255,6 +326,95 @@ TEST_F(FilesCliTest, APullKilledMidwayLeavesNoScratchFolderAfterTheNextPull) {
   ASSERT_EQ(pulled.status, 0) << pulled.stderrData;
   EXPECT_TRUE(scratchFolders(downloads).empty());
   EXPECT_TRUE(fs::exists(downloads / "small.txt"));
+}
+
+TEST_F(FilesCliTest, APullIntoATakenNameAsksReplacesOrKeepsBoth) {
+  std::ofstream(onTablet("/sdcard/a.pdf")) << "from the tablet";
+  fs::create_directories(onTablet("/sdcard/Notes"));
+  std::ofstream(onTablet("/sdcard/Notes/new.txt")) << "new note";
+  const fs::path downloads = local / "Downloads";
+  fs::create_directories(downloads / "Notes");
+  std::ofstream(downloads / "a.pdf") << "mine";
+  std::ofstream(downloads / "Notes" / "old.txt") << "old note";
+
+  // Not on a terminal nobody can be asked: nothing is copied and the way on is named.
+  auto refused = lumivale({"pull", "a.pdf", downloads.string(), "--if-exists", "ask"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.stderrData,
+            "lumivale: " + (downloads / "a.pdf").string() +
+                " already exists on this computer; nothing was copied (choose with --if-exists "
+                "replace or keep-both)\n");
+  EXPECT_EQ(contents(downloads / "a.pdf"), "mine");
+
+  // On a terminal the question is put; "k" keeps both.
+  auto asked = onTerminal({"pull", "a.pdf", downloads.string(), "--if-exists", "ask"}, "k\n");
+  EXPECT_EQ(asked.status, 0) << asked.stdoutData;
+  EXPECT_THAT(asked.stdoutData,
+              HasSubstr("'" + (downloads / "a.pdf").string() +
+                        "' already exists on this computer. Replace it, keep both, or cancel?"));
+  EXPECT_EQ(contents(downloads / "a 2.pdf"), "from the tablet");
+
+  auto replaced = lumivale({"pull", "a.pdf", downloads.string(), "--if-exists", "replace"});
+  ASSERT_EQ(replaced.status, 0) << replaced.stderrData;
+  EXPECT_EQ(replaced.stdoutData, (downloads / "a.pdf").string() + "\n");
+  EXPECT_EQ(contents(downloads / "a.pdf"), "from the tablet");
+
+  // A folder is replaced whole: nothing of the old one is mixed into the new.
+  auto folder = lumivale({"pull", "Notes", downloads.string(), "--if-exists", "replace"});
+  ASSERT_EQ(folder.status, 0) << folder.stderrData;
+  EXPECT_EQ(contents(downloads / "Notes" / "new.txt"), "new note");
+  EXPECT_FALSE(fs::exists(downloads / "Notes" / "old.txt"));
+  // The old copies went with the scratch folder they were swapped into.
+  EXPECT_TRUE(scratchFolders(downloads).empty());
+}
+
+TEST_F(FilesCliTest, CtrlCBeforeTheCopyStartsIsACancel) {
+  std::ofstream(onTablet("/sdcard/a.pdf")) << "pdf bytes";
+  // Every tablet step waits, so the Ctrl-C lands on a step before the copy.
+  tablet->setFault("slow=2000");
+  auto child = launchAlone({"pull", "a.pdf", local.string()});
+  ASSERT_TRUE(adbRunUnderWay(child->pid(), "shell"));
+  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
+  ::kill(-child->pid(), SIGINT);
+  const int status = child->wait();
+  const std::string errors = errorsOf(*child);
+  EXPECT_EQ(status, 130) << errors;
+  EXPECT_EQ(errors, "lumivale: cancelled\n");
+  EXPECT_FALSE(fs::exists(local / "a.pdf"));
+  EXPECT_TRUE(scratchFolders(local).empty());
+}
+
+TEST_F(FilesCliTest, RemovingAFolderWithItemsAsksOnATerminal) {
+  fs::create_directories(onTablet("/sdcard/Old"));
+  std::ofstream(onTablet("/sdcard/Old/a.txt")) << "a";
+  auto kept = onTerminal({"rm", "-r", "Old"}, "n\n");
+  EXPECT_EQ(kept.status, 0) << kept.stdoutData;
+  EXPECT_THAT(kept.stdoutData, AllOf(HasSubstr("Remove /sdcard/Old and all it holds (1 file, "),
+                                     HasSubstr("Kept /sdcard/Old.")));
+  EXPECT_TRUE(fs::exists(onTablet("/sdcard/Old/a.txt")));
+
+  auto removed = onTerminal({"rm", "-r", "Old"}, "y\n");
+  EXPECT_EQ(removed.status, 0) << removed.stdoutData;
+  EXPECT_THAT(removed.stdoutData, HasSubstr("removed /sdcard/Old"));
+  EXPECT_FALSE(fs::exists(onTablet("/sdcard/Old")));
+}
+
+TEST_F(FilesCliTest, APullInterruptedMidwayIsACancelThatLeavesNothing) {
+  {
+    std::ofstream big(onTablet("/sdcard/big.bin"), std::ios::binary);
+    big << std::string(256 * 1024 * 1024, 'p');
+  }
+  const fs::path downloads = local / "Downloads";
+  fs::create_directories(downloads);
+  auto child = launchAlone({"pull", "big.bin", downloads.string()});
+  pullArriving(downloads);
+  ::kill(-child->pid(), SIGINT);
+  const int status = child->wait();
+  const std::string errors = errorsOf(*child);
+  if (status == 0) GTEST_SKIP() << "the pull ended before the interrupt arrived";
+  EXPECT_EQ(status, 130);
+  EXPECT_EQ(errors, "lumivale: cancelled\n");
+  EXPECT_TRUE(fs::is_empty(downloads));
 }
 
 }  // namespace
