@@ -49,16 +49,24 @@ nlohmann::ordered_json jsonValue(const std::optional<SettingValue>& value) {
   return value->text();
 }
 
-// {"id", "value", "shown"}: one setting's value, from get, set, reset, warmth and brightness.
+nlohmann::ordered_json reasonJson(const SettingTier& tier) {
+  return tier.reason() ? nlohmann::ordered_json(*tier.reason()) : nullptr;
+}
+
+// {"id", "value", "shown", "reason"}: one setting's value, from get, set, reset, warmth and
+// brightness; "reason" says why a setting is not available, null when it is.
 void printValue(const DeviceSetting& setting, const std::optional<SettingValue>& value, bool json) {
+  const std::string text =
+      setting.tier.reason() ? *setting.tier.reason() : setting.display(value);
   if (!json) {
-    std::cout << setting.display(value) << "\n";
+    std::cout << text << "\n";
     return;
   }
   nlohmann::ordered_json shape;
   shape["id"] = setting.id;
   shape["value"] = jsonValue(value);
-  shape["shown"] = setting.display(value);
+  shape["shown"] = text;
+  shape["reason"] = reasonJson(setting.tier);
   std::cout << shape.dump(2) << "\n";
 }
 
@@ -69,8 +77,7 @@ nlohmann::ordered_json readingsJson(const std::vector<SettingReading>& readings)
     entry["id"] = reading.id;
     entry["title"] = reading.title;
     entry["tier"] = reading.tier.label();
-    entry["reason"] =
-        reading.tier.reason() ? nlohmann::ordered_json(*reading.tier.reason()) : nullptr;
+    entry["reason"] = reasonJson(reading.tier);
     entry["value"] = jsonValue(reading.value);
     entry["shown"] = shown(reading);
     entry["error"] = reading.error ? nlohmann::ordered_json(*reading.error) : nullptr;
@@ -106,7 +113,9 @@ void setAndShow(const GlobalOptions& options, const std::string& id, const std::
 }
 
 void showValue(const GlobalOptions& options, const std::string& id, bool json) {
-  const auto& setting = changeable(id);
+  const auto& setting = DeviceSettings::settingNamed(id);
+  // Reading one that is not available holds no value and its reason; the tablet has no say.
+  if (setting.tier.reason()) return printValue(setting, std::nullopt, json);
   auto session = companion::requireReadyTablet(options.serial);
   printValue(setting, setting.read(*session.bridge, session.serial), json);
 }
