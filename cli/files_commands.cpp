@@ -10,7 +10,6 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/files_remove_command.h"
-#include "cli/interrupt_cancel.h"
 #include "cli/json_shapes.h"
 #include "cli/progress_bar.h"
 #include "companion/tablet_link.h"
@@ -119,7 +118,7 @@ fs::path freeLocalName(const fs::path& wanted, bool isDirectory) {
 }
 
 void listCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   auto key = RemoteSort::key(options.sort);
   if (!key)
@@ -135,7 +134,7 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
 }
 
 void statCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
@@ -154,13 +153,10 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   if (!policy)
     throw Error(fmt::format("'{}' is not a choice for --if-exists (ask, replace or keep-both)",
                             options.ifExists));
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   const fs::path local = options.path;
   const std::string folder = RemotePath::resolve(options.second);
-  StopToken command;
-  InterruptCancel interrupt(command);
-  files = files.stoppedBy(command);
   for (;;) {
     try {
       std::string placed;
@@ -177,14 +173,14 @@ void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
       if (!chosen) throw;
       policy = chosen;
     } catch (const Error&) {
-      if (interrupt.interrupted()) throw Cancelled();
+      if (global.interrupted()) throw Cancelled();
       throw;
     }
   }
 }
 
 void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   files.markQuarantine = platform::markQuarantine;
   const std::string path = RemotePath::resolve(options.path);
@@ -199,14 +195,12 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
       throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
     return freeLocalName(wanted, entry->isFolder());
   });
-  StopToken command;
-  InterruptCancel interrupt(command);
   try {
     ProgressBar bar(name, global.quiet);
     companion::wordingFileErrors("could not put the copy in",
-                                 [&] { files.stoppedBy(command).pull(path, destination, &bar); });
+                                 [&] { files.pull(path, destination, &bar); });
   } catch (const Error&) {
-    if (interrupt.interrupted()) throw Cancelled();
+    if (global.interrupted()) throw Cancelled();
     throw;
   }
   std::cout << destination.string() << "\n";
@@ -214,8 +208,8 @@ void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
 
 void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
   using Does = CleanUpStep::Does;
-  const AdbFiles::CleanUpReport report =
-      companion::openTabletFiles(global.serial).files.cleanUp(RemotePath::resolve(options.path));
+  const AdbFiles::CleanUpReport report = companion::openTabletFiles(global.serial, global.command)
+                                             .files.cleanUp(RemotePath::resolve(options.path));
   int restored = 0;
   for (const auto& step : report.done) {
     if (!step.kind) continue;  // a record nothing needs any more
@@ -244,7 +238,7 @@ void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
 
 // Without -p a missing parent is the likely cause; the tablet's mkdir says it in its own words.
 void makeDirectoryCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   const std::string path = RemotePath::resolve(options.path);
   if (auto parent = RemotePath::parent(path); parent && !options.parents) {
     if (!tablet.files.entry(*parent))
@@ -300,7 +294,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   mv->add_option("PATH", o.path, "The item")->required();
   mv->add_option("NEWNAME", o.second, "Its new name")->required();
   mv->callback([&global, options] {
-    std::cout << shown(companion::openTabletFiles(global.serial)
+    std::cout << shown(companion::openTabletFiles(global.serial, global.command)
                            .files.rename(RemotePath::resolve(options->path), options->second))
               << "\n";
   });
@@ -326,7 +320,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   free->add_option("PATH", o.path, "A path on the storage to measure (default /sdcard)");
   free->callback([&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto bytes = companion::openTabletFiles(global.serial).files.tabletFree(path);
+    auto bytes = companion::openTabletFiles(global.serial, global.command).files.tabletFree(path);
     if (!bytes)
       throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
     printAmount(path, *bytes, "free", options->json);
@@ -334,13 +328,13 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
 
   addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    printAmount(path, companion::openTabletFiles(global.serial).files.usage(path), "used",
-                options->json);
+    printAmount(path, companion::openTabletFiles(global.serial, global.command).files.usage(path),
+                "used", options->json);
   });
 
   addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto tablet = companion::openTabletFiles(global.serial);
+    auto tablet = companion::openTabletFiles(global.serial, global.command);
     auto entry = tablet.files.entry(path);
     if (!entry) throw FilesError::notFound(path);
     if (entry->isFolder())
@@ -356,7 +350,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default /sdcard)");
   leftovers->callback([&global, options] {
-    const auto found = companion::openTabletFiles(global.serial)
+    const auto found = companion::openTabletFiles(global.serial, global.command)
                            .files.leftovers(RemotePath::resolve(options->path));
     if (options->json) {
       std::cout << leftoversJson(found).dump(2) << "\n";

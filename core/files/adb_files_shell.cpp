@@ -53,9 +53,7 @@ ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds ti
       runner_->run(serial_, {"shell", TabletShell::withMarker(line)}, timeout, &stop_);
   if (run.cancelled) throw Cancelled();
   const std::string command = arguments.empty() ? "" : displayable(arguments.front());
-  if (run.timedOut)
-    throw FilesError::refused(
-        TabletShell::didNotFinish("the tablet", timeout, "'" + command + "'"));
+  if (run.timedOut) throw FilesError::refused(TabletShell::notAnswering());
   auto result = TabletShell::split(run.stdoutData);
   if (!result) {
     std::string said = TabletShell::firstLine(run.stderrData);

@@ -10,8 +10,8 @@
 
 namespace lumivale::testing {
 
-// How many adb client processes this test process started and has not reaped yet.
-inline int adbChildren() {
+// How many adb processes `parent` started and has not reaped yet.
+inline int adbChildrenOf(pid_t parent) {
   int count = 0;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
@@ -23,16 +23,23 @@ inline int adbChildren() {
     auto close = line.rfind(')');
     if (open == std::string::npos || close == std::string::npos) continue;
     std::string rest = line.substr(close + 2);
-    long parent = std::stol(rest.substr(rest.find(' ') + 1));
-    if (parent == ::getpid() && line.substr(open + 1, close - open - 1) == "adb") ++count;
+    long parentSeen = std::stol(rest.substr(rest.find(' ') + 1));
+    if (parentSeen == parent && line.substr(open + 1, close - open - 1) == "adb") ++count;
   }
   return count;
 }
 
-// Waits until an adb run of this process is under way; false when none came in a minute.
-inline bool adbRunUnderWay() {
+// How many adb client processes this test process started (or, as a subreaper, was
+// left by a child that ended) and has not reaped yet.
+inline int adbChildren() {
+  return adbChildrenOf(::getpid());
+}
+
+// Waits until an adb run of `parent` (this process by default) is under way; false when
+// none came in a minute.
+inline bool adbRunUnderWay(pid_t parent = ::getpid()) {
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (adbChildren() == 0) {
+  while (adbChildrenOf(parent) == 0) {
     if (std::chrono::steady_clock::now() > giveUp) return false;
     std::this_thread::yield();
   }

@@ -167,6 +167,35 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   EXPECT_EQ(lumivale(tablet, {"status"}).stdoutData, "notConnected\n" + refusal + "\n");
 }
 
+TEST_F(DeviceCommandsTest, TheChosenTabletWaitingForApprovalIsAskedToAllow) {
+  // adb lists a tablet that has not allowed this computer without its model pieces.
+  StandinTablet tablet(StandinOptions().fault("unauthorized"));
+  overWifi = true;  // recognised by nothing but its serial
+  ASSERT_EQ(tablet.waitForState("unauthorized"), "unauthorized");
+  ASSERT_EQ(tablet.adb({"devices", "-l"}).stdoutData.find("model:"), std::string::npos);
+  ASSERT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0) << "writes the settings file";
+  nlohmann::json settings = config();
+  settings["deviceSerial"] = "LV1-DESK";
+  settings["userId"] = "u1";
+  settings["wifiTablets"] = nlohmann::json::array({{{"serial", "LV1-DESK"},
+                                                    {"model", "LV-1"},
+                                                    {"name", "Desk"},
+                                                    {"lastIP", "127.0.0.1"},
+                                                    {"lastPort", tablet.port()},
+                                                    {"pairedAt", "2024-05-01T09:00:00Z"},
+                                                    {"accountUserId", "u1"},
+                                                    {"transport", "tls"}}});
+  writeConfig(settings);
+
+  const std::string allow = "On your Lumivale, tap Allow for this Mac first.";
+  ToolRun status = lumivale(tablet, {"status"});
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData, "waitingForApproval  " + tablet.serial() + "\n" + allow + "\n");
+  ToolRun listing = lumivale(tablet, {"files", "ls"});
+  EXPECT_EQ(listing.status, 1);
+  EXPECT_EQ(listing.stderrData, "lumivale: " + allow + "\n");
+}
+
 TEST_F(DeviceCommandsTest, ToolsNamesTheAdbInUse) {
   StandinTablet tablet(StandinOptions().withoutConnecting());
   ToolRun tools = lumivale(tablet, {"tools"});
