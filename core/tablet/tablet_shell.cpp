@@ -42,7 +42,7 @@ std::string quoted(std::string_view argument) {
 std::string line(const std::vector<std::string>& arguments) {
   std::string out;
   for (const auto& argument : arguments)
-    out += (out.empty() ? "" : " ") + quoted(argument);
+    out += (out.empty() ? "" : " ") + TabletShell::quoted(argument);
   return out;
 }
 
