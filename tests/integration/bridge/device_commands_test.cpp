@@ -43,6 +43,18 @@ class DeviceCommandsTest : public ::testing::Test {
     std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
   }
 
+  // The stand-in as the tablet "LV1-DESK", remembered for Wi-Fi by the account "u1".
+  static nlohmann::json rememberedDesk(const StandinTablet& tablet) {
+    return nlohmann::json::array({{{"serial", "LV1-DESK"},
+                                   {"model", "LV-1"},
+                                   {"name", "Desk"},
+                                   {"lastIP", "127.0.0.1"},
+                                   {"lastPort", tablet.port()},
+                                   {"pairedAt", "2024-05-01T09:00:00Z"},
+                                   {"accountUserId", "u1"},
+                                   {"transport", "tls"}}});
+  }
+
   std::filesystem::path configFolder;
   bool overWifi = false;
 };
@@ -127,16 +139,9 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   ASSERT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0) << "writes the settings file";
   nlohmann::json settings = config();
   settings["userId"] = "u1";
-  settings["wifiTablets"] = nlohmann::json::array({{{"serial", "LV1-DESK"},
-                                                    {"model", "LV-1"},
-                                                    {"name", "Desk"},
-                                                    {"lastIP", "127.0.0.1"},
-                                                    {"lastPort", tablet.port()},
-                                                    {"pairedAt", "2024-05-01T09:00:00Z"},
-                                                    {"accountUserId", "u1"},
-                                                    {"transport", "tls"},
-                                                    {"checkId", "c1"},
-                                                    {"checkToken", "t0ken"}}});
+  settings["wifiTablets"] = rememberedDesk(tablet);
+  settings["wifiTablets"][0]["checkId"] = "c1";
+  settings["wifiTablets"][0]["checkToken"] = "t0ken";
   writeConfig(settings);
 
   // Remembered by this account, but the tablet holds no check yet.
@@ -177,14 +182,7 @@ TEST_F(DeviceCommandsTest, TheChosenTabletWaitingForApprovalIsAskedToAllow) {
   nlohmann::json settings = config();
   settings["deviceSerial"] = "LV1-DESK";
   settings["userId"] = "u1";
-  settings["wifiTablets"] = nlohmann::json::array({{{"serial", "LV1-DESK"},
-                                                    {"model", "LV-1"},
-                                                    {"name", "Desk"},
-                                                    {"lastIP", "127.0.0.1"},
-                                                    {"lastPort", tablet.port()},
-                                                    {"pairedAt", "2024-05-01T09:00:00Z"},
-                                                    {"accountUserId", "u1"},
-                                                    {"transport", "tls"}}});
+  settings["wifiTablets"] = rememberedDesk(tablet);
   writeConfig(settings);
 
   const std::string allow = "On your Lumivale, tap Allow for this Mac first.";
