@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <iostream>
+#include <iterator>
 #include <set>
 
 #include <fmt/format.h>
@@ -76,13 +77,24 @@ char kindLetter(const RemoteEntry& entry) {
   return '?';
 }
 
-void printEntry(const RemoteEntry& entry) {
+// One entry's line of `files ls`.
+void appendEntry(std::string& out, const RemoteEntry& entry) {
   const std::string size =
       entry.isFolder() ? "-" : humanBytes(static_cast<std::uint64_t>(entry.size));
-  std::cout << fmt::format("{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
-                           localTime(entry.modified), shown(entry.name),
-                           entry.isFolder() ? "/" : "",
-                           entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+  fmt::format_to(std::back_inserter(out), "{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
+                 localTime(entry.modified), shown(entry.name), entry.isFolder() ? "/" : "",
+                 entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+}
+
+// A listing as a JSON list, one entry a line: each entry's tree is built and let go in
+// turn, where one tree of the whole folder costs more than the listing's parse and sort.
+void appendJsonList(std::string& out, const std::vector<RemoteEntry>& entries) {
+  out += '[';
+  for (const auto& entry : entries) {
+    out += &entry == entries.data() ? "\n  " : ",\n  ";
+    out += nlohmann::json(entry).dump();
+  }
+  out += entries.empty() ? "]\n" : "\n]\n";
 }
 
 std::optional<CollisionPolicy> policyNamed(const std::string& text) {
@@ -125,12 +137,16 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
   auto entries = RemoteSort::sorted(files.list(RemotePath::resolve(options.path), options.all),
                                     *key, !options.reverse, kindName);
+  // Printed in one write, not ten thousand.
+  std::string out;
+  out.reserve(entries.size() * 96);
   if (options.json) {
-    std::cout << nlohmann::json(entries).dump(2) << "\n";
-    return;
+    appendJsonList(out, entries);
+  } else {
+    for (const auto& entry : entries)
+      appendEntry(out, entry);
   }
-  for (const auto& entry : entries)
-    printEntry(entry);
+  std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
 }
 
 void statCommand(const GlobalOptions& global, const FilesOptions& options) {
