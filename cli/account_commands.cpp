@@ -125,11 +125,13 @@ void showStatus(bool json) {
     nlohmann::json out{{"state", stateName(check.kind)}};
     if (check.user) out.update({{"email", check.user->email}, {"userId", check.user->id}});
     if (!check.userMessage().empty()) out["message"] = check.userMessage();
+    out["sessionStore"] = account.store().locationDescription();
     std::cout << out.dump(2) << "\n";
-  } else if (check.user) {
-    std::cout << "Signed in as " << check.user->email << ".\n";
   } else {
-    std::cout << check.userMessage() << "\n";
+    std::cout << (check.user ? "Signed in as " + check.user->email + "." : check.userMessage())
+              << "\n";
+    // A sign-in held in memory ends with this run; say so where the state is shown.
+    if (account.storeNotice()) std::cout << account.store().locationDescription() << "\n";
   }
   if (!check.user) throw ExitStatus{1};
 }

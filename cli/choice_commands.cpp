@@ -98,7 +98,7 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
   devices->add_flag("--json", flags->json, "Print JSON");
   devices->callback([&options, flags] {
     LumivaleConfig config = ConfigStore::load();
-    auto bridge = companion::openBridge();
+    auto bridge = companion::openBridge(options.command);
     printDevices(companion::lookForTablets(*bridge, options.serial, config), flags->json);
   });
 
@@ -115,7 +115,7 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
       return;
     }
     if (serial.empty()) throw UsageError("give a serial from lumivale devices, or --clear");
-    auto bridge = companion::openBridge();
+    auto bridge = companion::openBridge(options.command);
     LumivaleConfig config = ConfigStore::load();
     auto tablets = companion::lookForTablets(*bridge, options.serial, config).tablets;
     auto found = std::find_if(tablets.begin(), tablets.end(),
@@ -129,7 +129,7 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
   status->add_flag("--json", flags->json, "Print JSON");
   status->callback([&options, flags] {
     LumivaleConfig config = ConfigStore::load();
-    auto bridge = companion::openBridge();
+    auto bridge = companion::openBridge(options.command);
     TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
     std::optional<ScreenState> screen;
     if (look.choice.state == TabletState::ready) screen = readScreen(*bridge, *look.serial);

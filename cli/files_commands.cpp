@@ -4,13 +4,13 @@
 
 #include <ctime>
 #include <iostream>
+#include <iterator>
 #include <set>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "cli/files_remove_command.h"
-#include "cli/interrupt_cancel.h"
 #include "cli/json_shapes.h"
 #include "cli/progress_bar.h"
 #include "companion/tablet_link.h"
@@ -79,13 +79,24 @@ char kindLetter(const RemoteEntry& entry) {
   return '?';
 }
 
-void printEntry(const RemoteEntry& entry) {
+// One entry's line of `files ls`.
+void appendEntry(std::string& out, const RemoteEntry& entry) {
   const std::string size =
       entry.isFolder() ? "-" : humanBytes(static_cast<std::uint64_t>(entry.size));
-  std::cout << fmt::format("{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
-                           localTime(entry.modified), shown(entry.name),
-                           entry.isFolder() ? "/" : "",
-                           entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+  fmt::format_to(std::back_inserter(out), "{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
+                 localTime(entry.modified), shown(entry.name), entry.isFolder() ? "/" : "",
+                 entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+}
+
+// A listing as a JSON list, one entry a line: each entry's tree is built and let go in
+// turn, where one tree of the whole folder costs more than the listing's parse and sort.
+void appendJsonList(std::string& out, const std::vector<RemoteEntry>& entries) {
+  out += '[';
+  for (const auto& entry : entries) {
+    out += &entry == entries.data() ? "\n  " : ",\n  ";
+    out += nlohmann::json(entry).dump();
+  }
+  out += entries.empty() ? "]\n" : "\n]\n";
 }
 
 std::optional<CollisionPolicy> policyNamed(const std::string& text) {
@@ -127,23 +138,27 @@ fs::path freeLocalName(const fs::path& wanted, bool isDirectory) {
 }
 
 void listCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
   auto entries = RemoteSort::sorted(files.list(RemotePath::resolve(options.path), options.all),
                                     *key, !options.reverse, kindName);
+  // Printed in one write, not ten thousand.
+  std::string out;
+  out.reserve(entries.size() * 96);
   if (options.json) {
-    std::cout << nlohmann::json(entries).dump(2) << "\n";
-    return;
+    appendJsonList(out, entries);
+  } else {
+    for (const auto& entry : entries)
+      appendEntry(out, entry);
   }
-  for (const auto& entry : entries)
-    printEntry(entry);
+  std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
 }
 
 void statCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles& files = tablet.files;
   const std::string path = RemotePath::resolve(options.path);
   auto entry = files.entry(path);
@@ -159,73 +174,65 @@ void statCommand(const GlobalOptions& global, const FilesOptions& options) {
 
 void pushCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto policy = chosenPolicy(options.ifExists);
-  StopToken command;
-  InterruptCancel::run(command, [&] {
-    auto tablet = companion::openTabletFiles(global.serial);
-    const AdbFiles files = tablet.files.stoppedBy(command);
-    const fs::path local = options.path;
-    const std::string folder = RemotePath::resolve(options.second);
-    for (;;) {
-      try {
-        std::string placed;
-        {
-          ProgressBar bar(local.filename().string(), global.quiet);
-          placed = companion::wordingFileErrors("could not read", [&] {
-            return files.push(local, folder, options.as, policy, &bar);
-          });
-        }
-        std::cout << shown(placed) << "\n";
-        return;
-      } catch (const FilesError& error) {
-        if (error.kind() != FilesError::Kind::exists || policy != CollisionPolicy::ask) throw;
-        auto chosen = askAboutTakenName(shown(error.payload()), "on the tablet");
-        if (!chosen) throw;
-        policy = *chosen;
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
+  const AdbFiles files = tablet.files;
+  const fs::path local = options.path;
+  const std::string folder = RemotePath::resolve(options.second);
+  for (;;) {
+    try {
+      std::string placed;
+      {
+        ProgressBar bar(local.filename().string(), global.quiet);
+        placed = companion::wordingFileErrors(
+            "could not read", [&] { return files.push(local, folder, options.as, policy, &bar); });
       }
+      std::cout << shown(placed) << "\n";
+      return;
+    } catch (const FilesError& error) {
+      if (error.kind() != FilesError::Kind::exists || policy != CollisionPolicy::ask) throw;
+      auto chosen = askAboutTakenName(shown(error.payload()), "on the tablet");
+      if (!chosen) throw;
+      policy = *chosen;
     }
-  });
+  }
 }
 
 void pullCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto policy = chosenPolicy(options.pullIfExists);
-  StopToken command;
-  InterruptCancel::run(command, [&] {
-    auto tablet = companion::openTabletFiles(global.serial);
-    AdbFiles files = tablet.files.stoppedBy(command);
-    files.markQuarantine = platform::markQuarantine;
-    const std::string path = RemotePath::resolve(options.path);
-    auto entry = files.entry(path);
-    if (!entry) throw FilesError::notFound(path);
-    const std::string name = RemotePath::macSafeName(RemotePath::name(path));
-    fs::path destination = companion::wordingFileErrors("could not look at", [&] {
-      fs::path wanted =
-          options.second.empty() ? fs::current_path() / name : fs::path(options.second);
-      if (fs::is_directory(wanted)) wanted /= name;
-      const fs::path folder = wanted.parent_path();
-      if (!folder.empty() && !fs::exists(folder))
-        throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
-      return wanted;
-    });
-    std::error_code error;
-    if (policy == CollisionPolicy::ask && fs::exists(fs::symlink_status(destination, error))) {
-      auto chosen = askAboutTakenName(destination.string(), "on this computer");
-      if (!chosen)
-        throw Error(fmt::format(
-            "{} already exists on this computer; nothing was copied (choose with --if-exists "
-            "replace or keep-both)",
-            destination.string()));
-      policy = *chosen;
-    }
-    if (policy == CollisionPolicy::keepBoth)
-      destination = freeLocalName(destination, entry->isFolder());
-    {
-      ProgressBar bar(name, global.quiet);
-      companion::wordingFileErrors("could not put the copy in", [&] {
-        files.pull(path, destination, &bar, policy == CollisionPolicy::replace);
-      });
-    }
-    std::cout << destination.string() << "\n";
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
+  AdbFiles files = tablet.files;
+  files.markQuarantine = platform::markQuarantine;
+  const std::string path = RemotePath::resolve(options.path);
+  auto entry = files.entry(path);
+  if (!entry) throw FilesError::notFound(path);
+  const std::string name = RemotePath::macSafeName(RemotePath::name(path));
+  fs::path destination = companion::wordingFileErrors("could not look at", [&] {
+    fs::path wanted = options.second.empty() ? fs::current_path() / name : fs::path(options.second);
+    if (fs::is_directory(wanted)) wanted /= name;
+    const fs::path folder = wanted.parent_path();
+    if (!folder.empty() && !fs::exists(folder))
+      throw Error(fmt::format("the folder {} does not exist on this computer", folder.string()));
+    return wanted;
   });
+  std::error_code error;
+  if (policy == CollisionPolicy::ask && fs::exists(fs::symlink_status(destination, error))) {
+    auto chosen = askAboutTakenName(destination.string(), "on this computer");
+    if (!chosen)
+      throw Error(fmt::format(
+          "{} already exists on this computer; nothing was copied (choose with --if-exists "
+          "replace or keep-both)",
+          destination.string()));
+    policy = *chosen;
+  }
+  if (policy == CollisionPolicy::keepBoth)
+    destination = freeLocalName(destination, entry->isFolder());
+  {
+    ProgressBar bar(name, global.quiet);
+    companion::wordingFileErrors("could not put the copy in", [&] {
+      files.pull(path, destination, &bar, policy == CollisionPolicy::replace);
+    });
+  }
+  std::cout << destination.string() << "\n";
 }
 
 // The folder typed, or without one every folder of the storage that holds leftovers.
@@ -236,7 +243,7 @@ std::vector<std::string> leftoverFolders(const AdbFiles& files, const std::strin
 
 void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
   using Does = CleanUpStep::Does;
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   AdbFiles::CleanUpReport report;
   for (const auto& folder : leftoverFolders(tablet.files, options.path)) {
     auto part = tablet.files.cleanUp(folder);
@@ -272,7 +279,7 @@ void cleanupCommand(const GlobalOptions& global, const FilesOptions& options) {
 
 // Without -p a missing parent is the likely cause; the tablet's mkdir says it in its own words.
 void makeDirectoryCommand(const GlobalOptions& global, const FilesOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   const std::string path = RemotePath::resolve(options.path);
   if (auto parent = RemotePath::parent(path); parent && !options.parents) {
     if (!tablet.files.entry(*parent))
@@ -328,7 +335,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   mv->add_option("PATH", o.path, "The item")->required();
   mv->add_option("NEWNAME", o.second, "Its new name")->required();
   mv->callback([&global, options] {
-    std::cout << shown(companion::openTabletFiles(global.serial)
+    std::cout << shown(companion::openTabletFiles(global.serial, global.command)
                            .files.rename(RemotePath::resolve(options->path), options->second))
               << "\n";
   });
@@ -356,7 +363,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   free->add_option("PATH", o.path, "A path on the storage to measure (default /sdcard)");
   free->callback([&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto bytes = companion::openTabletFiles(global.serial).files.tabletFree(path);
+    auto bytes = companion::openTabletFiles(global.serial, global.command).files.tabletFree(path);
     if (!bytes)
       throw Error(fmt::format("the tablet did not say how much space {} has free", shown(path)));
     printAmount(path, *bytes, "free", options->json);
@@ -364,13 +371,13 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
 
   addPathCommand(*group, "du", "Space an item uses", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    printAmount(path, companion::openTabletFiles(global.serial).files.usage(path), "used",
-                options->json);
+    printAmount(path, companion::openTabletFiles(global.serial, global.command).files.usage(path),
+                "used", options->json);
   });
 
   addPathCommand(*group, "hash", "SHA-256 of a tablet file", o, [&global, options] {
     const std::string path = RemotePath::resolve(options->path);
-    auto tablet = companion::openTabletFiles(global.serial);
+    auto tablet = companion::openTabletFiles(global.serial, global.command);
     auto entry = tablet.files.entry(path);
     if (!entry) throw FilesError::notFound(path);
     if (entry->isFolder())
@@ -386,7 +393,7 @@ void addFilesCommands(CLI::App& app, GlobalOptions& global) {
   auto* leftovers = group->add_subcommand("leftovers", "Staged copies that operations left behind");
   leftovers->add_option("DIR", o.path, "The folder (default: all of /sdcard)");
   leftovers->callback([&global, options] {
-    auto tablet = companion::openTabletFiles(global.serial);
+    auto tablet = companion::openTabletFiles(global.serial, global.command);
     std::vector<LeftoverItem> found;
     for (const auto& folder : leftoverFolders(tablet.files, options->path)) {
       auto inFolder = tablet.files.leftovers(folder);

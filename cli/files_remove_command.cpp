@@ -50,7 +50,7 @@ bool confirmed(const AdbFiles& files, const Doomed& item) {
 }
 
 void removeCommand(const GlobalOptions& global, const RemoveOptions& options) {
-  auto tablet = companion::openTabletFiles(global.serial);
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
   const AdbFiles& files = tablet.files;
   // Every path is checked before anything goes, so one refusal removes nothing.
   std::vector<Doomed> doomed;

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <thread>
 
-#include "core/cancelled.h"
 #include "core/stop_token.h"
 
 namespace lumivale::cli {
@@ -20,20 +19,6 @@ class InterruptCancel {
 
   // Whether Ctrl-C or SIGTERM came while it lived.
   bool interrupted() const;
-
-  // Runs `work` under `command`; a failure once interrupted is reported as the cancel it is.
-  template <typename Work>
-  static void run(const StopToken& command, Work&& work) {
-    InterruptCancel interrupt(command);
-    try {
-      work();
-    } catch (const Cancelled&) {
-      throw;  // it may say what it left
-    } catch (const Error&) {
-      if (interrupt.interrupted()) throw Cancelled();
-      throw;
-    }
-  }
 
  private:
   StopToken command_;

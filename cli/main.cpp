@@ -1,4 +1,6 @@
 #include <iostream>
+#include <memory>
+#include <set>
 
 #include <CLI/CLI.hpp>
 
@@ -9,9 +11,25 @@
 #include "cli/device_commands.h"
 #include "cli/exit_codes.h"
 #include "cli/files_commands.h"
+#include "cli/interrupt_cancel.h"
 #include "cli/setting_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
+#include "core/cancelled.h"
+
+namespace {
+
+// The commands that work on a tablet: they run under the command token, so an interrupt
+// stops their adb run at once instead of ending the program around it.
+bool worksOnTablet(const CLI::App& app) {
+  static const std::set<std::string> tabletCommands{
+      "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
+      "type",    "open", "setting", "warmth", "brightness", "files"};
+  auto chosen = app.get_subcommands();
+  return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   using namespace lumivale;
@@ -28,6 +46,11 @@ int main(int argc, char** argv) {
   cli::addConfigCommands(app, options);
   cli::addHelpAndVersion(app, version);
   cli::addCommonOptions(app, options);
+  // Made once the command is known and before it runs; ends with main.
+  std::unique_ptr<cli::InterruptCancel> interrupt;
+  app.parse_complete_callback([&] {
+    if (worksOnTablet(app)) interrupt = std::make_unique<cli::InterruptCancel>(options.command);
+  });
 
   try {
     app.parse(argc, argv);
@@ -41,6 +64,14 @@ int main(int argc, char** argv) {
   } catch (const cli::ExitStatus& exit) {
     return exit.code;
   } catch (const std::exception& error) {
+    // However an interrupted command ended, it ended because it was interrupted; a cancel
+    // may also say what it left behind.
+    if (options.interrupted() || (interrupt && interrupt->interrupted())) {
+      const auto* cancelled = dynamic_cast<const Cancelled*>(&error);
+      std::cerr << "lumivale: " << (cancelled ? cancelled->message() : Cancelled().message())
+                << "\n";
+      return cli::exitInterrupted;
+    }
     std::cerr << "lumivale: " << companion::wordedMessage(error) << "\n";
     return cli::exitCodeFor(error);
   }

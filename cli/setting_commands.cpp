@@ -49,16 +49,23 @@ nlohmann::ordered_json jsonValue(const std::optional<SettingValue>& value) {
   return value->text();
 }
 
-// {"id", "value", "shown"}: one setting's value, from get, set, reset, warmth and brightness.
+nlohmann::ordered_json reasonJson(const SettingTier& tier) {
+  return tier.reason() ? nlohmann::ordered_json(*tier.reason()) : nullptr;
+}
+
+// {"id", "value", "shown", "reason"}: one setting's value, from get, set, reset, warmth and
+// brightness; "reason" says why a setting is not available, null when it is.
 void printValue(const DeviceSetting& setting, const std::optional<SettingValue>& value, bool json) {
+  const std::string text = setting.tier.reason() ? *setting.tier.reason() : setting.display(value);
   if (!json) {
-    std::cout << setting.display(value) << "\n";
+    std::cout << text << "\n";
     return;
   }
   nlohmann::ordered_json shape;
   shape["id"] = setting.id;
   shape["value"] = jsonValue(value);
-  shape["shown"] = setting.display(value);
+  shape["shown"] = text;
+  shape["reason"] = reasonJson(setting.tier);
   std::cout << shape.dump(2) << "\n";
 }
 
@@ -69,8 +76,7 @@ nlohmann::ordered_json readingsJson(const std::vector<SettingReading>& readings)
     entry["id"] = reading.id;
     entry["title"] = reading.title;
     entry["tier"] = reading.tier.label();
-    entry["reason"] =
-        reading.tier.reason() ? nlohmann::ordered_json(*reading.tier.reason()) : nullptr;
+    entry["reason"] = reasonJson(reading.tier);
     entry["value"] = jsonValue(reading.value);
     entry["shown"] = shown(reading);
     entry["error"] = reading.error ? nlohmann::ordered_json(*reading.error) : nullptr;
@@ -97,7 +103,7 @@ void setAndShow(const GlobalOptions& options, const std::string& id, const std::
                 bool json) {
   const auto& setting = DeviceSettings::settingNamed(id);
   auto wanted = setting.parse(text);
-  auto session = companion::requireReadyTablet(options.serial);
+  auto session = companion::requireReadyTablet(options.serial, options.command);
   auto now = setting.write(wanted, *session.bridge, session.serial);
   printValue(setting, now, json);
   if (!now || !setting.sameValue(*now, wanted))
@@ -106,8 +112,10 @@ void setAndShow(const GlobalOptions& options, const std::string& id, const std::
 }
 
 void showValue(const GlobalOptions& options, const std::string& id, bool json) {
-  const auto& setting = changeable(id);
-  auto session = companion::requireReadyTablet(options.serial);
+  const auto& setting = DeviceSettings::settingNamed(id);
+  // Reading one that is not available holds no value and its reason; the tablet has no say.
+  if (setting.tier.reason()) return printValue(setting, std::nullopt, json);
+  auto session = companion::requireReadyTablet(options.serial, options.command);
   printValue(setting, setting.read(*session.bridge, session.serial), json);
 }
 
@@ -139,7 +147,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
   auto* list = group->add_subcommand("list", "Every setting with its value on the tablet");
   list->add_flag("--json", *json, "Print the readings as JSON");
   list->callback([&options, json] {
-    auto session = companion::requireReadyTablet(options.serial);
+    auto session = companion::requireReadyTablet(options.serial, options.command);
     auto readings = DeviceSettings::readAll(*session.bridge, session.serial);
     if (*json)
       std::cout << readingsJson(readings).dump(2) << "\n";
@@ -163,7 +171,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
   reset->add_flag("--json", *json, "Print JSON");
   reset->callback([&options, id, json] {
     const auto& setting = changeable(*id);
-    auto session = companion::requireReadyTablet(options.serial);
+    auto session = companion::requireReadyTablet(options.serial, options.command);
     setting.reset(*session.bridge, session.serial);
     printValue(setting, setting.read(*session.bridge, session.serial), *json);
   });
@@ -177,7 +185,7 @@ void addSettingCommands(CLI::App& app, GlobalOptions& options) {
       std::cout << takes(setting) << "\n";
       return;
     }
-    auto session = companion::requireReadyTablet(options.serial);
+    auto session = companion::requireReadyTablet(options.serial, options.command);
     for (const auto& choice : setting.choices(*session.bridge, session.serial))
       std::cout << (choice.title == choice.value
                         ? choice.value

@@ -80,21 +80,21 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   auto* info = app.add_subcommand("info", "Show the tablet's model, version, battery and storage");
   info->add_flag("--json", arguments->json, "Print JSON");
   info->callback([&options, arguments] {
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     DeviceInfo facts = tablet.bridge->deviceInfo(tablet.serial);
     printInfo(facts, readScreen(*tablet.bridge, tablet.serial), arguments->json);
   });
 
   auto* wake = app.add_subcommand("wake", "Wake the tablet's screen");
   wake->callback([&options] {
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     tablet.bridge->wake(tablet.serial);
   });
 
   auto* screenshot = app.add_subcommand("screenshot", "Save a PNG of the tablet's screen");
   screenshot->add_option("FILE", arguments->file, "Where to save it")->required();
   screenshot->callback([&options, arguments] {
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     // Checked here too so that the refusal reads as tap's and type's do.
     if (tablet.bridge->keyguardShowing(tablet.serial)) throw AdbError(lockScreenRefusal);
     writeFileAtomically(arguments->file, tablet.bridge->screenshot(tablet.serial));
@@ -104,7 +104,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   tap->add_option("X", arguments->x, "Pixels from the left")->required();
   tap->add_option("Y", arguments->y, "Pixels from the top")->required();
   tap->callback([&options, arguments] {
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     requireScreenForInput(*tablet.bridge, tablet.serial);
     tablet.bridge->tap(tablet.serial, arguments->x, arguments->y);
   });
@@ -112,7 +112,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   auto* type = app.add_subcommand("type", "Type text on the tablet (printable ASCII)");
   type->add_option("TEXT", arguments->text, "What to type")->required();
   type->callback([&options, arguments] {
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     requireScreenForInput(*tablet.bridge, tablet.serial);
     tablet.bridge->typeText(tablet.serial, arguments->text);
   });
@@ -121,7 +121,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
   open->add_option("URL", arguments->url, "The address")->required();
   open->callback([&options, arguments] {
     requireWebAddress(arguments->url);
-    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial);
+    companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     tablet.bridge->openURL(tablet.serial, arguments->url);
   });
 }

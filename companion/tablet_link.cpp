@@ -19,17 +19,19 @@ AdbSearch adbSearch() {
                    nullptr,         settings / "adb-answered"};
 }
 
-std::shared_ptr<AdbBridge> openBridge() {
+std::shared_ptr<AdbBridge> openBridge(StopToken command) {
   AdbSearch search = adbSearch();
   auto hooks = StandinHooks::from(search.environment);
-  return AdbBridge::locate(search, search.environment, std::move(hooks));
+  auto bridge = AdbBridge::locate(search, search.environment, std::move(hooks));
+  bridge->runUnder(std::move(command));
+  return bridge;
 }
 
 TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& pinnedSerial,
                           const LumivaleConfig& config) {
   TabletLook look;
-  look.tablets = bridge.tablets(true, config.wifiTablets, config.userId);
   look.pinned = pinnedSerial ? pinnedSerial : config.deviceSerial;
+  look.tablets = bridge.tablets(true, config.wifiTablets, config.userId, look.pinned);
   look.choice = AdbTablets::choose(look.tablets, look.pinned);
   if (look.choice.state == TabletState::ready) {
     look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets);
@@ -56,14 +58,14 @@ ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
   return {std::move(bridge), *look.serial};
 }
 
-ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial) {
+ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial, StopToken command) {
   LumivaleConfig config = ConfigStore::load();
-  return requireReadyTablet(openBridge(), pinnedSerial, config);
+  return requireReadyTablet(openBridge(std::move(command)), pinnedSerial, config);
 }
 
-TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial) {
-  ReadyTablet tablet = requireReadyTablet(pinnedSerial);
-  AdbFiles files(*tablet.bridge, tablet.serial);
+TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial, StopToken command) {
+  ReadyTablet tablet = requireReadyTablet(pinnedSerial, command);
+  AdbFiles files = AdbFiles(*tablet.bridge, tablet.serial).stoppedBy(std::move(command));
   return {tablet.bridge, files};
 }
 

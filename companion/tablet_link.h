@@ -17,9 +17,9 @@ namespace lumivale::companion {
 // variables, the usual places, and its own downloaded copy in the settings folder.
 AdbSearch adbSearch();
 
-// The bridge on the adb found for this machine. Throws AdbError (toolsMissing) when
-// there is none.
-std::shared_ptr<AdbBridge> openBridge();
+// The bridge on the adb found for this machine, every run of it under `command` (the
+// front end's token for the work at hand). Throws AdbError (toolsMissing) when there is none.
+std::shared_ptr<AdbBridge> openBridge(StopToken command = {});
 
 // One look at the tablets: one `adb devices -l`, grouped and chosen. A chosen Wi-Fi
 // connection that is ready must also pass the secret check (one more adb run; a
@@ -51,7 +51,8 @@ ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
                                const std::optional<std::string>& pinnedSerial,
                                const LumivaleConfig& config);
 // The same on a newly opened bridge, with the settings as they are now.
-ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial);
+ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial,
+                               StopToken command = {});
 
 // File operations on the ready tablet, with the bridge they run through (kept alive
 // beside them).
@@ -59,6 +60,6 @@ struct TabletFiles {
   std::shared_ptr<AdbBridge> bridge;
   AdbFiles files;
 };
-TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial);
+TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial, StopToken command = {});
 
 }  // namespace lumivale::companion

@@ -13,7 +13,9 @@ namespace lumivale::files_detail {
 
 // One quick shell step (stat, mv, test).
 inline constexpr Seconds stepTimeout{30};
-// A step whose time grows with what a folder holds (find, ls, du, rm -r).
+// Listing one folder: a tablet lists 10,000 entries in a second or two.
+inline constexpr Seconds listTimeout{60};
+// A step whose time grows with all a folder holds, however deep (du, rm -r).
 inline constexpr Seconds folderTimeout{600};
 // How deep a search of the whole storage for leftovers looks; far deeper than people file.
 inline constexpr int leftoverSearchDepth = 24;

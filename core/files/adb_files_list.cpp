@@ -48,7 +48,7 @@ std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& fold
     case Format::findPrintf: {
       auto result = exec(
           {"find", dir, "-mindepth", "1", "-maxdepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
-          folderTimeout, false);
+          listTimeout, false);
       auto entries = RemoteListing::parseFindPrintf(result.output, folder, folder);
       // A find without -printf may still say nothing and end well on an empty folder;
       // output it could not read means the format does not work here.
@@ -58,7 +58,7 @@ std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& fold
     }
     case Format::findStat: {
       auto found =
-          exec({"find", dir, "-mindepth", "1", "-maxdepth", "1", "-print0"}, folderTimeout, false);
+          exec({"find", dir, "-mindepth", "1", "-maxdepth", "1", "-print0"}, listTimeout, false);
       if (found.status != 0) throw formatFailed(format, folder);
       auto names = RemoteListing::parseNames(found.output, folder);
       std::vector<std::string> paths;
@@ -70,13 +70,13 @@ std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& fold
         std::vector<std::string> command{"stat", "-c", std::string(statFormat), "--"};
         command.insert(command.end(), batch.begin(), batch.end());
         // An item that went away between find and stat fails its line only.
-        auto lines = exec(command, folderTimeout, false);
+        auto lines = exec(command, listTimeout, false);
         stat.merge(RemoteListing::parseStatLines(lines.output));
       }
       return RemoteListing::joinNamesAndStat(stat, names, folder);
     }
     case Format::ls: {
-      auto result = exec({"ls", "-la", dir}, folderTimeout, false);
+      auto result = exec({"ls", "-la", dir}, listTimeout, false);
       if (result.status != 0) throw formatFailed(format, folder);
       auto zone = exec({"date", "+%z"}, stepTimeout, false);
       return RemoteListing::parseLs(
@@ -104,7 +104,9 @@ std::vector<RemoteEntry> AdbFiles::list(const std::string& path, bool includeHid
       entries = listAs(format, folder);
       caches_->setFormat(serial_, format);
       break;
-    } catch (const FilesError&) {
+    } catch (const FilesError& error) {
+      // A tablet that stopped answering answers no other tool either.
+      if (error.message() == TabletShell::notAnswering()) throw;
       // Most often the folder itself is the trouble; say so before trying other tools.
       if (format == order.front()) diagnoseFolder(folder);
     }
@@ -125,7 +127,7 @@ void AdbFiles::markLinkTargets(std::vector<RemoteEntry>& entries, const std::str
   // A dangling link makes find complain but does not spoil what it prints.
   auto result = exec(
       {"find", "-L", folder + "/", "-mindepth", "1", "-maxdepth", "1", "-type", "d", "-print0"},
-      folderTimeout, false);
+      listTimeout, false);
   auto folders = RemoteListing::folderTargets(result.output, folder);
   for (auto& entry : entries) {
     if (isLink(entry)) entry.targetIsDirectory = folders.count(entry.name) > 0;

@@ -29,7 +29,12 @@ FilesError notWhole(std::uint64_t found, std::uint64_t expected) {
 void checkLocalItem(const fs::path& local, const std::string& name) {
   std::error_code error;
   const auto status = fs::symlink_status(local, error);
-  if (error || !fs::exists(status))
+  // Only an item that is not there is missing; a folder on the way that cannot be entered
+  // (or is a file) is said as it is.
+  if (error && error != std::errc::no_such_file_or_directory)
+    throw FilesError::refused(fmt::format("could not look at '{}' on this Mac: {}",
+                                          shown(local.string()), error.message()));
+  if (!fs::exists(status))
     throw FilesError::refused(
         fmt::format("'{}' does not exist on this Mac", shown(local.string())));
   if (name.find_first_of(RemotePath::fatForbidden) != std::string::npos)

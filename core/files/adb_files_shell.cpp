@@ -56,9 +56,7 @@ ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds ti
   // printed: the same Ctrl-C may have stopped adb before it reached the token.
   if (run.cancelled || ((run.timedOut || !result) && stop_.isCancelled())) throw Cancelled();
   const std::string command = arguments.empty() ? "" : displayable(arguments.front());
-  if (run.timedOut)
-    throw FilesError::refused(
-        TabletShell::didNotFinish("the tablet", timeout, "'" + command + "'"));
+  if (run.timedOut) throw FilesError::refused(TabletShell::notAnswering());
   if (!result) {
     std::string said = TabletShell::firstLine(run.stderrData);
     throw FilesError::refused(said.empty() || run.status == 0

@@ -69,7 +69,7 @@ void AdbFiles::transfer(const std::vector<std::string>& arguments,
         fmt::format("the copy grew past {} and was stopped; nothing was kept", byteCount(cap)));
   if (run.cancelled || stop_.isCancelled()) throw Cancelled();
   const std::string command = "adb " + arguments.front();
-  if (run.timedOut) throw FilesError::refused(TabletShell::didNotFinish(command, timeout));
+  if (run.timedOut) throw FilesError::refused(TabletShell::notAnswering());
   if (run.status != 0) {
     std::string said = firstLine(run.stderrData);
     if (said.empty()) said = firstLine(run.stdoutData);

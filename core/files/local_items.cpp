@@ -14,6 +14,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "core/settings/file_system_error.h"
+
 namespace lumivale::LocalItems {
 
 namespace fs = std::filesystem;
@@ -87,8 +89,7 @@ fs::path localScratch(const fs::path& destination) {
   std::string pattern =
       (folder / (std::string(scratchPrefix) + std::to_string(::getpid()) + "-XXXXXX")).string();
   if (!mkdtemp(pattern.data()))
-    throw fs::filesystem_error("could not make a scratch folder", folder,
-                               std::error_code(errno, std::generic_category()));
+    throw FileSystemError("could not make a scratch folder for the copy in", folder, errno);
   return pattern;
 }
 

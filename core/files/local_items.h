@@ -18,7 +18,8 @@ std::optional<std::uint64_t> freeBytes(const std::filesystem::path& place);
 
 // A new, empty scratch folder beside `destination`, on the same disk so the finished
 // copy can be renamed into place. Its name, ".lumivale-pull-{process id}-XXXXXX", says
-// which program pulls into it.
+// which program pulls into it. Throws FileSystemError, naming the folder, when it cannot
+// be made.
 std::filesystem::path localScratch(const std::filesystem::path& destination);
 
 // Removes the scratch folders in `folder` of pulls that are no longer running: their

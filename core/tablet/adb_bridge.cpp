@@ -20,6 +20,11 @@ constexpr Seconds kGetStateTimeout{5};
 
 using TabletShell::firstLine;
 
+// `-s SERIAL ...`: a run that waits on the tablet rather than on adb alone.
+bool addressesTablet(const std::vector<std::string>& arguments) {
+  return arguments.size() > 2 && arguments[0] == "-s";
+}
+
 }  // namespace
 
 AdbBridge::AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks,
@@ -54,6 +59,8 @@ void AdbBridge::pin(const AdbTablet& tablet) {
 
 ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds timeout,
                           const StopToken* stop) {
+  if (!stop) stop = &command_;
+  if (addressesTablet(arguments)) timeout *= hooks_.timeoutScale;
   try {
     return ToolRun::runIn(environment_, adbPath_.string(), arguments, timeout, stop);
   } catch (const Spawn::Failure& failure) {
@@ -63,11 +70,14 @@ ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds tim
 
 ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds timeout,
                               const StopToken* stop) {
-  if (stop) timeout = stop->budget(timeout);
+  if (!stop) stop = &command_;
+  timeout = stop->budget(timeout);
   ToolRun run = runAdb(arguments, timeout, stop);
   if (run.cancelled) throw Cancelled();
   const std::string shown = "adb " + AdbHandOff::redacted(arguments);
-  if (run.timedOut) throw AdbError(TabletShell::didNotFinish(shown, timeout));
+  if (run.timedOut)
+    throw AdbError(addressesTablet(arguments) ? TabletShell::notAnswering()
+                                              : TabletShell::didNotFinish(shown, timeout));
   if (run.status != 0) {
     std::string detail = firstLine(run.stderrData);
     if (detail.empty()) detail = firstLine(run.stdoutData);
@@ -160,7 +170,8 @@ std::string AdbBridge::shell(const std::string& serial, const std::string& comma
   return split.output;
 }
 
-std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale) {
+std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale,
+                                                       const AdbTablets::KnownTablets& known) {
   std::optional<std::string> listing;
   if (adbVersion_)
     listing = AdbServer::devicesListing(environment_, *adbVersion_, kServerAskTimeout);
@@ -170,14 +181,15 @@ std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale) {
     std::lock_guard guard(lock_);
     serverStarted_ = true;
   }
-  return AdbTablets::select(AdbParse::devices(*listing), onlyLumivale, hooks_);
+  return AdbTablets::select(AdbParse::devices(*listing), onlyLumivale, hooks_, known);
 }
 
 std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,
                                           const std::vector<RememberedTablet>& remembered,
-                                          const std::optional<std::string>& signedInUserId) {
+                                          const std::optional<std::string>& signedInUserId,
+                                          const std::optional<std::string>& chosen) {
   std::vector<AdbDevice> connections;
-  for (auto& parsed : devices(onlyLumivale))
+  for (auto& parsed : devices(onlyLumivale, {chosen, remembered}))
     connections.push_back(std::move(parsed.device));
   return AdbTablets::group(connections, remembered, signedInUserId);
 }
@@ -185,7 +197,8 @@ std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,
 std::optional<std::string> AdbBridge::connectionSerial(
     const std::string& pinned, bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
     const std::optional<std::string>& signedInUserId) {
-  auto choice = AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId), pinned);
+  auto choice =
+      AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId, pinned), pinned);
   if (!choice.selected) return std::nullopt;
   return checkedSerial(choice.selected->serial, remembered);
 }

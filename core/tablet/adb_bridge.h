@@ -42,6 +42,9 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
 
   // Commands for any other serial are refused from now on.
   void pin(const AdbTablet& tablet);
+  // Every adb run not given a token of its own runs under `command` (a front end's whole
+  // command, cancelled when the user interrupts it). Set before the bridge is shared.
+  void runUnder(StopToken command) { command_ = std::move(command); }
 
   void ensureServer();
 
@@ -64,9 +67,12 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
                                         ToolCancel* cancel = nullptr) override;
 
   // Listing and choosing.
-  std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale);
+  std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale,
+                                              const AdbTablets::KnownTablets& known = {});
+  // `chosen`, the tablet the user chose, is recognised by its serial whatever its line says.
   std::vector<AdbTablet> tablets(bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
-                                 const std::optional<std::string>& signedInUserId);
+                                 const std::optional<std::string>& signedInUserId,
+                                 const std::optional<std::string>& chosen = std::nullopt);
   std::optional<std::string> connectionSerial(const std::string& pinned, bool onlyLumivale,
                                               const std::vector<RememberedTablet>& remembered,
                                               const std::optional<std::string>& signedInUserId);
@@ -147,6 +153,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   // Held only around `adb start-server`, apart from lock_ so other calls go on meanwhile.
   std::mutex startLock_;
   std::optional<std::set<std::string>> pinned_;
+  StopToken command_;
   struct CachedFrame {
     ScreenFrame frame;
     std::chrono::steady_clock::time_point readAt;

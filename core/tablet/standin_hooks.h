@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -13,6 +14,9 @@ namespace lumivale {
 struct StandinHooks {
   std::optional<std::string> serial;  // LUMIVALE_STANDIN_SERIAL
   bool only = false;                  // LUMIVALE_STANDIN_ONLY
+  // LUMIVALE_TABLET_TIMEOUT_SCALE: every deadline of a tablet command times this, so that
+  // tests of a tablet that stops answering give up in moments rather than in minutes.
+  double timeoutScale = 1;
 
   // Empty in customer builds, whatever the environment says.
   static StandinHooks from(const Environment& environment, BuildFlavour flavour = buildFlavour) {
@@ -23,6 +27,12 @@ struct StandinHooks {
     auto only = environment.find("LUMIVALE_STANDIN_ONLY");
     hooks.only =
         hooks.serial && only != environment.end() && !only->second.empty() && only->second != "0";
+    auto scale = environment.find("LUMIVALE_TABLET_TIMEOUT_SCALE");
+    if (scale != environment.end()) {
+      char* end = nullptr;
+      const double value = std::strtod(scale->second.c_str(), &end);
+      if (end && *end == '\0' && value > 0 && value <= 1) hooks.timeoutScale = value;
+    }
     return hooks;
   }
 };

@@ -4,12 +4,20 @@
 
 namespace lumivale::AdbTablets {
 
+bool KnownTablets::knows(const std::string& serial) const {
+  if (serial == chosen || rememberedFor(serial, remembered)) return true;
+  return std::any_of(remembered.begin(), remembered.end(),
+                     [&](const RememberedTablet& tablet) { return tablet.serial == serial; });
+}
+
 std::vector<AdbParse::ParsedDevice> select(std::vector<AdbParse::ParsedDevice> parsed,
-                                           bool onlyLumivale, const StandinHooks& hooks) {
+                                           bool onlyLumivale, const StandinHooks& hooks,
+                                           const KnownTablets& known) {
   std::erase_if(parsed, [&](const AdbParse::ParsedDevice& entry) {
     bool standin = entry.device.serial == hooks.serial;
     if (hooks.only) return !standin;
-    return onlyLumivale && !standin && !AdbParse::isLumivaleLine(entry.raw);
+    return onlyLumivale && !standin && !AdbParse::isLumivaleLine(entry.raw) &&
+           !known.knows(entry.device.serial);
   });
   for (auto& entry : parsed)
     if (entry.device.serial == hooks.serial) entry.device.transport.reset();

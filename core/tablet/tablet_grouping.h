@@ -12,10 +12,22 @@
 
 namespace lumivale::AdbTablets {
 
-// The devices to consider: only LV-1 tablets when `onlyLumivale`, with the stand-in
-// hooks applied (the stand-in counts as a cabled tablet).
+// The serials this Mac already knows for its tablets: the chosen one and those remembered
+// for Wi-Fi. adb leaves the model pieces out of the line of a tablet that waits for
+// approval or is offline, so a line is recognised by one of these serials too.
+struct KnownTablets {
+  std::optional<std::string> chosen;
+  std::vector<RememberedTablet> remembered;
+
+  bool knows(const std::string& serial) const;
+};
+
+// The devices to consider: only LV-1 tablets when `onlyLumivale` (a line with a known
+// serial is one whatever it carries), with the stand-in hooks applied (the stand-in
+// counts as a cabled tablet).
 std::vector<AdbParse::ParsedDevice> select(std::vector<AdbParse::ParsedDevice> parsed,
-                                           bool onlyLumivale, const StandinHooks& hooks);
+                                           bool onlyLumivale, const StandinHooks& hooks,
+                                           const KnownTablets& known = {});
 
 // The remembered tablet a Wi-Fi serial reaches (by its last address or mDNS name).
 const RememberedTablet* rememberedFor(const std::string& wifiSerial,

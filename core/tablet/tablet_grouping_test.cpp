@@ -44,6 +44,26 @@ TEST(TabletGroupingTest, OnlyLv1LinesCountUnlessAllAreAsked) {
             std::vector<std::string>{"127.0.0.1:5601"});
 }
 
+TEST(TabletGroupingTest, TheChosenOrRememberedTabletCountsWithoutItsModelPieces) {
+  // adb lists a tablet waiting for approval, or offline, without model, product or device.
+  std::vector<AdbParse::ParsedDevice> parsed{
+      line("LV1CABLE unauthorized usb:1-1 transport_id:3"),
+      line("10.0.0.2:5555 offline transport_id:4"),
+      line("OTHER unauthorized usb:1-2 transport_id:5"),
+  };
+  EXPECT_TRUE(AdbTablets::select(parsed, true, {}).empty());
+  EXPECT_EQ(serialsOf(AdbTablets::select(parsed, true, {}, {"LV1CABLE", {}})),
+            std::vector<std::string>{"LV1CABLE"});
+  EXPECT_EQ(serialsOf(AdbTablets::select(parsed, true, {}, {std::nullopt, {rememberedBy("u1")}})),
+            (std::vector<std::string>{"LV1CABLE", "10.0.0.2:5555"}));
+
+  auto selected = AdbTablets::select(parsed, true, {}, {"LV1CABLE", {}});
+  auto choice = AdbTablets::choose(AdbTablets::group({selected[0].device}, {}, std::nullopt),
+                                   std::string("LV1CABLE"));
+  EXPECT_EQ(choice.state, TabletState::waitingForApproval);
+  EXPECT_EQ(choice.state.refusal(), "On your Lumivale, tap Allow for this Mac first.");
+}
+
 TEST(TabletGroupingTest, StandinHooksAreOffInCustomerBuilds) {
   Environment environment{{"LUMIVALE_STANDIN_SERIAL", "X"}, {"LUMIVALE_STANDIN_ONLY", "1"}};
   EXPECT_EQ(StandinHooks::from(environment, BuildFlavour::customer).serial, std::nullopt);

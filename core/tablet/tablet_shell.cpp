@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/checked_number.h"
+#include "core/tablet/tablet_state.h"
 
 namespace lumivale::TabletShell {
 namespace {
@@ -41,7 +42,7 @@ std::string quoted(std::string_view argument) {
 std::string line(const std::vector<std::string>& arguments) {
   std::string out;
   for (const auto& argument : arguments)
-    out += (out.empty() ? "" : " ") + quoted(argument);
+    out += (out.empty() ? "" : " ") + TabletShell::quoted(argument);
   return out;
 }
 
@@ -76,6 +77,10 @@ std::string firstLine(std::string_view text) {
 std::string didNotFinish(std::string_view who, Seconds timeout, std::string_view what) {
   return fmt::format("{} did not finish {}{}within {} s", who, what, what.empty() ? "" : " ",
                      secondsText(timeout));
+}
+
+std::string notAnswering() {
+  return *TabletState(TabletState::notAnswering).refusal();
 }
 
 std::string exited(std::string_view what, int status, std::string_view said) {

@@ -42,6 +42,9 @@ std::string firstLine(std::string_view text);
 
 // "{who} did not finish within {n} s", or "{who} did not finish {what} within {n} s".
 std::string didNotFinish(std::string_view who, Seconds timeout, std::string_view what = {});
+// What a command addressed to the tablet that ran past its deadline says: the tablet
+// stopped answering (asleep, a cable pulled half-way, a frozen adbd).
+std::string notAnswering();
 // "{what} exited {status}", followed by ": {said}" when the tool said anything.
 std::string exited(std::string_view what, int status, std::string_view said);
 

@@ -205,6 +205,7 @@ void StandinTablet::startDaemon(uint16_t port) {
 
 void StandinTablet::stopDaemon() {
   if (!daemon_) return;
+  thaw();  // a frozen daemon would take SIGTERM only once let go
   daemon_->signalIfRunning(SIGTERM);
   // A daemon that does not stop in time is killed, so teardown always ends.
   std::mutex mutex;
@@ -314,6 +315,13 @@ void StandinTablet::clearFaults() const {
 }
 void StandinTablet::dropConnections() const {
   control("drop");
+}
+
+void StandinTablet::freeze() const {
+  daemon_->signalIfRunning(SIGSTOP);
+}
+void StandinTablet::thaw() const {
+  daemon_->signalIfRunning(SIGCONT);
 }
 
 std::vector<std::string> StandinTablet::faults() const {

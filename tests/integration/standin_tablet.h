@@ -139,6 +139,11 @@ class StandinTablet {
   // offline, v1-shell) only apply to connections made after they are set.
   void dropConnections() const;
 
+  // Stops the daemon's process where it is (SIGSTOP), as a tablet that froze mid-answer:
+  // adb keeps its connection and waits. thaw() lets it go on; the destructor does too.
+  void freeze() const;
+  void thaw() const;
+
   // The taps, keys, typed text and started activities, one per line.
   std::string inputLog() const;
 

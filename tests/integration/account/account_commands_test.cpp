@@ -96,6 +96,9 @@ TEST_F(AccountCommands, ASignInIsSeenByTheNextProcess) {
   ToolRun status = lumivale({"account", "status"});
   EXPECT_EQ(status.status, 0) << status.stderrData;
   EXPECT_EQ(status.stdoutData, "Signed in as " + email + ".\n");
+  auto shown = nlohmann::json::parse(lumivale({"account", "status", "--json"}).stdoutData);
+  EXPECT_EQ(shown["sessionStore"], std::string("In this Mac’s login keychain (") +
+                                       platform::KeychainSessionStore::defaultService + ")");
   nlohmann::json settings = settingsFile();
   EXPECT_EQ(settings["email"], email);
 

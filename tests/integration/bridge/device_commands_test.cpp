@@ -43,6 +43,18 @@ class DeviceCommandsTest : public ::testing::Test {
     std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
   }
 
+  // The stand-in as the tablet "LV1-DESK", remembered for Wi-Fi by the account "u1".
+  static nlohmann::json rememberedDesk(const StandinTablet& tablet) {
+    return nlohmann::json::array({{{"serial", "LV1-DESK"},
+                                   {"model", "LV-1"},
+                                   {"name", "Desk"},
+                                   {"lastIP", "127.0.0.1"},
+                                   {"lastPort", tablet.port()},
+                                   {"pairedAt", "2024-05-01T09:00:00Z"},
+                                   {"accountUserId", "u1"},
+                                   {"transport", "tls"}}});
+  }
+
   std::filesystem::path configFolder;
   bool overWifi = false;
 };
@@ -152,16 +164,9 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   ASSERT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0) << "writes the settings file";
   nlohmann::json settings = config();
   settings["userId"] = "u1";
-  settings["wifiTablets"] = nlohmann::json::array({{{"serial", "LV1-DESK"},
-                                                    {"model", "LV-1"},
-                                                    {"name", "Desk"},
-                                                    {"lastIP", "127.0.0.1"},
-                                                    {"lastPort", tablet.port()},
-                                                    {"pairedAt", "2024-05-01T09:00:00Z"},
-                                                    {"accountUserId", "u1"},
-                                                    {"transport", "tls"},
-                                                    {"checkId", "c1"},
-                                                    {"checkToken", "t0ken"}}});
+  settings["wifiTablets"] = rememberedDesk(tablet);
+  settings["wifiTablets"][0]["checkId"] = "c1";
+  settings["wifiTablets"][0]["checkToken"] = "t0ken";
   writeConfig(settings);
 
   // Remembered by this account, but the tablet holds no check yet.
@@ -190,6 +195,28 @@ TEST_F(DeviceCommandsTest, AWifiTabletIsReadyOnlyOnceItPassesItsCheck) {
   settings["wifiTablets"][0].erase("accountUserId");
   writeConfig(settings);
   EXPECT_EQ(lumivale(tablet, {"status"}).stdoutData, "notConnected\n" + refusal + "\n");
+}
+
+TEST_F(DeviceCommandsTest, TheChosenTabletWaitingForApprovalIsAskedToAllow) {
+  // adb lists a tablet that has not allowed this computer without its model pieces.
+  StandinTablet tablet(StandinOptions().fault("unauthorized"));
+  overWifi = true;  // recognised by nothing but its serial
+  ASSERT_EQ(tablet.waitForState("unauthorized"), "unauthorized");
+  ASSERT_EQ(tablet.adb({"devices", "-l"}).stdoutData.find("model:"), std::string::npos);
+  ASSERT_EQ(lumivale(tablet, {"use", "--clear"}).status, 0) << "writes the settings file";
+  nlohmann::json settings = config();
+  settings["deviceSerial"] = "LV1-DESK";
+  settings["userId"] = "u1";
+  settings["wifiTablets"] = rememberedDesk(tablet);
+  writeConfig(settings);
+
+  const std::string allow = "On your Lumivale, tap Allow for this Mac first.";
+  ToolRun status = lumivale(tablet, {"status"});
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData, "waitingForApproval  " + tablet.serial() + "\n" + allow + "\n");
+  ToolRun listing = lumivale(tablet, {"files", "ls"});
+  EXPECT_EQ(listing.status, 1);
+  EXPECT_EQ(listing.stderrData, "lumivale: " + allow + "\n");
 }
 
 TEST_F(DeviceCommandsTest, ToolsNamesTheAdbInUse) {

@@ -247,6 +247,18 @@ TEST_F(SettingCommandsOnStandin, SetsReadsAndRefuses) {
   EXPECT_EQ(lumivale({"setting", "set", "screen_off_timeout", "600000"}).stdoutData, "10 min\n");
   EXPECT_EQ(lumivale({"setting", "get", "screen_off_timeout"}).stdoutData, "10 min\n");
 
+  // Reading one that cannot be changed holds no value and its reason, not a refusal.
+  const std::string reason = "Needs a tablet update before a Mac can change it.";
+  ToolRun kids = lumivale({"setting", "get", "kids_mode"});
+  EXPECT_EQ(kids.status, 0) << kids.stderrData;
+  EXPECT_EQ(kids.stdoutData, reason + "\n");
+  auto read = nlohmann::json::parse(lumivale({"setting", "get", "kids_mode", "--json"}).stdoutData);
+  EXPECT_EQ(read["value"], nullptr);
+  EXPECT_EQ(read["reason"], reason);
+  EXPECT_EQ(nlohmann::json::parse(lumivale({"warmth", "--json"}).stdoutData)["reason"], nullptr);
+  EXPECT_EQ(lumivale({"setting", "set", "kids_mode", "on"}).stderrData,
+            "lumivale: 'kids_mode' cannot be changed from a Mac: " + reason + "\n");
+
   ToolRun outside = lumivale({"brightness", "256"});
   EXPECT_EQ(outside.status, 2);  // a bad value typed is a usage error
   EXPECT_EQ(outside.stderrData, "lumivale: 'brightness': 256 is outside 0-255\n");

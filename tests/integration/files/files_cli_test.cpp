@@ -170,8 +170,17 @@ TEST_F(FilesCliTest, ALocalPlaceThatCannotTakeTheCopySaysWhereAndWhy) {
   const fs::path plain = localFile("plain", "a file, not a folder");
   auto pulled = lumivale({"pull", "a.pdf", (plain / "a.pdf").string()});
   EXPECT_EQ(pulled.status, 1);
-  EXPECT_EQ(pulled.stderrData,
-            "lumivale: could not put the copy in " + plain.string() + ": Not a directory\n");
+  EXPECT_EQ(pulled.stderrData, "lumivale: could not make a scratch folder for the copy in " +
+                                   plain.string() + ": Not a directory\n");
+
+  // Something on the way that is there but cannot be entered is not "missing".
+  auto pushed = lumivale({"push", (plain / "a.pdf").string()});
+  EXPECT_EQ(pushed.status, 1);
+  EXPECT_EQ(pushed.stderrData, "lumivale: could not look at '" + (plain / "a.pdf").string() +
+                                   "' on this Mac: Not a directory\n");
+  pushed = lumivale({"push", (local / "gone.pdf").string()});
+  EXPECT_EQ(pushed.stderrData,
+            "lumivale: '" + (local / "gone.pdf").string() + "' does not exist on this Mac\n");
 }
 
 TEST_F(FilesCliTest, AnInterruptedPushStopsAndLeavesNothing) {
