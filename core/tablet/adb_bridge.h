@@ -99,6 +99,12 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   bool keyguardShowing(const std::string& serial, const StopToken* stop = nullptr);
   std::optional<std::string> wakefulness(const std::string& serial,
                                          const StopToken* stop = nullptr);
+  // The wakefulness and the lock screen, read in one round trip.
+  struct ScreenReading {
+    std::optional<std::string> wakefulness;  // as the tablet says it: "Awake", "Asleep", ...
+    bool keyguardShowing = false;
+  };
+  ScreenReading screenReading(const std::string& serial, const StopToken* stop = nullptr);
   void requireReadyForInput(const std::string& serial, const StopToken* stop = nullptr);
   std::string screenshot(const std::string& serial, const StopToken* stop = nullptr);
   ScreenFrame screenFrame(const std::string& serial, Seconds maxAge,
