@@ -9,7 +9,8 @@
 namespace lumivale::cli {
 
 ScreenState readScreen(AdbBridge& bridge, const std::string& serial) {
-  return {bridge.wakefulness(serial), bridge.keyguardShowing(serial)};
+  auto reading = bridge.screenReading(serial);
+  return {std::move(reading.wakefulness), reading.keyguardShowing};
 }
 
 std::string describe(const ScreenState& screen) {

@@ -28,13 +28,13 @@ std::shared_ptr<AdbBridge> openBridge(StopToken command) {
 }
 
 TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& pinnedSerial,
-                          const LumivaleConfig& config) {
+                          const LumivaleConfig& config, const StopToken* stop) {
   TabletLook look;
   look.pinned = pinnedSerial ? pinnedSerial : config.deviceSerial;
-  look.tablets = bridge.tablets(true, config.wifiTablets, config.userId, look.pinned);
+  look.tablets = bridge.tablets(true, config.wifiTablets, config.userId, look.pinned, stop);
   look.choice = AdbTablets::choose(look.tablets, look.pinned);
   if (look.choice.state == TabletState::ready) {
-    look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets);
+    look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets, stop);
     // A Wi-Fi connection whose tablet failed its secret check is as good as none.
     if (!look.serial) look.choice.state = TabletState::notConnected;
   }

@@ -34,7 +34,7 @@ struct TabletLook {
 
 // `pinnedSerial` names the tablet for this one use, over the one chosen in the settings.
 TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& pinnedSerial,
-                          const LumivaleConfig& config);
+                          const LumivaleConfig& config, const StopToken* stop = nullptr);
 
 // The refusal for a serial asked for by name that no connected tablet has.
 std::string serialNotConnected(const std::string& serial);

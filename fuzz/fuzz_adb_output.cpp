@@ -25,5 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   AdbParse::focusedActivity(input);
   AdbParse::section(input, "df");
   TabletShell::split(input);
+  TabletShell::firstLine(input);
   return 0;
 }

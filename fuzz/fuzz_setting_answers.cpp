@@ -10,7 +10,6 @@ using namespace lumivale;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   auto input = FuzzInput::text(data, size);
-  SettingParse::firstLine(input);
   SettingParse::settingsAnswer(input);
   SettingParse::bool01(input);
   SettingParse::wholeNumber(input);

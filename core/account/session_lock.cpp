@@ -145,6 +145,9 @@ void SessionLock::acquire(bool reader) {
 void SessionLock::release() {
   std::unique_lock guard(state_);
   if (--depth_ > 0) return;
+  // Still the owner until owner_ goes, so the file work needs no mutex and other
+  // threads keep their own wait limits meanwhile.
+  guard.unlock();
   if (settle_) {
     try {
       settle_();
@@ -161,6 +164,7 @@ void SessionLock::release() {
     close(descriptor_);
     descriptor_ = -1;
   }
+  guard.lock();
   owner_.reset();
   released_.notify_one();
 }

@@ -86,16 +86,43 @@ ToolRun AdbBridge::runChecked(const std::vector<std::string>& arguments, Seconds
   return run;
 }
 
-void AdbBridge::ensureServer() {
-  if (serverStarted()) return;
-  // Callers that arrive during a start wait for it rather than start adb again.
-  std::lock_guard starting(startLock_);
-  if (serverStarted()) return;
-  ToolRun run = runAdb({"start-server"}, kServerStartTimeout);
-  if (run.timedOut || run.status != 0)
+void AdbBridge::ensureServer(const StopToken* stop) {
+  // Callers that arrive during a start wait for it rather than start adb again, and
+  // no lock is held while adb runs. The start has a deadline, so the wait has one too.
+  StopToken::Hold wakeOnCancel;
+  if (stop)
+    wakeOnCancel = stop->hold([this] {
+      std::lock_guard guard(lock_);
+      serverChanged_.notify_all();
+    });
+  {
+    std::unique_lock guard(lock_);
+    serverChanged_.wait(
+        guard, [&] { return serverStarted_ || !serverStarting_ || (stop && stop->isCancelled()); });
+    if (serverStarted_) return;
+    if (stop) stop->throwIfCancelled();
+    serverStarting_ = true;
+  }
+  ToolRun run;
+  try {
+    run = runAdb({"start-server"}, stop ? stop->budget(kServerStartTimeout) : kServerStartTimeout,
+                 stop);
+  } catch (...) {
+    serverStartEnded(false);
+    throw;
+  }
+  const bool started = !run.cancelled && !run.timedOut && run.status == 0;
+  serverStartEnded(started);
+  if (run.cancelled) throw Cancelled();
+  if (!started)
     throw AdbError(TabletShell::exited("adb start-server", run.status, firstLine(run.stderrData)));
+}
+
+void AdbBridge::serverStartEnded(bool started) {
   std::lock_guard guard(lock_);
-  serverStarted_ = true;
+  serverStarting_ = false;
+  serverStarted_ = serverStarted_ || started;
+  serverChanged_.notify_all();
 }
 
 void AdbBridge::requirePinned(const std::string& serial) {
@@ -112,9 +139,9 @@ std::vector<std::string> AdbBridge::forSerial(const std::string& serial,
   return full;
 }
 
-std::string AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
-                           Seconds timeout) {
-  return runChecked(forSerial(serial, arguments), timeout).stdoutData;
+std::string AdbBridge::runText(const std::string& serial, const std::vector<std::string>& arguments,
+                               Seconds timeout, const StopToken* stop) {
+  return runChecked(forSerial(serial, arguments), timeout, stop).stdoutData;
 }
 
 std::string AdbBridge::runReadingStderr(const std::string& serial,
@@ -130,9 +157,9 @@ ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>
 
 std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,
                                                  const AdbStreamOptions& options,
-                                                 AdbStreamSink& sink, ToolCancel* cancel) {
+                                                 AdbStreamSink& sink, const StopToken* stop) {
   if (arguments.size() < 2 || arguments[0] != "-s")
-    return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel);
+    return openAdbStream(adbPath_, environment_, arguments, options, sink, stop);
   const std::string serial = arguments[1];
   requirePinned(serial);
   auto tabletGone = [adb = adbPath_.string(), environment = environment_, serial] {
@@ -144,7 +171,7 @@ std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>&
       return true;
     }
   };
-  return openAdbStream(adbPath_, environment_, arguments, options, sink, cancel, tabletGone);
+  return openAdbStream(adbPath_, environment_, arguments, options, sink, stop, tabletGone);
 }
 
 ShellResult AdbBridge::shellStatus(const std::string& serial, const std::string& command,
@@ -171,12 +198,14 @@ std::string AdbBridge::shell(const std::string& serial, const std::string& comma
 }
 
 std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale,
-                                                       const AdbTablets::KnownTablets& known) {
+                                                       const AdbTablets::KnownTablets& known,
+                                                       const StopToken* stop) {
   std::optional<std::string> listing;
   if (adbVersion_)
-    listing = AdbServer::devicesListing(environment_, *adbVersion_, kServerAskTimeout);
+    listing = AdbServer::devicesListing(environment_, *adbVersion_, kServerAskTimeout, stop);
+  if (stop) stop->throwIfCancelled();
   // `adb devices` starts the server itself, so a listing needs no separate start.
-  if (!listing) listing = runChecked({"devices", "-l"}, kListTimeout).stdoutData;
+  if (!listing) listing = runChecked({"devices", "-l"}, kListTimeout, stop).stdoutData;
   {
     std::lock_guard guard(lock_);
     serverStarted_ = true;
@@ -187,20 +216,21 @@ std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale,
 std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,
                                           const std::vector<RememberedTablet>& remembered,
                                           const std::optional<std::string>& signedInUserId,
-                                          const std::optional<std::string>& chosen) {
+                                          const std::optional<std::string>& chosen,
+                                          const StopToken* stop) {
   std::vector<AdbDevice> connections;
-  for (auto& parsed : devices(onlyLumivale, {chosen, remembered}))
+  for (auto& parsed : devices(onlyLumivale, {chosen, remembered}, stop))
     connections.push_back(std::move(parsed.device));
   return AdbTablets::group(connections, remembered, signedInUserId);
 }
 
 std::optional<std::string> AdbBridge::connectionSerial(
     const std::string& pinned, bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
-    const std::optional<std::string>& signedInUserId) {
+    const std::optional<std::string>& signedInUserId, const StopToken* stop) {
   auto choice =
-      AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId, pinned), pinned);
+      AdbTablets::choose(tablets(onlyLumivale, remembered, signedInUserId, pinned, stop), pinned);
   if (!choice.selected) return std::nullopt;
-  return checkedSerial(choice.selected->serial, remembered);
+  return checkedSerial(choice.selected->serial, remembered, stop);
 }
 
 }  // namespace lumivale

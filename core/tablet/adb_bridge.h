@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -46,14 +47,13 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   // command, cancelled when the user interrupts it). Set before the bridge is shared.
   void runUnder(StopToken command) { command_ = std::move(command); }
 
-  void ensureServer();
+  void ensureServer(const StopToken* stop = nullptr);
 
   // `adb -s SERIAL ARGS...`: the output (text or raw bytes alike), or the error stream.
   // A launch failure, a time-out or a non-zero status throws AdbError; a cancel of
-  // `stop`, Cancelled. Every operation below takes `stop` the same way. (The run with a
-  // token is the file runner's, below.)
-  std::string run(const std::string& serial, const std::vector<std::string>& arguments,
-                  Seconds timeout);
+  // `stop`, Cancelled. Every operation below takes `stop` the same way.
+  std::string runText(const std::string& serial, const std::vector<std::string>& arguments,
+                      Seconds timeout, const StopToken* stop = nullptr);
   std::string runReadingStderr(const std::string& serial, const std::vector<std::string>& arguments,
                                Seconds timeout, const StopToken* stop = nullptr);
   // One line in the tablet's shell; a non-zero remote status throws AdbError.
@@ -64,23 +64,28 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   // A long-lived adb; arguments that begin with `-s SERIAL` must name the chosen tablet.
   std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
                                         const AdbStreamOptions& options, AdbStreamSink& sink,
-                                        ToolCancel* cancel = nullptr) override;
+                                        const StopToken* stop = nullptr) override;
 
   // Listing and choosing.
   std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale,
-                                              const AdbTablets::KnownTablets& known = {});
+                                              const AdbTablets::KnownTablets& known = {},
+                                              const StopToken* stop = nullptr);
   // `chosen`, the tablet the user chose, is recognised by its serial whatever its line says.
   std::vector<AdbTablet> tablets(bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
                                  const std::optional<std::string>& signedInUserId,
-                                 const std::optional<std::string>& chosen = std::nullopt);
+                                 const std::optional<std::string>& chosen = std::nullopt,
+                                 const StopToken* stop = nullptr);
   std::optional<std::string> connectionSerial(const std::string& pinned, bool onlyLumivale,
                                               const std::vector<RememberedTablet>& remembered,
-                                              const std::optional<std::string>& signedInUserId);
+                                              const std::optional<std::string>& signedInUserId,
+                                              const StopToken* stop = nullptr);
   // A cable serial as it is; a Wi-Fi serial only once its tablet passed the secret check.
   std::optional<std::string> checkedSerial(const std::string& serial,
-                                           const std::vector<RememberedTablet>& remembered);
-  void leaveCheck(const std::string& cableSerial, const TabletCheck& check);
-  std::optional<TabletCheck> readCheck(const std::string& serial);
+                                           const std::vector<RememberedTablet>& remembered,
+                                           const StopToken* stop = nullptr);
+  void leaveCheck(const std::string& cableSerial, const TabletCheck& check,
+                  const StopToken* stop = nullptr);
+  std::optional<TabletCheck> readCheck(const std::string& serial, const StopToken* stop = nullptr);
 
   // The tablet's facts and light.
   DeviceInfo deviceInfo(const std::string& serial, const StopToken* stop = nullptr);
@@ -101,6 +106,12 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   bool keyguardShowing(const std::string& serial, const StopToken* stop = nullptr);
   std::optional<std::string> wakefulness(const std::string& serial,
                                          const StopToken* stop = nullptr);
+  // The wakefulness and the lock screen, read in one round trip.
+  struct ScreenReading {
+    std::optional<std::string> wakefulness;  // as the tablet says it: "Awake", "Asleep", ...
+    bool keyguardShowing = false;
+  };
+  ScreenReading screenReading(const std::string& serial, const StopToken* stop = nullptr);
   void requireReadyForInput(const std::string& serial, const StopToken* stop = nullptr);
   std::string screenshot(const std::string& serial, const StopToken* stop = nullptr);
   ScreenFrame screenFrame(const std::string& serial, Seconds maxAge,
@@ -117,13 +128,14 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
                                                 const StopToken* stop = nullptr);
 
   // Wi-Fi plumbing.
-  void pair(const std::string& hostPort, const std::string& code, Seconds timeout);
-  std::string connect(const std::string& hostPort);
-  void disconnect(const std::string& hostPort);
-  void tcpip(const std::string& serial, int port);
-  std::vector<MdnsService> mdnsServices();
-  void reverse(const std::string& serial, int port);
-  void removeReverse(const std::string& serial, int port);
+  void pair(const std::string& hostPort, const std::string& code, Seconds timeout,
+            const StopToken* stop = nullptr);
+  std::string connect(const std::string& hostPort, const StopToken* stop = nullptr);
+  void disconnect(const std::string& hostPort, const StopToken* stop = nullptr);
+  void tcpip(const std::string& serial, int port, const StopToken* stop = nullptr);
+  std::vector<MdnsService> mdnsServices(const StopToken* stop = nullptr);
+  void reverse(const std::string& serial, int port, const StopToken* stop = nullptr);
+  void removeReverse(const std::string& serial, int port, const StopToken* stop = nullptr);
 
  private:
   // `adb ARGS...` under the deadline, outside the lock.
@@ -138,6 +150,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   std::vector<std::string> forSerial(const std::string& serial,
                                      const std::vector<std::string>& arguments);
   void requirePinned(const std::string& serial);
+  void serverStartEnded(bool started);
   std::optional<std::string> wakefulness(const std::string& serial, Seconds timeout,
                                          const StopToken* stop);
   void putSetting(const std::string& serial, const std::string& nameSpace, const std::string& key,
@@ -150,8 +163,8 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
 
   mutable std::mutex lock_;
   bool serverStarted_ = false;
-  // Held only around `adb start-server`, apart from lock_ so other calls go on meanwhile.
-  std::mutex startLock_;
+  bool serverStarting_ = false;  // one caller runs `adb start-server`; others wait
+  std::condition_variable serverChanged_;
   std::optional<std::set<std::string>> pinned_;
   StopToken command_;
   struct CachedFrame {

@@ -60,16 +60,24 @@ void AdbBridge::wake(const std::string& serial, const StopToken* stop) {
   throw AdbError(serial + " did not report mWakefulness=Awake within 2 s of KEYCODE_WAKEUP");
 }
 
-void AdbBridge::requireReadyForInput(const std::string& serial, const StopToken* stop) {
-  // Both answers in one round trip: input is often sent right after.
+AdbBridge::ScreenReading AdbBridge::screenReading(const std::string& serial,
+                                                  const StopToken* stop) {
+  // Both answers in one round trip: a screen is read often, and input may follow.
   std::string output =
       shell(serial, "echo @@power; dumpsys power; echo @@policy; dumpsys window policy",
             kInputTimeout, stop);
-  auto state = AdbParse::wakefulness(AdbParse::section(output, "power").value_or(""));
+  return {
+      AdbParse::wakefulness(AdbParse::section(output, "power").value_or("")),
+      AdbParse::keyguardShowing(AdbParse::section(output, "policy").value_or("")).value_or(false)};
+}
+
+void AdbBridge::requireReadyForInput(const std::string& serial, const StopToken* stop) {
+  const ScreenReading screen = screenReading(serial, stop);
+  const auto& state = screen.wakefulness;
   if (!state) throw AdbError(serial + " is not reporting mWakefulness; input would be dropped");
   if (*state != "Awake")
     throw AdbError(fmt::format("{} is {}, not awake; input would be dropped", serial, *state));
-  if (AdbParse::keyguardShowing(AdbParse::section(output, "policy").value_or("")).value_or(false))
+  if (screen.keyguardShowing)
     throw AdbError("the lock screen is showing on " + serial + "; unlock the tablet first");
 }
 

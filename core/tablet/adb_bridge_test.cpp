@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/cancelled.h"
 #include "core/tablet/adb_bridge_cache.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/testing/android_outputs.h"
@@ -85,9 +86,28 @@ TEST_F(AdbBridgeTest, TheServerIsStartedOnceHoweverManyAskAtOnce) {
   EXPECT_EQ(adb.log(), "0|start-server\n0|start-server\n") << "the failed start, then one more";
 }
 
+TEST_F(AdbBridgeTest, ACallerWaitingForAServerStartCanBeCancelledMeanwhile) {
+  adb.hang("start-server");
+  StopToken starterStop;
+  std::thread starter([&] { EXPECT_THROW(bridge.ensureServer(&starterStop), Cancelled); });
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (adb.log().find("start-server") == std::string::npos &&
+         std::chrono::steady_clock::now() < giveUp)
+    std::this_thread::yield();
+  // Nothing is locked while the start runs, so a second caller is free to give up.
+  StopToken waiterStop;
+  std::thread waiter([&] { EXPECT_THROW(bridge.ensureServer(&waiterStop), Cancelled); });
+  waiterStop.cancel();
+  waiter.join();
+  starterStop.cancel();
+  starter.join();
+  EXPECT_FALSE(bridge.serverStarted());
+  EXPECT_EQ(adb.log(), "0|start-server\n") << "the waiter never started one of its own";
+}
+
 TEST_F(AdbBridgeTest, ARunForTheTabletPastItsDeadlineSaysItIsNotAnswering) {
   adb.hang("wait-for-device");
-  EXPECT_EQ(failureOf([&] { bridge.run("S", {"wait-for-device"}, Seconds(0.2)); }),
+  EXPECT_EQ(failureOf([&] { bridge.runText("S", {"wait-for-device"}, Seconds(0.2)); }),
             "Your Lumivale is not answering. Wake it, or plug it in again.");
 }
 

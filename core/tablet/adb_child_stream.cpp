@@ -19,6 +19,7 @@
 
 #include "core/tablet/adb_error.h"
 #include "core/tablet/system_calls.h"
+#include "core/tablet/tool_cancel.h"
 
 namespace lumivale {
 namespace {
@@ -51,17 +52,17 @@ void wake(const UniqueFd& fd) {
 // Everything the three threads and the owner share; the threads keep it alive.
 struct StreamState {
   StreamState(std::shared_ptr<Spawn::Child> started, const AdbStreamOptions& chosen,
-              AdbStreamSink& receiver, ToolCancel* canceller, TabletGoneCheck goneCheck)
+              AdbStreamSink& receiver, const StopToken* stopToken, TabletGoneCheck goneCheck)
       : child(std::move(started)),
         options(chosen),
         sink(&receiver),
-        cancel(canceller),
+        stop(stopToken ? std::optional<StopToken>(*stopToken) : std::nullopt),
         tabletGone(std::move(goneCheck)) {}
 
   const std::shared_ptr<Spawn::Child> child;
   const AdbStreamOptions options;
   AdbStreamSink* const sink;
-  ToolCancel* const cancel;
+  const std::optional<StopToken> stop;
   const TabletGoneCheck tabletGone;
   SystemCalls::PipeEnds exitSignal;    // the waiter tells the reader that the child ended
   SystemCalls::PipeEnds writerSignal;  // the reader tells the writer that the stream ended
@@ -200,7 +201,7 @@ void readRecords(std::shared_ptr<StreamState> state) {
     facts = {.status = s.status,
              .stderrTail = s.tail,
              .badRecord = records.problem(),
-             .cancelled = s.cancel && s.cancel->isCancelled(),
+             .cancelled = s.stop && s.stop->isCancelled(),
              .stopAsked = s.stopAsked,
              .killedByStop = s.killedByStop,
              .grace = s.grace};
@@ -225,7 +226,10 @@ void readRecords(std::shared_ptr<StreamState> state) {
 
 class ChildStream : public AdbStream {
  public:
-  ChildStream(std::shared_ptr<StreamState> state, UniqueFd input) : state_(std::move(state)) {
+  ChildStream(std::shared_ptr<StreamState> state, UniqueFd input)
+      : state_(std::move(state)),
+        cancelHold_(state_->stop ? Spawn::holdChild(*state_->stop, state_->child)
+                                 : StopToken::Hold()) {
     waiter_ = std::thread(awaitExit, state_);
     reader_ = std::thread(readRecords, state_);
     if (input)
@@ -304,6 +308,8 @@ class ChildStream : public AdbStream {
   bool onReader() const { return std::this_thread::get_id() == reader_.get_id(); }
 
   std::shared_ptr<StreamState> state_;
+  // A cancel kills the child; the stream then ends as any killed child does.
+  StopToken::Hold cancelHold_;
   std::thread waiter_;
   std::thread reader_;
   std::thread writer_;
@@ -321,7 +327,7 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
                                          const Environment& environment,
                                          const std::vector<std::string>& arguments,
                                          const AdbStreamOptions& options, AdbStreamSink& sink,
-                                         ToolCancel* cancel, TabletGoneCheck tabletGone) {
+                                         const StopToken* stop, TabletGoneCheck tabletGone) {
   const std::string path = adbPath.string();
   auto exitSignal = signalPipe(path);
   auto writerSignal = signalPipe(path);
@@ -332,7 +338,6 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
   } catch (const Spawn::Failure& failure) {
     throw AdbError(failure.message());
   }
-  if (cancel && !cancel->attach(child)) child->signalIfRunning(SIGKILL);
 
   UniqueFd input;
   if (options.input) {
@@ -340,7 +345,7 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
     // The writer waits in poll, where the stream's end can reach it, never in write.
     ::fcntl(input.get(), F_SETFL, ::fcntl(input.get(), F_GETFL) | O_NONBLOCK);
   }
-  auto state = std::make_shared<StreamState>(child, options, sink, cancel, std::move(tabletGone));
+  auto state = std::make_shared<StreamState>(child, options, sink, stop, std::move(tabletGone));
   state->exitSignal = std::move(exitSignal);
   state->writerSignal = std::move(writerSignal);
   return std::make_unique<ChildStream>(std::move(state), std::move(input));

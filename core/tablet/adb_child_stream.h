@@ -23,7 +23,7 @@ std::unique_ptr<AdbStream> openAdbStream(const std::filesystem::path& adbPath,
                                          const Environment& environment,
                                          const std::vector<std::string>& arguments,
                                          const AdbStreamOptions& options, AdbStreamSink& sink,
-                                         ToolCancel* cancel = nullptr,
+                                         const StopToken* stop = nullptr,
                                          TabletGoneCheck tabletGone = {});
 
 }  // namespace lumivale

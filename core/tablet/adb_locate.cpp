@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "core/cancelled.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_version_memo.h"
 #include "core/tablet/tool_run.h"
@@ -47,10 +48,11 @@ std::vector<AdbCandidate> candidates(const Environment& environment, const fs::p
   return list;
 }
 
-std::optional<std::string> answeredVersion(const fs::path& path) {
+std::optional<std::string> answeredVersion(const fs::path& path, const StopToken* stop) {
   static constexpr std::string_view banner = "Android Debug Bridge version ";
   try {
-    ToolRun run = ToolRun::run(path.string(), {"version"}, Seconds(10));
+    ToolRun run = ToolRun::run(path.string(), {"version"}, Seconds(10), stop);
+    if (run.cancelled) throw Cancelled();
     if (run.status != 0 || !run.stdoutData.starts_with(banner)) return std::nullopt;
     std::string_view rest = std::string_view(run.stdoutData).substr(banner.size());
     return std::string(rest.substr(0, rest.find_first_of(" \r\n")));
@@ -80,7 +82,7 @@ Verdict examine(const AdbCandidate& candidate, const AdbSearch& search) {
     if (auto version = AdbVersionMemo::rememberedVersion(*search.versionMemo, resolved))
       return {std::nullopt, version};
   }
-  auto version = answeredVersion(candidate.path);
+  auto version = answeredVersion(candidate.path, search.stop);
   if (!version) return {"did not answer adb version", std::nullopt};
   if (search.versionMemo) AdbVersionMemo::remember(*search.versionMemo, resolved, *version);
   return {std::nullopt, version};

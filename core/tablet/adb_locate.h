@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/stop_token.h"
 #include "core/tablet/spawn.h"
 
 namespace lumivale {
@@ -49,6 +50,8 @@ struct AdbSearch {
   std::function<std::optional<std::string>(const std::filesystem::path&)> ownCopyCheck;
   // Remembers which executables answered `adb version`, so a command need not ask again.
   std::optional<std::filesystem::path> versionMemo;
+  // Stops the look (Cancelled) while a candidate is asked its version.
+  const StopToken* stop = nullptr;
 };
 
 namespace AdbLocate {
@@ -59,7 +62,9 @@ std::vector<AdbCandidate> candidates(const Environment& environment,
                                      const std::filesystem::path& toolsFolder);
 
 // The version `path version` names in adb's banner ("1.0.41"), or none without one.
-std::optional<std::string> answeredVersion(const std::filesystem::path& path);
+// Throws Cancelled when `stop` is cancelled meanwhile.
+std::optional<std::string> answeredVersion(const std::filesystem::path& path,
+                                           const StopToken* stop = nullptr);
 
 std::optional<std::string> unusableReason(const AdbCandidate& candidate, const AdbSearch& search);
 // Every candidate of the search, looked at in order.

@@ -1,7 +1,11 @@
 #include "core/tablet/adb_locate.h"
 
+#include <chrono>
+#include <thread>
+
 #include <gtest/gtest.h>
 
+#include "core/cancelled.h"
 #include "core/tablet/testing/fake_adb_tool.h"
 
 namespace lumivale {
@@ -85,6 +89,20 @@ TEST_F(AdbSearchTest, ACandidateMustAnswerAdbVersion) {
   EXPECT_EQ(looks[1].resolved, fs::canonical(real));
   EXPECT_EQ(looks[1].version, "1.0.41");
   EXPECT_EQ(AdbLocate::locate(search).candidate.source, AdbSource::androidHome);
+}
+
+TEST_F(AdbSearchTest, ACandidateThatNeverAnswersIsLeftWhenTheLookIsCancelled) {
+  install(folder / "home/platform-tools/adb",
+          "#!/bin/sh\ntouch \"$(dirname \"$0\")/asked\"\nexec sleep 60\n");
+  StopToken stop;
+  search.stop = &stop;
+  std::thread look([&] { EXPECT_THROW(AdbLocate::locate(search), Cancelled); });
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!fs::exists(folder / "home/platform-tools/asked") &&
+         std::chrono::steady_clock::now() < giveUp)
+    std::this_thread::yield();
+  stop.cancel();
+  look.join();
 }
 
 TEST_F(AdbSearchTest, OurOwnCopyMustPassItsCheck) {

@@ -53,12 +53,12 @@ class AdbStreamRunner {
  public:
   virtual ~AdbStreamRunner() = default;
   // Starts `adb ARGUMENTS...` (`-s SERIAL shell -T ...`, `track-devices`, ...). `sink`
-  // and `cancel` must outlive the stream; cancelling kills the child. Throws AdbError
+  // must outlive the stream; a cancel of `stop` kills the child. Throws AdbError
   // when adb cannot be started or the serial is refused.
   virtual std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
                                                 const AdbStreamOptions& options,
                                                 AdbStreamSink& sink,
-                                                ToolCancel* cancel = nullptr) = 0;
+                                                const StopToken* stop = nullptr) = 0;
 };
 
 }  // namespace lumivale

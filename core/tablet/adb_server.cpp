@@ -52,10 +52,13 @@ std::optional<std::uint16_t> portOfSocketAddress(std::string_view address) {
 // A non-blocking connection in which every step shares one deadline.
 class Connection {
  public:
-  Connection(std::uint16_t port, Seconds timeout)
-      : deadline_(Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout)),
+  Connection(std::uint16_t port, Seconds timeout, const StopToken* stop)
+      : deadline_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                     stop ? stop->budget(timeout) : timeout)),
         socket_(SystemCalls::openStreamSocket(AF_INET)) {
     if (!socket_) return;
+    // A cancel shuts the socket down, which ends any wait on it as a failure.
+    if (stop) cancelHold_ = stop->holdSocket(socket_.get());
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
@@ -117,6 +120,7 @@ class Connection {
 
   Clock::time_point deadline_;
   UniqueFd socket_;
+  StopToken::Hold cancelHold_;  // released before the socket closes
   bool connected_ = false;
 };
 
@@ -142,8 +146,9 @@ std::optional<std::uint16_t> loopbackPort(const Environment& environment) {
   return kDefaultPort;
 }
 
-std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout) {
-  Connection connection(port, timeout);
+std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout,
+                               const StopToken* stop) {
+  Connection connection(port, timeout, stop);
   if (!connection.connected() ||
       !connection.sendAll(fmt::format("{:04x}{}", request.size(), request)))
     return std::nullopt;
@@ -157,12 +162,13 @@ std::optional<std::string> ask(std::uint16_t port, std::string_view request, Sec
 }
 
 std::optional<std::string> devicesListing(const Environment& environment,
-                                          std::string_view adbVersion, Seconds timeout) {
+                                          std::string_view adbVersion, Seconds timeout,
+                                          const StopToken* stop) {
   auto port = loopbackPort(environment);
   if (!port) return std::nullopt;
-  auto version = ask(*port, "host:version", timeout);
+  auto version = ask(*port, "host:version", timeout, stop);
   if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
-  return ask(*port, "host:devices-l", timeout);
+  return ask(*port, "host:devices-l", timeout, stop);
 }
 
 }  // namespace lumivale::AdbServer

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/stop_token.h"
 #include "core/tablet/spawn.h"
 #include "core/tablet/tool_run.h"
 
@@ -17,14 +18,16 @@ std::optional<std::uint16_t> loopbackPort(const Environment& environment);
 
 // One host request (such as "host:version") sent to the server on `port` the way the
 // adb client sends it, and the server's answer; none when nothing listens there, the
-// server refuses, or it has not answered in full within `timeout`.
-std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout);
+// server refuses, it has not answered in full within `timeout`, or `stop` was cancelled.
+std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout,
+                               const StopToken* stop = nullptr);
 
 // What `adb devices -l` would list, asked of the running server directly: the same
 // answer without starting a second program. None unless the server is up and speaks
 // the protocol of the adb that answered `adb version` with `adbVersion` ("1.0.41"),
 // because that adb would first restart a server of any other version.
 std::optional<std::string> devicesListing(const Environment& environment,
-                                          std::string_view adbVersion, Seconds timeout);
+                                          std::string_view adbVersion, Seconds timeout,
+                                          const StopToken* stop = nullptr);
 
 }  // namespace lumivale::AdbServer

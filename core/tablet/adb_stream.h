@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/stop_token.h"
 #include "core/tablet/stream_records.h"
-#include "core/tablet/tool_cancel.h"
 #include "core/tablet/tool_run.h"
 
 namespace lumivale {
@@ -31,7 +31,7 @@ struct AdbStreamEnd {
     exited,        // ended by itself; `status` says how
     stopped,       // ended after stop() closed its input
     killed,        // stop()'s grace ran out and it was killed
-    cancelled,     // its ToolCancel was cancelled
+    cancelled,     // its stop token was cancelled
     badRecord,     // a line longer than the maximum, or a malformed report, arrived
     disconnected,  // adb lost the tablet or its server
   };

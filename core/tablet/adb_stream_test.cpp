@@ -59,14 +59,15 @@ TEST(RecordAssemblerTest, ALineOfTheMaximumPassesAndOneByteMoreIsRefused) {
 }
 
 TEST(RecordAssemblerTest, ReportsAreCutByTheirLength) {
-  const std::string first = "127.0.0.1:5555\tdevice\n";  // 22 bytes: 0016
+  const std::string first = "127.0.0.1:5555\tdevice\n";   // 22 bytes: 0016
   const std::string second = "emulator-5554\toffline\n";  // 22 bytes
   const std::string both = "0016" + first + "0016" + second;
   // Two reports in one read.
   EXPECT_EQ(assemble(RecordFraming::lengthPrefixed, 0xffff, {both}), (Records{first, second}));
   // One report cut inside its length and inside its payload.
-  EXPECT_EQ(assemble(RecordFraming::lengthPrefixed, 0xffff, {"00", "16127.0.0.1", ":5555\tdevice\n"}),
-            (Records{first}));
+  EXPECT_EQ(
+      assemble(RecordFraming::lengthPrefixed, 0xffff, {"00", "16127.0.0.1", ":5555\tdevice\n"}),
+      (Records{first}));
   // An empty list is a report too; a report cut short at the end is dropped.
   EXPECT_EQ(assemble(RecordFraming::lengthPrefixed, 0xffff, {"00000016127"}), (Records{""}));
   EXPECT_EQ(assemble(RecordFraming::lengthPrefixed, 0xffff, {"zz00"}),
@@ -99,8 +100,8 @@ TEST(AdbStreamEndTest, TheEndIsToldFromWhatHappened) {
 // The scripted stream delivers through the same assembler, on its own thread.
 class FakeStreamTest : public ::testing::Test {
  protected:
-  std::unique_ptr<AdbStream> open(AdbStreamOptions options = {}) {
-    auto opened = runner.openStream({"-s", "LV1", "shell", "-T", "cat"}, options, sink);
+  std::unique_ptr<AdbStream> open(AdbStreamOptions options = {}, const StopToken* stop = nullptr) {
+    auto opened = runner.openStream({"-s", "LV1", "shell", "-T", "cat"}, options, sink, stop);
     child = runner.stream(0);
     return opened;
   }
@@ -142,6 +143,24 @@ TEST_F(FakeStreamTest, AChildThatIgnoresItsInputEndIsKilled) {
   auto stream = open();
   child->ignoreInputEnd();
   EXPECT_EQ(stream->stop(Seconds(0)).reason, Reason::killed);
+}
+
+TEST_F(FakeStreamTest, ACancelOfItsTokenKillsTheChild) {
+  StopToken stop;
+  auto stream = open({}, &stop);
+  child->output("started\n");
+  stop.cancel();
+  auto end = sink.awaitEnd();
+  ASSERT_TRUE(end);
+  EXPECT_EQ(end->reason, Reason::cancelled);
+  EXPECT_EQ(sink.records(), (Records{"started"}));
+  // A token cancelled before the open ends the stream at once.
+  RecordingSink late;
+  StopToken cancelled;
+  cancelled.cancel();
+  auto lateStream = runner.openStream({"track-devices"}, {}, late, &cancelled);
+  ASSERT_TRUE(late.awaitEnd());
+  EXPECT_EQ(late.awaitEnd()->reason, Reason::cancelled);
 }
 
 }  // namespace

@@ -31,6 +31,7 @@ DeviceWatcher::~DeviceWatcher() {
     stopping_ = true;
     tracking = std::move(tracking_);
   }
+  stop_.cancel();
   wake_.notify_all();
   // track-devices reads no input: nothing to wait for before the kill.
   if (tracking) tracking->stop(Seconds(0));
@@ -42,7 +43,7 @@ std::unique_ptr<AdbStream> DeviceWatcher::open() {
   options.framing = RecordFraming::lengthPrefixed;
   options.maxRecord = kLongestReport;
   options.input = false;
-  return runner_.openStream({"track-devices"}, options, *this);
+  return runner_.openStream({"track-devices"}, options, *this, &stop_);
 }
 
 void DeviceWatcher::received(std::string_view) {
@@ -80,9 +81,11 @@ void DeviceWatcher::follow() {
     }
     if (!pause(retry)) return;
     try {
+      // Opened outside the lock: a stop meanwhile cancels the token, which kills it.
+      auto opened = open();
       std::lock_guard guard(lock_);
-      // Started under the lock, so that stopping either sees the stream or prevents it.
-      if (!stopping_) tracking_ = open();
+      if (stopping_) return;
+      tracking_ = std::move(opened);
     } catch (const AdbError&) {
       retry = std::min(retry * 2, kLongestRetry);
     }

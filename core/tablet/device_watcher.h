@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 
+#include "core/stop_token.h"
 #include "core/tablet/adb_runner.h"
 
 namespace lumivale {
@@ -38,6 +39,8 @@ class DeviceWatcher : private AdbStreamSink {
   bool pause(std::chrono::milliseconds length);
 
   AdbStreamRunner& runner_;
+  // Cancelled when the watcher goes, which kills a tracking child opened meanwhile.
+  const StopToken stop_;
   const std::function<void()> changed_;
   std::mutex lock_;
   std::condition_variable wake_;

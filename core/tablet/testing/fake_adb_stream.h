@@ -25,14 +25,18 @@ namespace lumivale::testing {
 class FakeAdbStream {
  public:
   FakeAdbStream(std::vector<std::string> arguments, const AdbStreamOptions& options,
-                AdbStreamSink& sink, ToolCancel* cancel)
+                AdbStreamSink& sink, const StopToken* stop)
       : arguments_(std::move(arguments)),
         options_(options),
         sink_(&sink),
-        cancel_(cancel),
+        stop_(stop ? std::optional<StopToken>(*stop) : std::nullopt),
         records_(options.framing, options.maxRecord),
-        thread_([this] { deliver(); }) {}
+        thread_([this] { deliver(); }) {
+    // A cancel kills the child, as the real stream's hold does.
+    if (stop_) cancelHold_ = stop_->hold([this] { kill(); });
+  }
   ~FakeAdbStream() {
+    cancelHold_.release();
     {
       std::lock_guard guard(lock_);
       closing_ = true;
@@ -50,7 +54,7 @@ class FakeAdbStream {
   void errors(std::string bytes) { push({Step::errors, std::move(bytes), 0}); }
   // The child ends by itself with `status`.
   void exit(int status) { push({Step::exit, "", status}); }
-  // Something outside kills the child (a ToolCancel, say): status 137.
+  // Something outside kills the child: status 137.
   void kill() { push({Step::exit, "", 137}); }
   // Each line written that contains `fragment` is answered with `bytes` on the output.
   void reply(std::string fragment, std::string bytes) {
@@ -207,7 +211,7 @@ class FakeAdbStream {
       end = AdbStreamEnd::from({.status = status,
                                 .stderrTail = tail_,
                                 .badRecord = records_.problem(),
-                                .cancelled = cancel_ && cancel_->isCancelled(),
+                                .cancelled = stop_ && stop_->isCancelled(),
                                 .stopAsked = stopAsked_,
                                 .killedByStop = killedByStop_,
                                 .grace = Seconds(0)});
@@ -224,7 +228,8 @@ class FakeAdbStream {
   mutable std::mutex lock_;
   std::condition_variable changed_;
   AdbStreamSink* sink_;
-  ToolCancel* cancel_;
+  const std::optional<StopToken> stop_;
+  StopToken::Hold cancelHold_;
   RecordAssembler records_;  // used on the fake's thread only
   std::deque<Step> steps_;
   std::vector<std::pair<std::string, std::string>> replies_;
@@ -248,13 +253,13 @@ class FakeAdbStreamRunner : public AdbStreamRunner {
  public:
   std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
                                         const AdbStreamOptions& options, AdbStreamSink& sink,
-                                        ToolCancel* cancel = nullptr) override {
+                                        const StopToken* stop = nullptr) override {
     std::lock_guard guard(lock_);
     if (failures_ > 0) {
       --failures_;
       throw AdbError("could not launch adb: No such file or directory");
     }
-    auto stream = std::make_shared<FakeAdbStream>(arguments, options, sink, cancel);
+    auto stream = std::make_shared<FakeAdbStream>(arguments, options, sink, stop);
     streams_.push_back(stream);
     opened_.notify_all();
     return std::make_unique<Handle>(stream);

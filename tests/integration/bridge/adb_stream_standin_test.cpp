@@ -23,9 +23,8 @@ class AdbStreamTest : public ::testing::Test {
   static void TearDownTestSuite() { tablet.reset(); }
 
   std::unique_ptr<AdbStream> shell(const std::string& command, AdbStreamOptions options = {},
-                                   ToolCancel* cancel = nullptr) {
-    return bridge.openStream({"-s", tablet->serial(), "shell", "-T", command}, options, sink,
-                             cancel);
+                                   const StopToken* stop = nullptr) {
+    return bridge.openStream({"-s", tablet->serial(), "shell", "-T", command}, options, sink, stop);
   }
 
   static inline std::unique_ptr<StandinTablet> tablet;
@@ -104,7 +103,7 @@ TEST_F(AdbStreamTest, AChildThatIgnoresItsInputEndIsKilledByStop) {
 }
 
 TEST_F(AdbStreamTest, ACancelEndsTheStream) {
-  ToolCancel cancel;
+  StopToken cancel;
   auto stream = shell("echo started; sleep 60", {}, &cancel);
   ASSERT_TRUE(sink.awaitRecords(1));
   cancel.cancel();
