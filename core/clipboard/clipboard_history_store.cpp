@@ -78,15 +78,13 @@ void ClipboardHistoryStore::save(const ClipboardHistory& history) const {
 }
 
 ClipboardHistoryStore::Loaded ClipboardHistoryStore::update(
-    const std::function<void(ClipboardHistory&)>& body, std::size_t limit,
+    const std::function<bool(ClipboardHistory&)>& body, std::size_t limit,
     std::size_t maxBytes) const {
   createFolder(fileURL_.parent_path());
   FileLock lock(lockFile());
   Loaded loaded = load(limit, maxBytes).value_or(ClipboardHistory(limit, maxBytes));
-  if (auto* history = std::get_if<ClipboardHistory>(&loaded)) {
-    body(*history);
+  if (auto* history = std::get_if<ClipboardHistory>(&loaded); history && body(*history))
     saveLocked(*history);
-  }
   return loaded;
 }
 

@@ -44,10 +44,10 @@ class ClipboardHistoryStore {
   std::optional<Loaded> load(std::size_t limit = ClipboardHistory::defaultLimit,
                              std::size_t maxBytes = ClipboardHistory::defaultMaxBytes) const;
   void save(const ClipboardHistory& history) const;
-  // Loads, applies `body` and saves, all under the lock. A saved list that cannot be read
-  // is left as it is for the user to look at: `body` is not applied and the problem is
-  // returned.
-  Loaded update(const std::function<void(ClipboardHistory&)>& body,
+  // Loads, applies `body` and saves when it says it changed the list, all under the lock.
+  // A saved list that cannot be read is left as it is for the user to look at: `body` is
+  // not applied and the problem is returned.
+  Loaded update(const std::function<bool(ClipboardHistory&)>& body,
                 std::size_t limit = ClipboardHistory::defaultLimit,
                 std::size_t maxBytes = ClipboardHistory::defaultMaxBytes) const;
   // Removes the file and what interrupted saves left; nothing there is not a failure.

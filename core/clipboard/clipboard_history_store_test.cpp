@@ -138,7 +138,7 @@ TEST_F(ClipboardHistoryStoreTest, AFileThatDoesNotDecodeIsShownAndKeptForTheUser
     EXPECT_EQ(shown.find("json.exception"), std::string::npos) << shown;
 
     bool applied = false;
-    auto updated = store.update([&](ClipboardHistory&) { applied = true; });
+    auto updated = store.update([&](ClipboardHistory&) { return applied = true; });
     EXPECT_TRUE(std::holds_alternative<Store::LoadProblem>(updated));
     EXPECT_FALSE(applied);
     EXPECT_EQ(contents(file), bad);
@@ -193,7 +193,8 @@ int recordMany(const Store& store, int process) {
   try {
     for (int i = 0; i < 40; ++i)
       store.update([&](ClipboardHistory& list) {
-        list.record(std::to_string(process) + "-" + std::to_string(i), Origin::fromMac, at(i));
+        return list.record(std::to_string(process) + "-" + std::to_string(i), Origin::fromMac,
+                           at(i));
       });
     return 0;
   } catch (...) {
