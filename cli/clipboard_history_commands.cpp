@@ -65,6 +65,16 @@ void printRows(const ClipboardHistory& history, bool kept) {
 
 }  // namespace
 
+void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin) {
+  const char* notKept = "lumivale: not kept in the clipboard history: ";
+  try {
+    if (auto problem = companion::recordClipboardCopy(text, origin))
+      std::cerr << notKept << problem->description() << "\n";
+  } catch (const Error& error) {
+    std::cerr << notKept << error.message() << "\n";
+  }
+}
+
 void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions&) {
   auto arguments = std::make_shared<HistoryArguments>();
 

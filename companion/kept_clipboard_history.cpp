@@ -63,9 +63,9 @@ void KeptClipboardHistory::undo(const ClipboardHistory::Change& change) {
 }
 
 std::optional<ClipboardHistoryStore::LoadProblem> recordClipboardCopy(
-    const std::string& text, ClipboardHistory::Origin origin) {
+    const std::string& text, ClipboardHistory::Origin origin, ClipboardHistory::Time at) {
   auto history = KeptClipboardHistory::standard();
-  history.record(text, origin, std::chrono::system_clock::now());
+  history.record(text, origin, at);
   return history.problem();
 }
 

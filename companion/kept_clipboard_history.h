@@ -50,10 +50,11 @@ class KeptClipboardHistory : public ClipRecorder {
 };
 
 // Records a copy that went across (a text sent to or typed on the tablet, or one the shared
-// clipboard carried) into the kept list, now. Returns why the saved list could not be used,
-// when it could not; nothing was recorded then. Throws FileSystemError when it cannot be
-// saved.
+// clipboard carried) into the kept list in the settings folder. Returns why the saved list
+// could not be used, when it could not; nothing was recorded then. Throws FileSystemError
+// when it cannot be saved.
 std::optional<ClipboardHistoryStore::LoadProblem> recordClipboardCopy(
-    const std::string& text, ClipboardHistory::Origin origin);
+    const std::string& text, ClipboardHistory::Origin origin,
+    ClipboardHistory::Time at = std::chrono::system_clock::now());
 
 }  // namespace lumivale::companion
