@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -42,6 +43,14 @@ class ClipboardHistoryCommandsTest : public ::testing::Test {
       {"id": "A", "text": "first", "origin": "fromMac", "at": "2026-05-01T10:00:00.000Z"}]})";
   }
 
+  static std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> split;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+      split.push_back(line);
+    return split;
+  }
+
   std::string saved() const {
     std::ifstream in(historyFile, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
@@ -54,15 +63,15 @@ class ClipboardHistoryCommandsTest : public ::testing::Test {
 TEST_F(ClipboardHistoryCommandsTest, TheListShowsNumberedRowsNewestFirst) {
   EXPECT_EQ(lumivale({"clipboard", "history"}).stdoutData, "The clipboard history is empty.\n");
   seed();
-  ToolRun listed = lumivale({"clipboard", "history"});
-  EXPECT_EQ(listed.status, 0) << listed.stderrData;
-  EXPECT_EQ(listed.stdoutData,
-            "  1  Typed on your Lumivale   2026-05-03 10:00  third line"
-            "                                10 characters\n"
-            "  2  Copied on your Lumivale  2026-05-02 10:00  naïve"
-            "                                     5 characters\n"
-            "  3  Copied on your Mac       2026-05-01 10:00  first"
-            "                                     5 characters\n");
+  // Sizes line up whatever the preview's characters take in bytes.
+  const std::vector<std::string> shown{
+      "  1  Typed on your Lumivale   2026-05-03 10:00  third line" + std::string(32, ' ') +
+          "10 characters",
+      "  2  Copied on your Lumivale  2026-05-02 10:00  naïve" + std::string(37, ' ') +
+          "5 characters",
+      "  3  Copied on your Mac       2026-05-01 10:00  first" + std::string(37, ' ') +
+          "5 characters"};
+  EXPECT_EQ(lines(lumivale({"clipboard", "history"}).stdoutData), shown);
 
   auto rows = nlohmann::json::parse(lumivale({"clipboard", "history", "--json"}).stdoutData);
   ASSERT_EQ(rows.size(), 3u);

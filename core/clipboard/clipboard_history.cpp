@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <random>
 
-#include <fmt/format.h>
+#include "core/random_uuid.h"
 
 namespace lumivale {
 namespace {
@@ -26,25 +25,6 @@ constexpr std::array<OriginName, 4> originNames{{
 
 const OriginName& nameOf(Origin origin) {
   return originNames[static_cast<std::size_t>(origin)];
-}
-
-// A random (version 4) UUID in its usual text form.
-std::string newId() {
-  static thread_local std::mt19937_64 generator{std::random_device{}()};
-  std::array<unsigned char, 16> bytes;
-  for (std::size_t i = 0; i < bytes.size(); i += 8) {
-    auto word = generator();
-    for (std::size_t j = 0; j < 8; ++j)
-      bytes[i + j] = static_cast<unsigned char>(word >> (8 * j));
-  }
-  bytes[6] = (bytes[6] & 0x0f) | 0x40;
-  bytes[8] = (bytes[8] & 0x3f) | 0x80;
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += fmt::format("{:02X}", bytes[i]);
-  }
-  return text;
 }
 
 }  // namespace
@@ -104,7 +84,7 @@ std::optional<ClipboardHistory::Change> ClipboardHistory::recordChange(const std
     item.at = at;
     items_.insert(items_.begin(), std::move(item));
   } else {
-    change.id = newId();
+    change.id = randomUuid();
     insert(Item{change.id, text, origin, at}, items_.size());
   }
   change.dropped = enforceLimits();
