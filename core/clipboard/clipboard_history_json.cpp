@@ -64,10 +64,12 @@ std::vector<ClipboardHistory::Item> decode(std::string_view text) {
   try {
     document = json::parse(text);
   } catch (const json::parse_error& error) {
-    // The library's own tag ("[json.exception.parse_error.101] ") says nothing to a person.
+    // The library's own tag ("[json.exception.parse_error.101] ") says nothing to a person,
+    // and what it last read may be a piece of a copied text, which no message carries.
     std::string reason = error.what();
-    auto tag = reason.find("] ");
-    throw DecodeFailure(tag == std::string::npos ? reason : reason.substr(tag + 2));
+    if (auto tag = reason.find("] "); tag != std::string::npos) reason.erase(0, tag + 2);
+    if (auto read = reason.find("; last read:"); read != std::string::npos) reason.erase(read);
+    throw DecodeFailure(reason);
   }
   if (!document.is_object()) throw DecodeFailure("it is not a JSON object");
   auto saved = document.find("version");

@@ -129,6 +129,7 @@ TEST_F(ClipboardHistoryStoreTest, AFileThatDoesNotDecodeIsShownAndKeptForTheUser
   fs::create_directories(folder);
   for (const std::string& bad :
        {std::string("{\"version\": 1, \"items\": [}"), std::string("[]"),
+        std::string("{\"version\": 1, \"items\": [{\"text\": \"my secret\n"),
         std::string(R"({"version":1,"items":[{"id":"A","text":"t","origin":"fromPC","at":"x"}]})"),
         std::string(R"({"version":1,"items":[{"id":"A","text":"t","origin":"fromMac",)"
                     R"("at":"2026-02-30T00:00:00Z"}]})")}) {
@@ -136,6 +137,7 @@ TEST_F(ClipboardHistoryStoreTest, AFileThatDoesNotDecodeIsShownAndKeptForTheUser
     std::string shown = problem();
     EXPECT_TRUE(shown.starts_with("the saved clipboard list could not be read: ")) << shown;
     EXPECT_EQ(shown.find("json.exception"), std::string::npos) << shown;
+    EXPECT_EQ(shown.find("secret"), std::string::npos) << shown;  // no copied text in it
 
     bool applied = false;
     auto updated = store.update([&](ClipboardHistory&) { return applied = true; });
