@@ -75,14 +75,16 @@ std::optional<ClipboardHistory::Change> ClipboardHistory::recordChange(const std
   auto same = std::find_if(items_.begin(), items_.end(),
                            [&](const Item& item) { return item.text == text; });
   if (same != items_.end()) {
-    // The text keeps its row and its first origin, and moves to the top.
+    // The text keeps its row and its first origin, and moves to the top (below only a
+    // copy timed later still, so that the list stays newest first).
     Item item = std::move(*same);
     change.id = item.id;
     change.previousAt = item.at;
     change.previousPosition = static_cast<std::size_t>(same - items_.begin());
+    totalBytes_ -= item.text.size();
     items_.erase(same);
     item.at = at;
-    items_.insert(items_.begin(), std::move(item));
+    insert(std::move(item), 0);
   } else {
     change.id = randomUuid();
     insert(Item{change.id, text, origin, at}, items_.size());

@@ -57,6 +57,11 @@ TEST(ClipboardHistoryTest, ANewTextGoesInByTimeBelowThoseOfTheSameTime) {
   history.record("five", Origin::fromMac, at(5));
   EXPECT_EQ(texts(history),
             (std::vector<std::string>{"thirty", "twenty", "twenty again", "ten", "five"}));
+
+  // A copy again, timed before the newest row (a late report), stays below that row.
+  history.record("five", Origin::fromMac, at(25));
+  EXPECT_EQ(texts(history),
+            (std::vector<std::string>{"thirty", "five", "twenty", "twenty again", "ten"}));
 }
 
 TEST(ClipboardHistoryTest, TheLimitsDropTheOldestAndAHugeTextNeverStays) {
