@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <regex>
 #include <set>
@@ -35,13 +36,18 @@ class CommandLineTest : public ::testing::Test {
     return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
   }
 
-  // The commands under `path` ("" for the top) as `help` lists them.
-  std::vector<std::string> subcommands(const std::string& path) const {
+  // What `help` prints for the command at `path` ("" for the top).
+  std::string helpOf(const std::string& path) const {
     std::vector<std::string> arguments{"help"};
     std::istringstream words(path);
     for (std::string word; words >> word;)
       arguments.push_back(word);
-    std::istringstream help(lumivale(arguments).stdoutData);
+    return lumivale(arguments).stdoutData;
+  }
+
+  // The commands under `path` as `help` lists them.
+  std::vector<std::string> subcommands(const std::string& path) const {
+    std::istringstream help(helpOf(path));
     std::vector<std::string> names;
     bool inList = false;
     for (std::string line; std::getline(help, line);) {
@@ -51,6 +57,14 @@ class CommandLineTest : public ::testing::Test {
         names.push_back(line.substr(2, line.find(' ', 2) - 2));
     }
     return names;
+  }
+
+  // The usage line of the command at `path`.
+  std::string usage(const std::string& path) const {
+    std::istringstream help(helpOf(path));
+    for (std::string line; std::getline(help, line);)
+      if (line.starts_with("Usage:")) return line;
+    return "";
   }
 
   std::filesystem::path configFolder;
@@ -111,26 +125,35 @@ TEST_F(CommandLineTest, AValueTypedThatIsNotTakenIsAUsageErrorBeforeAnyTabletIsS
   EXPECT_EQ(lumivale({"config", "set", "adbEnabled", "yes"}).status, 2);
 }
 
-// Each README line "    lumivale COMMAND [SUBCOMMAND] ... --option ..." against `help`.
+// Each README line "    lumivale COMMAND [SUBCOMMAND...] ... --option ..." against `help`.
 TEST_F(CommandLineTest, TheReadmeListsEveryCommandWithTheOptionsItsHelpShows) {
+  // Every command `help` shows, down through the groups; a group that also runs by
+  // itself ("[SUBCOMMAND]" in its usage) counts as a command too.
+  std::set<std::string> helped;
+  std::function<void(const std::string&)> walk = [&](const std::string& path) {
+    auto children = subcommands(path);
+    if (children.empty() || usage(path).find("[SUBCOMMAND]") != std::string::npos)
+      helped.insert(path);
+    for (const auto& child : children)
+      walk(path.empty() ? child : path + " " + child);
+  };
+  walk("");
+  helped.erase("");
+
+  // A README line belongs to the longest command its leading words name.
   std::ifstream readme(README);
-  const std::regex commandLine(R"(^    lumivale ([a-z]+)(?: ([a-z-]+))?(.*)$)");
-  const std::set<std::string> groups{"setting", "files", "account", "config"};
+  const std::regex commandLine(R"(^    lumivale ([a-z][a-z-]*(?: [a-z][a-z-]*)*)(.*)$)");
   std::map<std::string, std::string> listed;  // command path -> the rest of its line
   for (std::string line; std::getline(readme, line);) {
     std::smatch parts;
     if (!std::regex_match(line, parts, commandLine)) continue;
-    const bool grouped = groups.contains(parts[1]);
-    listed[grouped ? parts[1].str() + " " + parts[2].str() : parts[1].str()] =
-        grouped ? parts[3].str() : parts[2].str() + parts[3].str();
-  }
-  std::set<std::string> helped;
-  for (const auto& top : subcommands("")) {
-    auto children = subcommands(top);
-    EXPECT_EQ(groups.contains(top), !children.empty()) << top;
-    if (children.empty()) helped.insert(top);
-    for (const auto& child : children)
-      helped.insert(top + " " + child);
+    std::string path = parts[1].str(), rest = parts[2].str();
+    while (!helped.contains(path) && path.find(' ') != std::string::npos) {
+      rest = path.substr(path.rfind(' ')) + rest;
+      path = path.substr(0, path.rfind(' '));
+    }
+    EXPECT_FALSE(listed.contains(path)) << "lumivale " << path << " is listed twice";
+    listed[path] = rest;
   }
   std::set<std::string> inReadme;
   for (const auto& [path, rest] : listed)
@@ -150,13 +173,9 @@ TEST_F(CommandLineTest, TheReadmeListsEveryCommandWithTheOptionsItsHelpShows) {
   };
   for (const auto& [path, rest] : listed) {
     if (!helped.contains(path)) continue;
-    std::vector<std::string> arguments{"help"};
-    std::istringstream words(path);
-    for (std::string word; words >> word;)
-      arguments.push_back(word);
     const std::set<std::string> written = namesIn(rest);
     std::set<std::string> taken;
-    std::istringstream help(lumivale(arguments).stdoutData);
+    std::istringstream help(helpOf(path));
     for (std::string line; std::getline(help, line);) {
       if (!line.starts_with("  -")) continue;
       const std::set<std::string> names = namesIn(line.substr(0, line.find("  ", 2)));

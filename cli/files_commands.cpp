@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <ctime>
 #include <iostream>
 #include <iterator>
 #include <set>
@@ -12,6 +11,7 @@
 
 #include "cli/files_remove_command.h"
 #include "cli/json_shapes.h"
+#include "cli/local_time.h"
 #include "cli/progress_bar.h"
 #include "companion/tablet_link.h"
 #include "companion/worded_error.h"
@@ -56,13 +56,7 @@ std::string kindName(const RemoteEntry& entry) {
 }
 
 std::string localTime(const std::optional<Timestamp>& when) {
-  if (!when) return std::string(16, ' ');
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(*when);
-  std::tm parts{};
-  localtime_r(&seconds, &parts);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts);
-  return text;
+  return when ? cli::localTime(*when) : std::string(16, ' ');
 }
 
 char kindLetter(const RemoteEntry& entry) {

@@ -6,6 +6,7 @@
 
 #include "cli/account_commands.h"
 #include "cli/cli_options.h"
+#include "cli/clipboard_history_commands.h"
 #include "cli/command_line.h"
 #include "cli/config_commands.h"
 #include "cli/device_commands.h"
@@ -42,6 +43,10 @@ int main(int argc, char** argv) {
   cli::addDeviceCommands(app, options);
   cli::addSettingCommands(app, options);
   cli::addFilesCommands(app, options);
+  auto* clipboard =
+      app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
+  clipboard->require_subcommand(1);
+  cli::addClipboardHistoryCommands(*clipboard, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
   cli::addHelpAndVersion(app, version);

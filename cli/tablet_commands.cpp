@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/clipboard_history_commands.h"
 #include "cli/device_commands.h"
 #include "cli/exit_codes.h"
 #include "cli/json_shapes.h"
@@ -115,6 +116,7 @@ void addTabletCommands(CLI::App& app, GlobalOptions& options) {
     companion::ReadyTablet tablet = companion::requireReadyTablet(options.serial, options.command);
     requireScreenForInput(*tablet.bridge, tablet.serial);
     tablet.bridge->typeText(tablet.serial, arguments->text);
+    keepInClipboardHistory(arguments->text, ClipboardHistory::Origin::typedOnLumivale);
   });
 
   auto* open = app.add_subcommand("open", "Open a web address on the tablet");

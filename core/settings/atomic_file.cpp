@@ -35,12 +35,20 @@ void createFolder(const std::filesystem::path& folder) {
 }
 
 void writeFileAtomically(const std::filesystem::path& file, std::string_view content) {
+  writeFileThroughTemporary(file, content, file.filename().string() + ".XXXXXX");
+}
+
+void writeFileThroughTemporary(
+    const std::filesystem::path& file, std::string_view content, std::string_view temporaryName,
+    const std::function<void(const std::filesystem::path&)>& beforeMove) {
   // The temporary file sits beside the target so that the rename stays on one file system.
-  std::string temporary = file.string() + ".XXXXXX";
-  int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+  std::string temporary = (file.parent_path() / temporaryName).string();
+  const auto suffix = temporaryName.size() - temporaryName.rfind("XXXXXX") - 6;
+  int fd = ::mkostemps(temporary.data(), static_cast<int>(suffix), O_CLOEXEC);
   if (fd < 0) throw FileSystemError("could not create a file beside", file, errno);
   try {
     writeAll(fd, content, temporary);
+    if (beforeMove) beforeMove(temporary);
     if (::close(std::exchange(fd, -1)) != 0)
       throw FileSystemError("could not write", temporary, errno);
     if (::rename(temporary.c_str(), file.c_str()) != 0)

@@ -1,12 +1,9 @@
 #include "core/settings/lumivale_config.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cstdint>
-#include <random>
 
-#include <fmt/format.h>
+#include "core/random_uuid.h"
 
 namespace lumivale {
 namespace {
@@ -16,22 +13,6 @@ namespace {
 constexpr const char* builtInPortmarkBaseUrl = "https://portmark.lumivale.example";
 constexpr const char* builtInWorkerOrigin = "https://sync.lumivale.example";
 constexpr const char* builtInPowerSyncEndpoint = "https://powersync.lumivale.example";
-
-// A version 4 (random) UUID in lower case.
-std::string randomUuid() {
-  std::random_device device;
-  std::array<std::uint8_t, 16> bytes;
-  for (auto& byte : bytes)
-    byte = static_cast<std::uint8_t>(device());
-  bytes[6] = (bytes[6] & 0x0f) | 0x40;
-  bytes[8] = (bytes[8] & 0x3f) | 0x80;
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += fmt::format("{:02x}", bytes[i]);
-  }
-  return text;
-}
 
 std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/cli_options.h"
+#include "core/clipboard/clipboard_history.h"
+
+namespace lumivale::cli {
+
+// `lumivale clipboard history [--json]`, `history remove N`, `history clear` and
+// `history keep on|off`, under the `clipboard` group: the texts that went between the
+// computer and the tablet, as kept between runs.
+void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options);
+
+// Lists a text that went to the tablet in the kept history. The text went across whatever
+// happens here, so a history that cannot take it is said on standard error and the
+// command still succeeds.
+void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin);
+
+}  // namespace lumivale::cli
