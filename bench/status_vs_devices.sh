@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# `lumivale status` against `adb devices -l`, the listing it is built on: both run
-# BENCH_RUNS times (default 200), interleaved, against a stand-in tablet with a warm
-# adb server; prints each median and their ratio (the goal is at most 1.2).
+# `lumivale status -q` (the state alone) against `adb devices -l`, the listing it is built
+# on, and `lumivale status` (state and screen) against that listing followed by an `adb
+# shell` of the same screen reading: each runs BENCH_RUNS times (default 200), interleaved,
+# against a stand-in tablet with a warm adb server; prints each median and the two ratios
+# (the goal is at most 1.2).
 # Uses the optimised build of the bench preset, built when missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -36,19 +38,31 @@ elapsed() {
   echo $(((${end/./} - ${start/./})))
 }
 
-status_times=()
-devices_times=()
+serial=$LUMIVALE_STANDIN_SERIAL
+screen_reading='echo @@power; dumpsys power; echo @@policy; dumpsys window policy'
+devices_then_screen() {
+  adb devices -l && adb -s "$serial" shell "$screen_reading"
+}
+
+quiet_times=() devices_times=() status_times=() both_times=()
 for _ in $(seq "$runs"); do
-  status_times+=("$(elapsed "$lumivale" status)")
+  quiet_times+=("$(elapsed "$lumivale" status -q)")
   devices_times+=("$(elapsed adb devices -l)")
+  status_times+=("$(elapsed "$lumivale" status)")
+  both_times+=("$(elapsed devices_then_screen)")
 done
 
 median() { printf '%s\n' "$@" | sort -n | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
-status_median=$(median "${status_times[@]}")
-devices_median=$(median "${devices_times[@]}")
+ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
+quiet=$(median "${quiet_times[@]}")
+devices=$(median "${devices_times[@]}")
+status=$(median "${status_times[@]}")
+both=$(median "${both_times[@]}")
 
-echo "lumivale status against adb devices -l, warm server, $runs runs each ($(nproc) cores)"
-printf '  adb devices -l    median %6d us\n' "$devices_median"
-printf '  lumivale status   median %6d us\n' "$status_median"
-printf '  ratio             %.2f (goal: at most 1.20)\n' \
-  "$(echo "$status_median $devices_median" | awk '{ print $1 / $2 }')"
+echo "lumivale status, warm server, $runs interleaved runs each ($(nproc) cores); medians:"
+printf '  adb devices -l                      %6d us\n' "$devices"
+printf '  lumivale status -q                  %6d us   ratio %s (goal: at most 1.20)\n' \
+  "$quiet" "$(ratio "$quiet" "$devices")"
+printf '  adb devices -l + adb shell (screen) %6d us\n' "$both"
+printf '  lumivale status                     %6d us   ratio %s (goal: at most 1.20)\n' \
+  "$status" "$(ratio "$status" "$both")"

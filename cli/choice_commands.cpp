@@ -131,8 +131,12 @@ void addChoiceCommands(CLI::App& app, GlobalOptions& options) {
     LumivaleConfig config = ConfigStore::load();
     auto bridge = companion::openBridge(options.command);
     TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
+    // -q asks for the state alone (what scripts poll), so the screen, one more round trip
+    // to the tablet, is read only when it will be shown.
+    const bool showScreen = flags->json || !options.quiet;
     std::optional<ScreenState> screen;
-    if (look.choice.state == TabletState::ready) screen = readScreen(*bridge, *look.serial);
+    if (look.choice.state == TabletState::ready && showScreen)
+      screen = readScreen(*bridge, *look.serial);
     printStatus(look, screen, options.serial, flags->json);
     if (look.choice.state != TabletState::ready) throw ExitStatus{1};
   });

@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <future>
 #include <iostream>
-#include <iterator>
 #include <set>
 
 #include <fmt/format.h>
@@ -17,8 +19,10 @@
 #include "companion/worded_error.h"
 #include "core/files/adb_files.h"
 #include "core/files/local_items.h"
+#include "core/files/name_collator.h"
 #include "core/files/remote_path.h"
 #include "core/files/remote_sort.h"
+#include "core/in_two_halves.h"
 #include "platform/quarantine.h"
 
 namespace lumivale::cli {
@@ -75,22 +79,44 @@ char kindLetter(const RemoteEntry& entry) {
 
 // One entry's line of `files ls`.
 void appendEntry(std::string& out, const RemoteEntry& entry) {
+  // Appended piece by piece: a formatting call per line is most of a long listing's time.
   const std::string size =
       entry.isFolder() ? "-" : humanBytes(static_cast<std::uint64_t>(entry.size));
-  fmt::format_to(std::back_inserter(out), "{} {:>10}  {}  {}{}{}\n", kindLetter(entry), size,
-                 localTime(entry.modified), shown(entry.name), entry.isFolder() ? "/" : "",
-                 entry.isOperable() ? "" : "  (name not read exactly; shown only)");
+  constexpr std::size_t sizeWidth = 10;
+  out += kindLetter(entry);
+  out.append(1 + sizeWidth - std::min(size.size(), sizeWidth), ' ');
+  out += size;
+  out += "  ";
+  out += localTime(entry.modified);
+  out += "  ";
+  out += shown(entry.name);
+  if (entry.isFolder()) out += '/';
+  if (!entry.isOperable()) out += "  (name not read exactly; shown only)";
+  out += '\n';
 }
 
-// A listing as a JSON list, one entry a line: each entry's tree is built and let go in
+// One entry of a JSON list, one entry a line: each entry's tree is built and let go in
 // turn, where one tree of the whole folder costs more than the listing's parse and sort.
-void appendJsonList(std::string& out, const std::vector<RemoteEntry>& entries) {
-  out += '[';
-  for (const auto& entry : entries) {
-    out += &entry == entries.data() ? "\n  " : ",\n  ";
-    out += nlohmann::json(entry).dump();
-  }
-  out += entries.empty() ? "]\n" : "\n]\n";
+void appendJsonEntry(std::string& out, const RemoteEntry& entry, bool first) {
+  out += first ? "\n  " : ",\n  ";
+  out += nlohmann::json(entry).dump();
+}
+
+// The listing as `files ls` prints it, a long one formatted in two halves at once.
+std::string formattedListing(const std::vector<RemoteEntry>& entries, bool json) {
+  std::array<std::string, 2> halves;
+  inTwoHalves(entries.size(), [&](std::size_t from, std::size_t to) {
+    std::string& text = halves[from == 0 ? 0 : 1];
+    text.reserve((to - from) * 96);
+    for (std::size_t i = from; i < to; ++i) {
+      if (json)
+        appendJsonEntry(text, entries[i], i == 0);
+      else
+        appendEntry(text, entries[i]);
+    }
+  });
+  if (!json) return halves[0] + halves[1];
+  return "[" + halves[0] + halves[1] + (entries.empty() ? "]\n" : "\n]\n");
 }
 
 std::optional<CollisionPolicy> policyNamed(const std::string& text) {
@@ -137,17 +163,13 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
-  auto entries = RemoteSort::sorted(files.list(RemotePath::resolve(options.path), options.all),
-                                    *key, !options.reverse, kindName);
+  // The collator's library loads while the tablet lists.
+  auto collatorLoaded = std::async(std::launch::async, [] { NameCollator::forUser(); });
+  auto listed = files.list(RemotePath::resolve(options.path), options.all);
+  collatorLoaded.get();
+  auto entries = RemoteSort::sorted(std::move(listed), *key, !options.reverse, kindName);
   // Printed in one write, not ten thousand.
-  std::string out;
-  out.reserve(entries.size() * 96);
-  if (options.json) {
-    appendJsonList(out, entries);
-  } else {
-    for (const auto& entry : entries)
-      appendEntry(out, entry);
-  }
+  const std::string out = formattedListing(entries, options.json);
   std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
 }
 

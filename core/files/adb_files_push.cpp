@@ -186,8 +186,12 @@ std::string AdbFiles::push(const fs::path& local, const std::string& toDirectory
     verifyStaged(staged, local, bytes);
     place(staged, target, taken, live.id());
   } catch (const Error& error) {
-    const bool discarded = discardStage(staged);
-    settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});
+    // A tablet that stopped answering would not answer the clean-up either: the hidden
+    // remainder is left to the next copy or clean-up rather than waiting out their deadlines.
+    const bool answering = error.message() != TabletShell::notAnswering();
+    const bool discarded = answering && discardStage(staged);
+    if (answering)
+      settleRecord(folder, live.id(), {staged, folder + "/" + std::string(keptPrefix) + live.id()});
     if (discarded) throw;
     const std::string left = fmt::format(
         "What had arrived is left hidden as {} in {}: the next copy into that folder removes it, "

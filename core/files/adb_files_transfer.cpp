@@ -16,6 +16,10 @@ namespace {
 // the tablet is an adb run of its own, taking a little of the machine the copy needs).
 constexpr std::chrono::milliseconds sampleInterval{1000};
 
+// A copy that has not moved for this long has a tablet that stopped answering behind it,
+// whatever time its size would allow.
+constexpr Seconds stallLimit{30};
+
 // A copy may take this long plus one second for each 2 MiB.
 constexpr Seconds transferBaseTimeout{300};
 constexpr std::uint64_t bytesPerSecondAtWorst = 2 * 1024 * 1024;
@@ -41,22 +45,35 @@ void AdbFiles::transfer(const std::vector<std::string>& arguments,
   auto running = std::async(std::launch::async,
                             [&] { return runner_->run(serial_, arguments, timeout, &stop); });
   bool grewPastCap = false;
+  bool stalled = false;
   try {
     report(0);
+    using Clock = std::chrono::steady_clock;
+    auto lastMoved = Clock::now();
+    std::optional<std::uint64_t> lastDone;
     while (running.wait_for(sampleInterval) != std::future_status::ready) {
       if (stop.isCancelled()) continue;
-      std::uint64_t done = 0;
+      std::optional<std::uint64_t> done;
       try {
         done = sample();
       } catch (const Error&) {
-        continue;  // a missed sample only delays the bar
+        // A missed sample only delays the bar, unless nothing moves for too long.
       }
-      if (done > cap) {
+      if (done && done != lastDone) {
+        lastDone = done;
+        lastMoved = Clock::now();
+      } else if (Clock::now() - lastMoved >= stallLimit) {
+        stalled = true;
+        stop.cancel();
+        continue;
+      }
+      if (!done) continue;
+      if (*done > cap) {
         grewPastCap = true;
         stop.cancel();
         continue;
       }
-      report(done);
+      report(*done);
     }
   } catch (...) {
     // The adb run must not outlive this call (the future's end waits for it).
@@ -67,7 +84,9 @@ void AdbFiles::transfer(const std::vector<std::string>& arguments,
   if (grewPastCap)
     throw FilesError::refused(
         fmt::format("the copy grew past {} and was stopped; nothing was kept", byteCount(cap)));
-  if (run.cancelled || stop_.isCancelled()) throw Cancelled();
+  if (stop_.isCancelled()) throw Cancelled();
+  if (stalled) throw FilesError::refused(TabletShell::notAnswering());
+  if (run.cancelled) throw Cancelled();
   const std::string command = "adb " + arguments.front();
   if (run.timedOut) throw FilesError::refused(TabletShell::notAnswering());
   if (run.status != 0) {

@@ -12,13 +12,17 @@ bool RemoteEntry::isFolder() const {
 
 bool RemoteEntry::isOperable() const {
   if (!exact || !RemotePath::isValidName(name)) return false;
+  // The path is its folder, a slash and the name, exactly, when it ends that way and
+  // is already in its normal form (a long listing asks this of every entry).
+  const std::string_view whole = path;
+  if (whole.size() <= name.size() || !whole.ends_with(name) ||
+      whole[whole.size() - name.size() - 1] != '/')
+    return false;
   try {
-    if (RemotePath::validate(path) != path) return false;
+    return RemotePath::validate(path) == path;
   } catch (const RemotePathError&) {
     return false;
   }
-  auto folder = RemotePath::parent(path);
-  return folder && *folder + "/" + name == path;
 }
 
 std::string_view rawValue(RemoteEntry::Kind kind) {

@@ -1,7 +1,11 @@
 #include "core/files/remote_listing.h"
 
+#include <array>
+#include <iterator>
+
 #include "core/checked_number.h"
 #include "core/files/utf8.h"
+#include "core/in_two_halves.h"
 
 namespace lumivale::RemoteListing {
 
@@ -238,17 +242,26 @@ std::vector<RemoteEntry> parseFindPrintf(std::string_view data, std::string_view
                                          std::string_view shownAs) {
   const std::string prefix = withSlash(directory);
   const std::string shownPrefix = withSlash(shownAs);
-  std::vector<RemoteEntry> entries;
-  for (auto record : nulRecords(data)) {
-    auto fields = leadingFields(record, 4);
-    if (!fields) continue;
-    auto child = directChild(prefix, (*fields)[3]);
-    auto size = integer((*fields)[1]);
-    if (!child || !size) continue;
-    entries.push_back({child->name, shownPrefix + child->name, kindOfModeString((*fields)[0]),
-                       *size, fromSeconds((*fields)[2]), false, child->exact});
-  }
-  return entries;
+  const auto records = nulRecords(data);
+  // A long listing is read in two halves at once, each into its own list.
+  std::array<std::vector<RemoteEntry>, 2> halves;
+  inTwoHalves(records.size(), [&](std::size_t from, std::size_t to) {
+    auto& entries = halves[from == 0 ? 0 : 1];
+    entries.reserve(to - from);
+    for (std::size_t i = from; i < to; ++i) {
+      auto fields = leadingFields(records[i], 4);
+      if (!fields) continue;
+      auto child = directChild(prefix, (*fields)[3]);
+      auto size = integer((*fields)[1]);
+      if (!child || !size) continue;
+      std::string path = shownPrefix + child->name;
+      entries.push_back({std::move(child->name), std::move(path), kindOfModeString((*fields)[0]),
+                         *size, fromSeconds((*fields)[2]), false, child->exact});
+    }
+  });
+  halves[0].insert(halves[0].end(), std::make_move_iterator(halves[1].begin()),
+                   std::make_move_iterator(halves[1].end()));
+  return std::move(halves[0]);
 }
 
 std::vector<ChildName> parseNames(std::string_view data, std::string_view directory) {

@@ -82,6 +82,22 @@ TEST(RemoteListingTest, EntriesAreGivenUnderTheFolderAsTheUserNamedIt) {
   EXPECT_EQ(entries[0].path, "/sdcard/z.pdf");
 }
 
+TEST(RemoteListingTest, ALongListingKeepsEveryEntryInTheTabletsOrder) {
+  // Long enough to be read in parts, with lines to skip on both sides of the middle.
+  std::string data;
+  for (int i = 0; i < 5001; ++i) {
+    data += "-rw-r--r--|" + std::to_string(i) + "|7|/sdcard/Books/" + std::to_string(i) + ".pdf";
+    data.push_back('\0');
+    if (i == 2499 || i == 2501) data += std::string("garbage\0", 8);
+  }
+  auto entries = RemoteListing::parseFindPrintf(data, "/sdcard/Books", "/sdcard/Books");
+  ASSERT_EQ(entries.size(), 5001u);
+  for (int i = 0; i < 5001; ++i) {
+    ASSERT_EQ(entries[static_cast<std::size_t>(i)].name, std::to_string(i) + ".pdf");
+    ASSERT_EQ(entries[static_cast<std::size_t>(i)].size, i);
+  }
+}
+
 TEST(RemoteListingTest, FindStatJoinsNamesWithTheirStatLines) {
   auto names = RemoteListing::parseNames(capture("find-print0.bin"), "/sdcard/Listing");
   EXPECT_EQ(names.size(), 12u);

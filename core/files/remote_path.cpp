@@ -22,13 +22,14 @@ bool isControl(unsigned char c) {
 
 // The first control-character problem of `text`, worded for a path or a name.
 std::optional<std::string> controlProblem(std::string_view text, std::string_view what) {
+  // One pass for the common case, where there is none.
+  if (std::none_of(text.begin(), text.end(), [](char c) { return isControl(c); }))
+    return std::nullopt;
   if (text.find('\0') != std::string_view::npos)
     return fmt::format("a {} with a NUL character", what);
   if (text.find_first_of("\n\r") != std::string_view::npos)
     return fmt::format("a {} with a line break", what);
-  if (std::any_of(text.begin(), text.end(), [](char c) { return isControl(c); }))
-    return fmt::format("a {} with a control character", what);
-  return std::nullopt;
+  return fmt::format("a {} with a control character", what);
 }
 
 std::vector<std::string_view> components(std::string_view path) {
@@ -69,14 +70,15 @@ std::string validate(std::string_view path) {
   if (path.empty()) throw RemotePathError("an empty path");
   if (auto problem = controlProblem(path, "path")) throw RemotePathError(*problem);
   if (path.size() > maxPathBytes) throw RemotePathError("a path longer than 4096 bytes");
-  const std::string shown = escapedForDisplay(path);
+  // Escaped only for a message: every name of a listing passes through here.
+  const auto shown = [&] { return escapedForDisplay(path); };
   if (path.front() != '/')
     throw RemotePathError(
-        fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown));
+        fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown()));
   const auto parts = components(path);
   for (auto part : parts) {
     if (part == "." || part == "..")
-      throw RemotePathError(fmt::format("'{}': '.' and '..' are not allowed", shown));
+      throw RemotePathError(fmt::format("'{}': '.' and '..' are not allowed", shown()));
   }
   for (auto part : parts) {
     if (part.size() > maxNameBytes) {
@@ -94,7 +96,7 @@ std::string validate(std::string_view path) {
   if (normalised.empty()) normalised.push_back('/');
   if (!std::any_of(roots.begin(), roots.end(), [&](auto top) { return isUnder(normalised, top); }))
     throw RemotePathError(
-        fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown));
+        fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown()));
   return normalised;
 }
 
@@ -102,14 +104,15 @@ std::string validateName(std::string_view name) {
   if (name.empty()) throw RemotePathError("an empty name");
   if (auto problem = controlProblem(name, "name")) throw RemotePathError(*problem);
   if (name.size() > maxNameBytes) throw RemotePathError("a name longer than 255 bytes");
-  const std::string shown = escapedForDisplay(name);
-  if (name == "." || name == "..") throw RemotePathError(fmt::format("'{}' is not a name", shown));
+  const auto shown = [&] { return escapedForDisplay(name); };
+  if (name == "." || name == "..")
+    throw RemotePathError(fmt::format("'{}' is not a name", shown()));
   if (name.find('/') != std::string_view::npos)
-    throw RemotePathError(fmt::format("'{}': a name cannot contain '/'", shown));
+    throw RemotePathError(fmt::format("'{}': a name cannot contain '/'", shown()));
   if (auto at = name.find_first_of(fatForbidden); at != std::string_view::npos)
     throw RemotePathError(
-        fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown, name[at],
-                    forbiddenList()));
+        fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown(),
+                    name[at], forbiddenList()));
   return std::string(name);
 }
 
@@ -226,7 +229,15 @@ bool isDisplayUnsafe(char32_t c) {
 
 std::string escapedForDisplay(std::string_view path) {
   std::string shown;
+  shown.reserve(path.size());
   for (std::size_t at = 0; at < path.size();) {
+    // Printable ASCII, most of every name, is taken a run at a time.
+    std::size_t plain = at;
+    while (plain < path.size() && path[plain] >= 0x20 && path[plain] < 0x7F)
+      ++plain;
+    shown.append(path.substr(at, plain - at));
+    at = plain;
+    if (at == path.size()) break;
     auto decoded = utf8::decode(path, at);
     if (!decoded) {
       shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(path[at]));

@@ -1,5 +1,7 @@
 #include "core/files/remote_sort.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace lumivale {
@@ -63,6 +65,21 @@ TEST(RemoteSortTest, DescendingNameOrderIsTheReverse) {
   auto sorted = RemoteSort::sorted({file("a2"), file("a10"), file("a1")}, RemoteSort::Key::name,
                                    false, kindName);
   EXPECT_EQ(names(sorted), (std::vector<std::string>{"a10", "a2", "a1"}));
+}
+
+TEST(RemoteSortTest, ALongListSortsAsItsNamesCompare) {
+  // Long enough that its keys are made in parts; written backwards, mixing case and numbers.
+  std::vector<RemoteEntry> entries;
+  for (int i = 2999; i >= 0; --i)
+    entries.push_back(
+        file((i % 2 ? "Page " : "page ") + std::to_string(i % 1000) + "-" + std::to_string(i)));
+  for (auto by : {RemoteSort::Key::name, RemoteSort::Key::kind}) {
+    auto sorted = RemoteSort::sorted(entries, by, true, kindName);
+    ASSERT_EQ(sorted.size(), entries.size());
+    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
+      return RemoteSort::compareNames(a.name, b.name) < 0;
+    }));
+  }
 }
 
 }  // namespace

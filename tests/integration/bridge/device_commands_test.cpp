@@ -64,6 +64,9 @@ TEST_F(DeviceCommandsTest, AReadyTabletIsListedUsedAndWorkedOn) {
   ToolRun status = lumivale(tablet, {"status"});
   EXPECT_EQ(status.status, 0) << status.stderrData;
   EXPECT_EQ(status.stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
+  ToolRun stateAlone = lumivale(tablet, {"status", "-q"});
+  EXPECT_EQ(stateAlone.status, 0) << stateAlone.stderrData;
+  EXPECT_EQ(stateAlone.stdoutData, "ready  " + tablet.serial() + "\n");
 
   auto devices = nlohmann::json::parse(lumivale(tablet, {"devices", "--json"}).stdoutData);
   EXPECT_EQ(devices["state"], "ready");

@@ -68,6 +68,37 @@ TEST_F(FrozenTabletTest, EveryCommandGivesUpWithTheSentence) {
       << status.stdoutData << status.stderrData;
 }
 
+TEST_F(FrozenTabletTest, ACopyThatStopsMovingGivesUpWithTheSentence) {
+  // Copies far larger than their first seconds carry (sparse, so cheap to make), whose
+  // size would allow them many minutes: the tablet stops answering once both are under way.
+  constexpr std::uintmax_t size = 8ull << 30;
+  std::ofstream(folder / "big.bin").close();
+  std::filesystem::resize_file(folder / "big.bin", size);
+  const auto onTablet = tablet.storageFolder() / "Download" / "big.bin";
+  std::filesystem::create_directories(onTablet.parent_path());
+  std::ofstream(onTablet).close();
+  std::filesystem::resize_file(onTablet, size);
+  std::filesystem::create_directories(folder / "pulled");
+
+  std::vector<std::shared_ptr<Spawn::Child>> copies;
+  for (const auto& [arguments, adbCommand] :
+       std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"files", "push", (folder / "big.bin").string(), "Download", "--as", "copy.bin"},
+            "push"},
+           {{"files", "pull", "Download/big.bin", (folder / "pulled").string()}, "pull"}}) {
+    copies.push_back(Spawn::launch(LUMIVALE_CLI, command(arguments), environment, false, true));
+    ASSERT_TRUE(testing::adbRunUnderWay(copies.back()->pid(), adbCommand)) << adbCommand;
+  }
+  tablet.freeze();
+  for (auto& copy : copies) {
+    EXPECT_EQ(copy->wait(), 1);
+    std::string said(4096, '\0');
+    said.resize(static_cast<std::size_t>(
+        std::max<ssize_t>(0, ::read(copy->stderrPipe()->get(), said.data(), said.size()))));
+    EXPECT_NE(said.find(notAnswering), std::string::npos) << said;
+  }
+}
+
 TEST_F(FrozenTabletTest, AnInterruptedCommandLeavesNoAdbBehind) {
   // What a command leaves running when it ends becomes this process's, to be counted.
   ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
