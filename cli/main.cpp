@@ -12,6 +12,7 @@
 #include "cli/exit_codes.h"
 #include "cli/files_commands.h"
 #include "cli/interrupt_cancel.h"
+#include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
@@ -24,7 +25,7 @@ namespace {
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
       "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files"};
+      "type",    "open", "setting", "warmth", "brightness", "files",      "profile"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
   cli::GlobalOptions options;
   cli::addDeviceCommands(app, options);
   cli::addSettingCommands(app, options);
+  cli::addProfileCommands(app, options);
   cli::addFilesCommands(app, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
