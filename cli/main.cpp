@@ -14,6 +14,7 @@
 #include "cli/interrupt_cancel.h"
 #include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
+#include "cli/upkeep_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
 #include "core/cancelled.h"
@@ -46,6 +47,7 @@ int main(int argc, char** argv) {
   cli::addFilesCommands(app, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
+  cli::addUpkeepCommands(app, options);
   cli::addHelpAndVersion(app, version);
   cli::addCommonOptions(app, options);
   // Made once the command is known and before it runs; ends with main.
