@@ -19,8 +19,9 @@ AdbSearch adbSearch() {
                    nullptr,         settings / "adb-answered"};
 }
 
-std::shared_ptr<AdbBridge> openBridge(StopToken command) {
+std::shared_ptr<AdbBridge> openBridge(StopToken command, bool rememberAnswers) {
   AdbSearch search = adbSearch();
+  if (!rememberAnswers) search.versionMemo.reset();
   auto hooks = StandinHooks::from(search.environment);
   auto bridge = AdbBridge::locate(search, search.environment, std::move(hooks));
   bridge->runUnder(std::move(command));

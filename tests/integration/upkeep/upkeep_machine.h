@@ -31,6 +31,8 @@ class UpkeepMachine : public ::testing::Test {
   static void TearDownTestSuite() {
     delete server;
     delete tablet;
+    server = nullptr;
+    tablet = nullptr;
   }
 
   void SetUp() override {
@@ -40,7 +42,7 @@ class UpkeepMachine : public ::testing::Test {
     std::filesystem::create_directories(work);
   }
 
-  ToolRun lumivale(const std::vector<std::string>& arguments) const {
+  ToolRun lumivale(const std::vector<std::string>& arguments, const std::string& input = "") const {
     Environment environment = productEnvironment();
     for (const auto& [name, value] : tablet->adbEnvironment())
       environment[name] = value;
@@ -49,8 +51,10 @@ class UpkeepMachine : public ::testing::Test {
     environment["XDG_CACHE_HOME"] = caches.string();
     environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
     environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    std::vector<std::string> line{"-c", "cd \"$1\" && shift && exec \"$@\" </dev/null", "sh",
-                                  work.string(), LUMIVALE_CLI};
+    environment["INPUT"] = input;
+    std::vector<std::string> line{"-c",
+                                  "cd \"$1\" && shift && printf '%s' \"$INPUT\" | exec \"$@\"",
+                                  "sh", work.string(), LUMIVALE_CLI};
     line.insert(line.end(), arguments.begin(), arguments.end());
     return ToolRun::runIn(environment, "/bin/sh", line, Seconds(180));
   }
