@@ -91,7 +91,7 @@ void listProfiles(bool json) {
 
 void showStatus(const GlobalOptions& options, bool json) {
   auto session = companion::requireReadyTablet(options.serial, options.command);
-  auto record = ProfileRecordStore::standard().load(session.serial);
+  auto record = ProfileRecordStore::standard().load(session.tablet);
   if (json) {
     ordered_json changes = ordered_json::array();
     if (record) {
@@ -147,8 +147,8 @@ void addProfileCommands(CLI::App& app, GlobalOptions& options) {
     }
     auto session = companion::requireReadyTablet(options.serial, options.command);
     printOutcome(
-        ProfileRun::apply(*profile, *session.bridge, session.serial, ProfileRecordStore::standard(),
-                          std::chrono::system_clock::now()),
+        ProfileRun::apply(*profile, *session.bridge, session.serial, session.tablet,
+                          ProfileRecordStore::standard(), std::chrono::system_clock::now()),
         *json);
   });
 
@@ -157,9 +157,9 @@ void addProfileCommands(CLI::App& app, GlobalOptions& options) {
   restore->add_flag("--json", *json, "Print JSON");
   restore->callback([&options, json] {
     auto session = companion::requireReadyTablet(options.serial, options.command);
-    printOutcome(
-        ProfileRun::restore(*session.bridge, session.serial, ProfileRecordStore::standard()),
-        *json);
+    printOutcome(ProfileRun::restore(*session.bridge, session.serial, session.tablet,
+                                     ProfileRecordStore::standard()),
+                 *json);
   });
 
   auto* status = group->add_subcommand("status",

@@ -44,6 +44,7 @@ std::string serialNotConnected(const std::string& serial);
 struct ReadyTablet {
   std::shared_ptr<AdbBridge> bridge;
   std::string serial;  // the connection to address
+  std::string tablet;  // the tablet's own serial, the same over a cable and over Wi-Fi
 };
 
 // Resolves the tablet the work is for and refuses, with AdbError carrying the sentence

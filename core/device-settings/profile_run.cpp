@@ -56,9 +56,10 @@ bool ProfileOutcome::failed() const {
 namespace ProfileRun {
 
 ProfileOutcome apply(const DeskProfile& profile, AdbRunner& runner, const std::string& serial,
-                     const ProfileRecordStore& store, std::chrono::system_clock::time_point now) {
+                     const std::string& tablet, const ProfileRecordStore& store,
+                     std::chrono::system_clock::time_point now) {
   auto readings = DeviceSettings::readAll(runner, serial);
-  ProfileRecord record = store.load(serial).value_or(ProfileRecord{serial, "", "", {}});
+  ProfileRecord record = store.load(tablet).value_or(ProfileRecord{tablet, "", "", {}});
   record.profile = profile.name;
   record.since = utcText(now);
   ProfileOutcome outcome{profile.name, std::vector<ProfileStep>(profile.values.size())};
@@ -95,9 +96,9 @@ ProfileOutcome apply(const DeskProfile& profile, AdbRunner& runner, const std::s
   return outcome;
 }
 
-ProfileOutcome restore(AdbRunner& runner, const std::string& serial,
+ProfileOutcome restore(AdbRunner& runner, const std::string& serial, const std::string& tablet,
                        const ProfileRecordStore& store) {
-  auto record = store.load(serial);
+  auto record = store.load(tablet);
   if (!record) throw ProfileError::noneActive();
   auto readings = DeviceSettings::readAll(runner, serial);
   ProfileOutcome outcome{record->profile, {}};
@@ -132,7 +133,7 @@ ProfileOutcome restore(AdbRunner& runner, const std::string& serial,
     }
   }
   if (kept.empty())
-    store.remove(serial);
+    store.remove(tablet);
   else
     store.save({record->serial, record->profile, record->since, kept});
   return outcome;

@@ -34,19 +34,22 @@ struct ProfileOutcome {
   bool failed() const;
 };
 
-// Applying and restoring the leave-the-desk profiles on one tablet. One setting that
-// fails stops nothing else; a cancel (Cancelled) stops the rest with the record saved.
+// Applying and restoring the leave-the-desk profiles on one tablet: commands go to the
+// connection `serial`, the record is the tablet's own (`tablet`, its serial over any
+// connection). One setting that fails stops nothing else; a cancel (Cancelled) stops the
+// rest with the record saved.
 namespace ProfileRun {
 
 // Saves the values about to be changed (keeping those an earlier active profile saved),
 // then writes the profile's values through the catalogue, each read back.
 ProfileOutcome apply(const DeskProfile& profile, AdbRunner& runner, const std::string& serial,
-                     const ProfileRecordStore& store, std::chrono::system_clock::time_point now);
+                     const std::string& tablet, const ProfileRecordStore& store,
+                     std::chrono::system_clock::time_point now);
 
 // Puts each saved value back where the tablet still holds what the profile set. The
 // record goes once nothing failed; otherwise it keeps only the settings that failed.
 // Fails with ProfileError::noneActive when there is no record.
-ProfileOutcome restore(AdbRunner& runner, const std::string& serial,
+ProfileOutcome restore(AdbRunner& runner, const std::string& serial, const std::string& tablet,
                        const ProfileRecordStore& store);
 
 }  // namespace ProfileRun

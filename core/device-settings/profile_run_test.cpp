@@ -19,7 +19,9 @@ namespace {
 using Result = ProfileStep::Result;
 using testing::ScriptedTablet;
 
-const std::string serial = "LV1-0042";
+// Over Wi-Fi: the record belongs to the tablet, not to the connection.
+const std::string serial = "192.168.1.47:5555";
+const std::string tabletSerial = "LV1-0042";
 const auto noon = std::chrono::sys_days{std::chrono::year{2026} / 11 / 22} + std::chrono::hours{12};
 
 // A tablet whose `settings` and do-not-disturb keep what is written to them; a key in
@@ -57,9 +59,9 @@ class SettingsTablet : public ScriptedTablet {
 class ProfileRunTest : public ::testing::Test {
  protected:
   ProfileOutcome apply(const std::string& name) {
-    return ProfileRun::apply(DeskProfiles::named(name), tablet, serial, store, noon);
+    return ProfileRun::apply(DeskProfiles::named(name), tablet, serial, tabletSerial, store, noon);
   }
-  ProfileOutcome restore() { return ProfileRun::restore(tablet, serial, store); }
+  ProfileOutcome restore() { return ProfileRun::restore(tablet, serial, tabletSerial, store); }
 
   testing::TemporaryFolder folder;
   ProfileRecordStore store{folder.path() / "profiles"};
@@ -74,12 +76,12 @@ TEST_F(ProfileRunTest, ApplySavesTheOldValuesThenRestorePutsThemBack) {
   EXPECT_EQ(tablet.values["system screen_brightness_amber_rate"], "220");
   EXPECT_EQ(tablet.values["global zen_mode"], "2");
 
-  auto record = store.load(serial);
+  auto record = store.load(tabletSerial);
   ASSERT_TRUE(record);
   EXPECT_EQ(record->profile, "go-to-bed");
   EXPECT_EQ(record->since, "2026-11-22T12:00:00Z");
   struct stat file {};
-  ASSERT_EQ(::stat(store.fileFor(serial).c_str(), &file), 0);
+  ASSERT_EQ(::stat(store.fileFor(tabletSerial).c_str(), &file), 0);
   EXPECT_EQ(file.st_mode & 0777, 0600);
 
   auto restored = restore();
@@ -89,7 +91,7 @@ TEST_F(ProfileRunTest, ApplySavesTheOldValuesThenRestorePutsThemBack) {
   EXPECT_EQ(tablet.values["system screen_brightness"], "102");
   EXPECT_EQ(tablet.values["system screen_brightness_amber_rate"], "128");
   EXPECT_EQ(tablet.values["global zen_mode"], "0");
-  EXPECT_EQ(store.load(serial), std::nullopt);
+  EXPECT_EQ(store.load(tabletSerial), std::nullopt);
   try {
     restore();
     FAIL();
@@ -110,7 +112,7 @@ TEST_F(ProfileRunTest, ASettingChangedSinceIsLeftAndNamed) {
   EXPECT_EQ(brightness->value, SettingValue::level(60));
   EXPECT_EQ(tablet.values["system screen_brightness"], "60");
   EXPECT_EQ(tablet.values["system screen_brightness_amber_rate"], "128");
-  EXPECT_EQ(store.load(serial), std::nullopt);  // nothing failed: the record is done
+  EXPECT_EQ(store.load(tabletSerial), std::nullopt);  // nothing failed: the record is done
 }
 
 TEST_F(ProfileRunTest, ASecondProfileKeepsTheValuesSavedByTheFirst) {
@@ -118,7 +120,7 @@ TEST_F(ProfileRunTest, ASecondProfileKeepsTheValuesSavedByTheFirst) {
   apply("go-outside");
   EXPECT_EQ(tablet.values["system screen_brightness_mode"], "1");
   EXPECT_EQ(tablet.values["system screen_brightness_amber_rate"], "0");
-  EXPECT_EQ(store.load(serial)->profile, "go-outside");
+  EXPECT_EQ(store.load(tabletSerial)->profile, "go-outside");
 
   restore();
   // As before bed, not as bed left it.
@@ -143,7 +145,7 @@ TEST_F(ProfileRunTest, AFailedWriteStopsNothingElseAndTheRecordStaysUntilARestor
   auto restored = restore();
   EXPECT_TRUE(restored.failed());
   EXPECT_EQ(tablet.values["system screen_brightness_amber_rate"], "128");
-  auto record = store.load(serial);
+  auto record = store.load(tabletSerial);
   ASSERT_TRUE(record);
   ASSERT_EQ(record->changes.size(), 1u);
   EXPECT_EQ(record->changes[0].id, "brightness");
@@ -151,7 +153,7 @@ TEST_F(ProfileRunTest, AFailedWriteStopsNothingElseAndTheRecordStaysUntilARestor
   tablet.refused.clear();
   EXPECT_FALSE(restore().failed());
   EXPECT_EQ(tablet.values["system screen_brightness"], "102");
-  EXPECT_EQ(store.load(serial), std::nullopt);
+  EXPECT_EQ(store.load(tabletSerial), std::nullopt);
 }
 
 TEST_F(ProfileRunTest, AnUnsetSettingIsNotChangedForThereWouldBeNothingToPutBack) {
