@@ -13,6 +13,7 @@
 #include "core/tablet/adb_bridge.h"
 #include "tests/integration/adb_children.h"
 #include "tests/integration/broken_tool.h"
+#include "tests/integration/standin_cli.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -184,11 +185,8 @@ TEST_F(DeviceSettingsOnStandin, ReadingAllTakesOneRoundTripAndSurvivesABrokenToo
 class SettingCommandsOnStandin : public DeviceSettingsOnStandin {
  protected:
   ToolRun lumivale(const std::vector<std::string>& arguments) {
-    Environment environment = tablet->adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = settings.path().string();
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
+    return ToolRun::runIn(testing::standinCliEnvironment(*tablet, settings.path()), LUMIVALE_CLI,
+                          arguments, Seconds(60));
   }
 
   testing::TemporaryFolder settings;

@@ -3,6 +3,7 @@
 
 #include "core/settings/testing/temporary_settings_folder.h"
 #include "tests/integration/broken_tool.h"
+#include "tests/integration/standin_cli.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -27,11 +28,8 @@ class ProfileCommands : public ::testing::Test {
   }
 
   ToolRun lumivale(const std::vector<std::string>& arguments) {
-    Environment environment = tablet->adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = settings.path().string();
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(120));
+    return ToolRun::runIn(testing::standinCliEnvironment(*tablet, settings.path()), LUMIVALE_CLI,
+                          arguments, Seconds(120));
   }
 
   static std::string stored(const std::string& space, const std::string& key) {

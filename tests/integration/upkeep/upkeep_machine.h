@@ -15,6 +15,7 @@
 #include "platform/keychain_session_store.h"
 #include "tests/integration/account/account_test_support.h"
 #include "tests/integration/account/auth_server.h"
+#include "tests/integration/standin_cli.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale::testing {
@@ -44,13 +45,10 @@ class UpkeepMachine : public ::testing::Test {
 
   ToolRun lumivale(const std::vector<std::string>& arguments, const std::string& input = "") const {
     Environment environment = productEnvironment();
-    for (const auto& [name, value] : tablet->adbEnvironment())
+    for (const auto& [name, value] : standinCliEnvironment(*tablet, settings.path()))
       environment[name] = value;
-    environment["LUMIVALE_CONFIG_DIR"] = settings.path().string();
     environment["LUMIVALE_LOG_DIR"] = logs.string();
     environment["XDG_CACHE_HOME"] = caches.string();
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
     environment["INPUT"] = input;
     std::vector<std::string> line{"-c",
                                   "cd \"$1\" && shift && printf '%s' \"$INPUT\" | exec \"$@\"",
