@@ -89,6 +89,13 @@ void listProfiles(bool json) {
   if (json) std::cout << list.dump(2) << "\n";
 }
 
+// A record written by another version may name a profile this one does not have.
+std::string titleOf(const std::string& name) {
+  for (const auto& profile : DeskProfiles::all())
+    if (profile.name == name) return profile.title;
+  return name;
+}
+
 void showStatus(const GlobalOptions& options, bool json) {
   auto session = companion::requireReadyTablet(options.serial, options.command);
   auto record = ProfileRecordStore::standard().load(session.tablet);
@@ -113,8 +120,7 @@ void showStatus(const GlobalOptions& options, bool json) {
     std::cout << "No profile is active.\n";
     return;
   }
-  std::cout << fmt::format("{} since {}\n", DeskProfiles::named(record->profile).title,
-                           record->since);
+  std::cout << fmt::format("{} since {}\n", titleOf(record->profile), record->since);
   for (const auto& change : record->changes) {
     std::cout << fmt::format("  {:<20}{} (was {})\n", change.id,
                              change.set ? shown(change.id, change.set) : "not changed",

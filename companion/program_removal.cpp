@@ -92,16 +92,24 @@ ProgramRemoval::ProgramRemoval(bool keepTablet, const std::optional<std::string>
 void ProgramRemoval::surveyTablet(const std::optional<std::string>& pinnedSerial) {
   try {
     tablet_ = requireReadyTablet(openBridge(command_, false), pinnedSerial, settingsAsTheyAre());
+    lookOnTablet();
   } catch (const Cancelled&) {
     throw;
   } catch (const Error& unreached) {
+    // A tablet that stops answering half-way is one not reached: none of it is removed.
+    tablet_.reset();
+    survey_.onTablet.clear();
+    fixedTabletPaths_.clear();
+    leftoverFolders_.clear();
     survey_.tabletUnreached = fmt::format(
         "The tablet could not be reached ({}), so the clipboard helper, the Wi-Fi check file "
         "and unfinished copies in the Reading folder's tablet folder stay on it. Connect it and "
         "run lumivale upkeep remove again to remove them.",
         unreached.message());
-    return;
   }
+}
+
+void ProgramRemoval::lookOnTablet() {
   survey_.tabletSerial = tablet_->serial;
   const std::vector<std::string> ownPaths{ProgramFiles::clipboardHelper, AdbHandOff::checkFile,
                                           std::string(AdbHandOff::checkFile) + ".new"};
@@ -155,7 +163,15 @@ void ProgramRemoval::removeFromTablet(Report& report) {
   }
   AdbFiles files = AdbFiles(*tablet_->bridge, tablet_->serial).stoppedBy(command_);
   for (const auto& folder : leftoverFolders_) {
-    auto cleaned = files.cleanUp(folder);
+    AdbFiles::CleanUpReport cleaned;
+    try {
+      cleaned = files.cleanUp(folder);
+    } catch (const Cancelled&) {
+      throw;
+    } catch (const Error& error) {
+      report.failures.push_back(error.message());
+      continue;
+    }
     for (const auto& step : cleaned.done) {
       if (!step.kind) continue;  // a record nothing needs any more
       ++report.removed;

@@ -48,6 +48,7 @@ class ProgramRemoval {
 
  private:
   void surveyTablet(const std::optional<std::string>& pinnedSerial);
+  void lookOnTablet();
   void removeFromTablet(Report& report);
   void signOut(Report& report);
   void removeFromComputer(Report& report);
