@@ -100,6 +100,12 @@ std::optional<ProfileRecord> ProfileRecordStore::load(const std::string& serial)
   return record;
 }
 
+std::unique_ptr<FileLock> ProfileRecordStore::lock(const std::string& serial) const {
+  createFolder(folder_);
+  auto file = fileFor(serial);
+  return std::make_unique<FileLock>(file.replace_extension(".lock"));
+}
+
 void ProfileRecordStore::save(const ProfileRecord& record) const {
   createFolder(folder_);
   writeFileAtomically(fileFor(record.serial), recordJson(record).dump(2) + "\n");

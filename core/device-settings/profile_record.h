@@ -1,11 +1,13 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/device-settings/setting_value.h"
+#include "core/settings/file_lock.h"
 
 namespace lumivale {
 
@@ -47,6 +49,10 @@ class ProfileRecordStore {
   // None when no profile is active there. Throws Error naming the file when it cannot
   // be used, FileSystemError when it cannot be read.
   std::optional<ProfileRecord> load(const std::string& serial) const;
+  // Holds the tablet's record for the whole of an apply or a restore, so that the app and
+  // a command-line run never save over each other's values (best effort, as every lock of
+  // the settings folder). Throws FileSystemError when the folder cannot be made.
+  std::unique_ptr<FileLock> lock(const std::string& serial) const;
   void save(const ProfileRecord& record) const;
   void remove(const std::string& serial) const;
 

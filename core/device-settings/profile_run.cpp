@@ -58,6 +58,7 @@ namespace ProfileRun {
 ProfileOutcome apply(const DeskProfile& profile, AdbRunner& runner, const std::string& serial,
                      const std::string& tablet, const ProfileRecordStore& store,
                      std::chrono::system_clock::time_point now) {
+  auto held = store.lock(tablet);
   auto readings = DeviceSettings::readAll(runner, serial);
   ProfileRecord record = store.load(tablet).value_or(ProfileRecord{tablet, "", "", {}});
   record.profile = profile.name;
@@ -98,6 +99,7 @@ ProfileOutcome apply(const DeskProfile& profile, AdbRunner& runner, const std::s
 
 ProfileOutcome restore(AdbRunner& runner, const std::string& serial, const std::string& tablet,
                        const ProfileRecordStore& store) {
+  auto held = store.lock(tablet);
   auto record = store.load(tablet);
   if (!record) throw ProfileError::noneActive();
   auto readings = DeviceSettings::readAll(runner, serial);
