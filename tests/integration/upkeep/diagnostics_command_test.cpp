@@ -80,5 +80,16 @@ TEST_F(DiagnosticsCommand, NoSecretOfThisMachineIsAnywhereInTheBundle) {
   EXPECT_EQ(again.stderrData, "lumivale: bundle.tar.gz already exists; name another file\n");
 }
 
+TEST_F(DiagnosticsCommand, ATabletOutOfReachSaysWhyInItsPlace) {
+  ToolRun diagnostics = lumivale({"--serial", "127.0.0.1:9", "diagnostics", "away.tar.gz"});
+  ASSERT_EQ(diagnostics.status, 0) << diagnostics.stderrData;
+  ToolRun facts = ToolRun::run(
+      "/bin/tar", {"-xzOf", (work / "away.tar.gz").string(), "lumivale-diagnostics/tablet.json"},
+      Seconds(60));
+  EXPECT_EQ(facts.stdoutData,
+            "could not be had: no Lumivale with serial '127.0.0.1:9' is connected (see lumivale "
+            "devices)\n");
+}
+
 }  // namespace
 }  // namespace lumivale::testing

@@ -43,18 +43,38 @@ class UpkeepMachine : public ::testing::Test {
     std::filesystem::create_directories(work);
   }
 
+  // `lumivale ARGS...` in the work folder, `input` on its standard input.
   ToolRun lumivale(const std::vector<std::string>& arguments, const std::string& input = "") const {
+    std::vector<std::string> line{"-c",
+                                  "cd \"$1\" && shift && printf '%s' \"$INPUT\" | exec \"$@\"",
+                                  "sh", work.string(), LUMIVALE_CLI};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    return ToolRun::runIn(environment(input), "/bin/sh", line, Seconds(180));
+  }
+
+  // The same on a pseudo-terminal (through script(1)), with `answers` typed in; what it
+  // printed, prompts included, comes back in stdoutData.
+  ToolRun onTerminal(const std::vector<std::string>& arguments, const std::string& answers) const {
+    std::string line = std::string("exec '") + LUMIVALE_CLI + "'";
+    for (const auto& word : arguments)
+      line += " '" + word + "'";  // test arguments hold no quotes
+    Environment typed = environment(answers);
+    typed["LINE"] = line;
+    return ToolRun::runIn(
+        typed, "/bin/sh",
+        {"-c", "cd \"$1\" && printf '%s' \"$INPUT\" | script -qec \"$LINE\" /dev/null", "sh",
+         work.string()},
+        Seconds(180));
+  }
+
+  Environment environment(const std::string& input) const {
     Environment environment = productEnvironment();
     for (const auto& [name, value] : standinCliEnvironment(*tablet, settings.path()))
       environment[name] = value;
     environment["LUMIVALE_LOG_DIR"] = logs.string();
     environment["XDG_CACHE_HOME"] = caches.string();
     environment["INPUT"] = input;
-    std::vector<std::string> line{"-c",
-                                  "cd \"$1\" && shift && printf '%s' \"$INPUT\" | exec \"$@\"",
-                                  "sh", work.string(), LUMIVALE_CLI};
-    line.insert(line.end(), arguments.begin(), arguments.end());
-    return ToolRun::runIn(environment, "/bin/sh", line, Seconds(180));
+    return environment;
   }
 
   platform::KeychainSessionStore keychain() const {

@@ -146,6 +146,21 @@ TEST_F(UpkeepRemove, ATabletOutOfReachIsNamedAndTheComputerIsStillCleared) {
   EXPECT_FALSE(onTablet("/data/local/tmp/lumivale-clip.dex"));
 }
 
+TEST_F(UpkeepRemove, OnATerminalItAsksFirstAndANoRemovesNothing) {
+  write(settings.path() / "clipboard-history.json", "{}");
+  ToolRun declined = onTerminal({"upkeep", "remove", "--keep-tablet"}, "n\n");
+  EXPECT_EQ(declined.status, 0) << declined.stdoutData;
+  EXPECT_NE(declined.stdoutData.find("Remove all of this? [y/N] "), std::string::npos)
+      << declined.stdoutData;
+  EXPECT_NE(declined.stdoutData.find("Nothing was removed."), std::string::npos);
+  EXPECT_TRUE(fs::exists(settings.path() / "clipboard-history.json"));
+
+  ToolRun agreed = onTerminal({"upkeep", "remove", "--keep-tablet"}, "y\n");
+  EXPECT_EQ(agreed.status, 0) << agreed.stdoutData;
+  EXPECT_NE(agreed.stdoutData.find("Removed 3 items."), std::string::npos) << agreed.stdoutData;
+  EXPECT_FALSE(fs::exists(settings.path()));
+}
+
 TEST_F(UpkeepRemove, ASettingsFolderHoldingAUsersFileIsKeptWithItAndSaysSo) {
   write(settings.path() / "my notes.txt", "mine");
   ToolRun removed = lumivale({"upkeep", "remove", "--yes", "--keep-tablet"});
