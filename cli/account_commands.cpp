@@ -138,13 +138,7 @@ void showStatus(bool json) {
 
 void signOut() {
   Account account;
-  SignOutReport report = AccountSession::signOut(account.home(), [&](const std::string& token) {
-    try {
-      return account.portmark().signOut(token);
-    } catch (const EndpointRefused&) {
-      return false;
-    }
-  });
+  SignOutReport report = companion::signOutHere(account);
   std::cout << "Signed out.\n";
   for (const std::string& notice : report.notices)
     std::cerr << "lumivale: " << notice << "\n";

@@ -13,7 +13,9 @@
 #include "cli/exit_codes.h"
 #include "cli/files_commands.h"
 #include "cli/interrupt_cancel.h"
+#include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
+#include "cli/upkeep_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
 #include "core/cancelled.h"
@@ -25,7 +27,7 @@ namespace {
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
       "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files"};
+      "type",    "open", "setting", "warmth", "brightness", "files",      "profile"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -42,6 +44,7 @@ int main(int argc, char** argv) {
   cli::GlobalOptions options;
   cli::addDeviceCommands(app, options);
   cli::addSettingCommands(app, options);
+  cli::addProfileCommands(app, options);
   cli::addFilesCommands(app, options);
   auto* clipboard =
       app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
@@ -49,6 +52,7 @@ int main(int argc, char** argv) {
   cli::addClipboardHistoryCommands(*clipboard, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
+  cli::addUpkeepCommands(app, options);
   cli::addHelpAndVersion(app, version);
   cli::addCommonOptions(app, options);
   // Made once the command is known and before it runs; ends with main.

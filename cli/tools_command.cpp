@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/device_commands.h"
+#include "companion/adb_looks_text.h"
 #include "companion/tablet_link.h"
 #include "core/tablet/adb_error.h"
 
@@ -22,22 +23,6 @@ nlohmann::json lookJson(const AdbCandidateLook& look, bool used) {
   return entry;
 }
 
-void printLooks(const std::vector<AdbCandidateLook>& looks,
-                std::vector<AdbCandidateLook>::const_iterator used) {
-  std::cout << fmt::format("adb: {} ({})", used->candidate.path.string(),
-                           sourceName(used->candidate.source));
-  if (used->resolved && *used->resolved != used->candidate.path)
-    std::cout << " -> " << used->resolved->string();
-  if (used->version) std::cout << ", version " << *used->version;
-  std::cout << "\n";
-  for (const auto& look : looks) {
-    if (&look == &*used) continue;
-    std::cout << fmt::format("  {:<15} {}: {}\n", sourceName(look.candidate.source),
-                             look.candidate.path.string(),
-                             look.problem.value_or("usable, but comes later"));
-  }
-}
-
 }  // namespace
 
 void addToolsCommand(CLI::App& app) {
@@ -49,7 +34,10 @@ void addToolsCommand(CLI::App& app) {
     auto used = std::find_if(looks.cbegin(), looks.cend(),
                              [](const AdbCandidateLook& look) { return !look.problem; });
     if (used == looks.cend()) throw AdbError(AdbLocate::missingMessage(looks), true);
-    if (!*json) return printLooks(looks, used);
+    if (!*json) {
+      std::cout << companion::adbLooksText(looks);
+      return;
+    }
     nlohmann::json candidates = nlohmann::json::array();
     for (auto look = looks.cbegin(); look != looks.cend(); ++look)
       candidates.push_back(lookJson(*look, look == used));

@@ -1,5 +1,6 @@
 #include "companion/account_context.h"
 
+#include "core/account/auth_error.h"
 #include "core/account/keychain_policy.h"
 #include "core/account/session_lock.h"
 #include "core/settings/config_store.h"
@@ -26,6 +27,16 @@ AccountContext::AccountContext()
 
 PortmarkClient AccountContext::portmark() const {
   return PortmarkClient(config_, std::make_shared<HttpSession>());
+}
+
+SignOutReport signOutHere(AccountContext& account) {
+  return AccountSession::signOut(account.home(), [&](const std::string& token) {
+    try {
+      return account.portmark().signOut(token);
+    } catch (const EndpointRefused&) {
+      return false;
+    }
+  });
 }
 
 std::vector<std::string> followSignInServerChange(const LumivaleConfig& before,

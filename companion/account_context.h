@@ -49,6 +49,10 @@ class AccountContext {
   SessionHome home_;
 };
 
+// Signs out on this machine, then asks the settings' server to end the session (a server
+// address that is refused is a server not told). The report's notices are for the user.
+SignOutReport signOutHere(AccountContext& account);
+
 // A session belongs to its sign-in server: when the server's address changed between
 // `before` and `after`, the session here is forgotten. Returns the sentences for the
 // user, in order: why the keychain is not used, then that the account was signed out

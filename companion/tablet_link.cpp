@@ -19,8 +19,9 @@ AdbSearch adbSearch() {
                    nullptr,         settings / "adb-answered"};
 }
 
-std::shared_ptr<AdbBridge> openBridge(StopToken command) {
+std::shared_ptr<AdbBridge> openBridge(StopToken command, bool rememberAnswers) {
   AdbSearch search = adbSearch();
+  if (!rememberAnswers) search.versionMemo.reset();
   auto hooks = StandinHooks::from(search.environment);
   auto bridge = AdbBridge::locate(search, search.environment, std::move(hooks));
   bridge->runUnder(std::move(command));
@@ -53,9 +54,13 @@ ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
   if (pinnedSerial && look.choice.state == TabletState::chosenAway)
     throw AdbError(serialNotConnected(*pinnedSerial));
   if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
-  for (const auto& tablet : look.tablets)
-    if (tablet.hasSerial(*look.serial)) bridge->pin(tablet);
-  return {std::move(bridge), *look.serial};
+  std::string tabletSerial = *look.serial;
+  for (const auto& tablet : look.tablets) {
+    if (!tablet.hasSerial(*look.serial)) continue;
+    bridge->pin(tablet);
+    tabletSerial = tablet.serial;
+  }
+  return {std::move(bridge), *look.serial, tabletSerial};
 }
 
 ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial, StopToken command) {

@@ -19,7 +19,8 @@ AdbSearch adbSearch();
 
 // The bridge on the adb found for this machine, every run of it under `command` (the
 // front end's token for the work at hand). Throws AdbError (toolsMissing) when there is none.
-std::shared_ptr<AdbBridge> openBridge(StopToken command = {});
+// `rememberAnswers` keeps which adb programs answered in the settings folder, for the next run.
+std::shared_ptr<AdbBridge> openBridge(StopToken command = {}, bool rememberAnswers = true);
 
 // One look at the tablets: one `adb devices -l`, grouped and chosen. A chosen Wi-Fi
 // connection that is ready must also pass the secret check (one more adb run; a
@@ -43,6 +44,7 @@ std::string serialNotConnected(const std::string& serial);
 struct ReadyTablet {
   std::shared_ptr<AdbBridge> bridge;
   std::string serial;  // the connection to address
+  std::string tablet;  // the tablet's own serial, the same over a cable and over Wi-Fi
 };
 
 // Resolves the tablet the work is for and refuses, with AdbError carrying the sentence

@@ -19,6 +19,7 @@ constexpr std::size_t maximumLogBytes = 1024 * 1024;
 constexpr std::size_t keptLogFiles = 3;
 
 std::atomic<bool> echoing{false};
+std::atomic<bool> stopped{false};
 
 // Redacts each message before the file sees it, so no caller can forget to.
 class RedactingSink : public spdlog::sinks::sink {
@@ -65,11 +66,16 @@ std::filesystem::path logDirectory() {
 }
 
 void logLine(LogLevel level, std::string_view message) {
+  if (stopped) return;
   static const std::shared_ptr<spdlog::logger> log = openLog();
   log->log(level == LogLevel::warning ? spdlog::level::warn : spdlog::level::info, message);
   if (echoing)
     fmt::print(stderr, "{}: {}\n", level == LogLevel::warning ? "warning" : "info",
                redactSecrets(message));
+}
+
+void stopLogging() {
+  stopped = true;
 }
 
 void echoLogToStandardError(bool echo) {

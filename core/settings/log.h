@@ -20,6 +20,10 @@ enum class LogLevel { info, warning };
 // folder cannot be made the log goes nowhere rather than failing the work that logs.
 void logLine(LogLevel level, std::string_view message);
 
+// Drops every later log line, so that nothing makes the log again once the program's
+// own files are being removed.
+void stopLogging();
+
 // Also writes every later log line, redacted, to standard error (a front end's verbose
 // mode). Off until asked for.
 void echoLogToStandardError(bool echo);

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/tablet/adb_error.h"
@@ -24,7 +27,9 @@ class ScriptedTablet : public AdbRunner {
     while (!rest.empty()) {
       auto end = rest.find(ending);
       auto command = std::string(rest.substr(0, end));
-      auto reply = script.run(serial, {command}, Seconds(1), nullptr);
+      auto held = respond ? respond(command) : std::nullopt;
+      auto reply = held ? ToolRun{held->second, held->first, "", false, false}
+                        : script.run(serial, {command}, Seconds(1), nullptr);
       output += reply.stdoutData + "\n" + std::string(TabletShell::marker) +
                 std::to_string(reply.status) + "\n";
       if (end == std::string_view::npos) break;
@@ -39,6 +44,8 @@ class ScriptedTablet : public AdbRunner {
     script.on(std::move(fragment), {std::move(output), status, "", ""});
   }
 
+  // Consulted first: a tablet with state of its own answers here (output, status).
+  std::function<std::optional<std::pair<std::string, int>>(const std::string& command)> respond;
   FakeAdbRunner script;            // its `commands` holds every command, one by one
   std::vector<std::string> lines;  // one per round trip
   std::string failure;             // non-empty: every line fails as adb would

@@ -1,6 +1,5 @@
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <future>
 
 #include <gtest/gtest.h>
@@ -13,6 +12,8 @@
 #include "core/settings/testing/temporary_settings_folder.h"
 #include "core/tablet/adb_bridge.h"
 #include "tests/integration/adb_children.h"
+#include "tests/integration/broken_tool.h"
+#include "tests/integration/standin_cli.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -20,6 +21,7 @@ namespace {
 
 using testing::adbChildren;
 using testing::adbRunUnderWay;
+using testing::BrokenTool;
 using testing::StandinTablet;
 
 // Counts adb round trips on the way to the bridge.
@@ -35,25 +37,6 @@ class CountingRunner : public AdbRunner {
 
  private:
   AdbRunner& inner_;
-};
-
-// Puts a failing script in place of one of the tablet's tools while it lives.
-class BrokenTool {
- public:
-  BrokenTool(const std::filesystem::path& tool, const std::string& complaint)
-      : tool_(tool), saved_(tool.string() + ".saved") {
-    std::filesystem::rename(tool_, saved_);
-    std::ofstream(tool_) << "#!/system/bin/sh\necho '" << complaint << "' >&2\nexit 1\n";
-    std::filesystem::permissions(
-        tool_, std::filesystem::perms::owner_all | std::filesystem::perms::group_read |
-                   std::filesystem::perms::group_exec | std::filesystem::perms::others_read |
-                   std::filesystem::perms::others_exec);
-  }
-  ~BrokenTool() { std::filesystem::rename(saved_, tool_); }
-
- private:
-  std::filesystem::path tool_;
-  std::filesystem::path saved_;
 };
 
 // One stand-in tablet for the whole suite: starting one costs more than the tests.
@@ -202,11 +185,8 @@ TEST_F(DeviceSettingsOnStandin, ReadingAllTakesOneRoundTripAndSurvivesABrokenToo
 class SettingCommandsOnStandin : public DeviceSettingsOnStandin {
  protected:
   ToolRun lumivale(const std::vector<std::string>& arguments) {
-    Environment environment = tablet->adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = settings.path().string();
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet->serial();
-    environment["LUMIVALE_STANDIN_ONLY"] = "1";
-    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
+    return ToolRun::runIn(testing::standinCliEnvironment(*tablet, settings.path()), LUMIVALE_CLI,
+                          arguments, Seconds(60));
   }
 
   testing::TemporaryFolder settings;
