@@ -27,6 +27,12 @@ void write(const fs::path& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary) << bytes;
 }
 
+// Writes each (path, content) below `root`.
+void fill(const fs::path& root, const std::vector<std::pair<std::string, std::string>>& files) {
+  for (const auto& [path, content] : files)
+    write(root / path, content);
+}
+
 std::vector<std::string> pathsOf(const MacScan& scan) {
   std::vector<std::string> paths;
   for (const MacFile& file : scan.files)
@@ -53,14 +59,14 @@ ReadingFolderManifest recordOf(const MacScan& scan) {
 TEST(MacScan, LeavesOutHiddenAndUnfinishedItemsSilentlyAndNotesLinksAndPackages) {
   TemporaryFolder folder;
   const fs::path& root = folder.path();
-  write(root / "a.pdf", "pdf");
-  write(root / "sub/b.txt", "text");
-  write(root / ".DS_Store", "x");
-  write(root / "Icon\r", "");
-  write(root / ".git/config", "x");
-  write(root / "film.crdownload", "x");
-  write(root / "sub/page.part", "x");
-  write(root / "Talk.key/Index.zip", "x");
+  fill(root, {{"a.pdf", "pdf"},
+              {"sub/b.txt", "text"},
+              {".DS_Store", "x"},
+              {"Icon\r", ""},
+              {".git/config", "x"},
+              {"film.crdownload", "x"},
+              {"sub/page.part", "x"},
+              {"Talk.key/Index.zip", "x"}});
   fs::create_symlink(root / "a.pdf", root / "alias.pdf");
   fs::create_directory_symlink(root / "sub", root / "sub-link");
   ::mkfifo((root / "pipe").c_str(), 0600);
@@ -83,15 +89,15 @@ TEST(MacScan, LeavesOutHiddenAndUnfinishedItemsSilentlyAndNotesLinksAndPackages)
 TEST(MacScan, MakesNamesSafeAndKeepsOneOfNamesTheTabletCannotTellApart) {
   TemporaryFolder folder;
   const fs::path& root = folder.path();
-  write(root / "Notes?.pdf", "1");
-  write(root / "a.pdf", "2");
-  write(root / "A.pdf", "3");
-  write(root / "x:y.txt", "4");
-  write(root / "x_y.txt", "5");
-  write(root / "Dir/one", "6");
-  write(root / "dir/two", "7");
-  write(root / "caf\xe9.txt", "8");  // Latin-1, not UTF-8
-  write(root / "tab\there", "9");
+  fill(root, {{"Notes?.pdf", "1"},
+              {"a.pdf", "2"},
+              {"A.pdf", "3"},
+              {"x:y.txt", "4"},
+              {"x_y.txt", "5"},
+              {"Dir/one", "6"},
+              {"dir/two", "7"},
+              {"caf\xe9.txt", "8"},  // Latin-1, not UTF-8
+              {"tab\there", "9"}});
 
   MacScan scan = MacScan::read(root, toTablet());
   EXPECT_THAT(pathsOf(scan),

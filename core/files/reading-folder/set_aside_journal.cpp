@@ -16,31 +16,8 @@ constexpr std::string_view suffix = ".set-aside.json";
 
 }  // namespace
 
-void to_json(nlohmann::json& json, const SetAsideFile::Entry& entry) {
-  json = {{"path", entry.path}, {"heldAs", entry.heldAs}, {"identity", entry.identity}};
-}
-
-void from_json(const nlohmann::json& json, SetAsideFile::Entry& entry) {
-  json.at("path").get_to(entry.path);
-  json.at("heldAs").get_to(entry.heldAs);
-  json.at("identity").get_to(entry.identity);
-}
-
-void to_json(nlohmann::json& json, const SetAsideFile::Stage& stage) {
-  json = {{"id", stage.id},
-          {"mac", stage.mac},
-          {"staged", stage.staged},
-          {"to", stage.to},
-          {"sha256", stage.sha256}};
-}
-
-void from_json(const nlohmann::json& json, SetAsideFile::Stage& stage) {
-  json.at("id").get_to(stage.id);
-  json.at("mac").get_to(stage.mac);
-  json.at("staged").get_to(stage.staged);
-  json.at("to").get_to(stage.to);
-  json.at("sha256").get_to(stage.sha256);
-}
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Entry, path, heldAs, identity)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Stage, id, mac, staged, to, sha256)
 
 SetAsideFile SetAsideFile::load(const fs::path& settingsFolder, std::string_view tablet) {
   const fs::path path = besideRecord(settingsFolder, tablet, suffix);
