@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace lumivale {
 
@@ -26,6 +27,11 @@ struct ReadingTree {
   bool hashSupported = true;
 
   bool operator==(const ReadingTree&) const = default;
+
+  // The items of `find {folder}/ -mindepth 1 -printf '%M|%s|%T@|' -print0`: mode string,
+  // size, modification time with its fraction, then the whole path ended by NUL. Records
+  // that do not fit, or lie outside `folder`, are left out.
+  static ReadingTree parse(std::string_view findOutput, std::string_view folder);
 };
 
 }  // namespace lumivale

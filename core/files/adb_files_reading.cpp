@@ -1,0 +1,156 @@
+// The staged operations of the Reading folder's sync run: each step leaves the tablet
+// either as it was or as asked, and nothing that changed on the tablet since it was
+// looked at is replaced or removed.
+#include <fmt/format.h>
+
+#include "core/files/adb_files.h"
+#include "core/files/adb_files_detail.h"
+#include "core/files/local_items.h"
+#include "core/files/remote_path.h"
+
+namespace lumivale {
+
+using namespace files_detail;
+namespace fs = std::filesystem;
+
+namespace {
+
+// The identity's size and whole seconds are those of the item looked at.
+bool sameAsSeen(std::string_view identity, const ReadingTree::Item& seen) {
+  if (AdbFiles::kind(identity) != RemoteEntry::Kind::file ||
+      AdbFiles::size(identity) != static_cast<std::uint64_t>(seen.size) || !seen.modified) {
+    return false;
+  }
+  const std::size_t end = identity.rfind(':');
+  const std::size_t start = identity.rfind(':', end - 1) + 1;
+  return identity.substr(start, end - start) ==
+         std::to_string(static_cast<std::int64_t>(*seen.modified));
+}
+
+}  // namespace
+
+ReadingTree AdbFiles::readingTree(const std::string& folder) const {
+  const std::string valid = RemotePath::validate(folder);
+  auto result = exec({"find", valid + "/", "-mindepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
+                     folderTimeout, false);
+  if (result.status != 0) {
+    // A Reading folder not made yet holds nothing.
+    if (!present(valid)) return {};
+    throw FilesError::refused(
+        fmt::format("could not list {}: {}", shown(valid), displayable(firstLine(result.output))));
+  }
+  return ReadingTree::parse(result.output, valid);
+}
+
+std::map<std::string, std::string> AdbFiles::sha256s(const std::vector<std::string>& paths) const {
+  std::vector<std::string> valid;
+  for (const std::string& path : paths)
+    valid.push_back(RemotePath::validate(path));
+  std::map<std::string, std::string> digests;
+  for (const auto& batch : batches(valid, batchBudget)) {
+    std::vector<std::string> command{"sha256sum", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // A file gone meanwhile is left out, not a failure of the others.
+    const auto result = exec(command, folderTimeout, false);
+    std::size_t start = 0;
+    while (start < result.output.size()) {
+      std::size_t end = result.output.find('\n', start);
+      if (end == std::string::npos) end = result.output.size();
+      const std::string_view line = std::string_view(result.output).substr(start, end - start);
+      start = end + 1;
+      if (line.size() < 67 ||
+          line.substr(0, 64).find_first_not_of("0123456789abcdef") != std::string_view::npos) {
+        continue;
+      }
+      digests[std::string(line.substr(66))] = std::string(line.substr(0, 64));
+    }
+  }
+  return digests;
+}
+
+std::string AdbFiles::pushStaged(const fs::path& local, const std::string& folder,
+                                 const std::string& name, TransferObserver* progress) const {
+  const std::string valid = RemotePath::validate(folder);
+  RemotePath::validateName(name);
+  const std::uint64_t bytes = LocalItems::localSize(local);
+  const std::string id = StagingRecord::newId();
+  noteStaging(valid, StagingRecord::mine(id, StagingRecord::Operation::copy, name));
+  const std::string staged = valid + "/" + std::string(partialPrefix) + id;
+  try {
+    sendStaged(local, staged, bytes, progress);
+    verifyStaged(staged, local, bytes);
+  } catch (...) {
+    settling().discardStage(staged);
+    settling().dropRecord(valid, id);
+    throw;
+  }
+  return staged;
+}
+
+void AdbFiles::placeStaged(const std::string& staged, const std::string& target) const {
+  moveChecked(staged, RemotePath::validate(target),
+              "put " + RemotePath::name(target) + " in place");
+  const auto id = StagedName::of(RemotePath::name(staged));
+  if (id) dropRecord(*RemotePath::parent(staged), id->id);
+}
+
+std::string AdbFiles::setAsideIfUnchanged(const std::string& path, const ReadingTree::Item& seen,
+                                          std::string_view prefix, const std::string& id) const {
+  const std::string valid = RemotePath::validate(path);
+  const std::string name = RemotePath::name(valid);
+  const std::string heldAs = *RemotePath::parent(valid) + "/" + std::string(prefix) + id;
+  moveChecked(valid, heldAs, "set " + name + " aside");
+  const auto now = identity(heldAs);
+  if (now && sameAsSeen(*now, seen)) return heldAs;
+  settling().moveBack(heldAs, valid);
+  throw FilesError::refused(fmt::format(
+      "'{}' changed on the tablet since it was looked at, so it was left as it is", shown(valid)));
+}
+
+void AdbFiles::moveBack(const std::string& heldAs, const std::string& path) const {
+  moveChecked(heldAs, RemotePath::validate(path), "put " + RemotePath::name(path) + " back");
+}
+
+void AdbFiles::replaceIfUnchanged(const std::string& staged, const std::string& target,
+                                  const ReadingTree::Item& seen) const {
+  const auto stagedName = StagedName::of(RemotePath::name(staged));
+  if (!stagedName || stagedName->kind != Leftover::unfinishedCopy) {
+    throw FilesError::refused(fmt::format("'{}' is not a staged copy", shown(staged)));
+  }
+  const std::string kept = setAsideIfUnchanged(target, seen, keptPrefix, stagedName->id);
+  try {
+    moveChecked(staged, RemotePath::validate(target),
+                "put " + RemotePath::name(target) + " in place");
+  } catch (...) {
+    settling().moveBack(kept, target);
+    throw;
+  }
+  check({"rm", "-f", "--", kept}, "erase the old " + RemotePath::name(target), stepTimeout);
+  dropRecord(*RemotePath::parent(staged), stagedName->id);
+}
+
+void AdbFiles::removeIfUnchanged(const std::string& path, const ReadingTree::Item& seen) const {
+  const std::string valid = RemotePath::validate(path);
+  const std::string folder = *RemotePath::parent(valid);
+  const LiveStaging live(StagingRecord::newId());
+  noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::remove,
+                                          RemotePath::name(valid)));
+  std::string held;
+  try {
+    held = setAsideIfUnchanged(valid, seen, deletingPrefix, live.id());
+  } catch (...) {
+    settleRecord(folder, live.id(), {folder + "/" + std::string(deletingPrefix) + live.id()});
+    throw;
+  }
+  check({"rm", "-f", "--", held}, "delete " + RemotePath::name(valid), stepTimeout);
+  dropRecord(folder, live.id());
+}
+
+bool AdbFiles::removeEmptyFolder(const std::string& path) const {
+  const std::string valid = confineChange(path, false, topChange);
+  if (exec({"rmdir", "--", valid}, stepTimeout, true).status == 0) return true;
+  if (!present(valid)) return true;
+  return false;
+}
+
+}  // namespace lumivale
