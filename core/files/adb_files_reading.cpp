@@ -15,17 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The identity's size and whole seconds are those of the item looked at.
-bool sameAsSeen(std::string_view identity, const ReadingTree::Item& seen) {
-  if (AdbFiles::kind(identity) != RemoteEntry::Kind::file ||
-      AdbFiles::size(identity) != static_cast<std::uint64_t>(seen.size) || !seen.modified) {
-    return false;
-  }
-  const std::size_t end = identity.rfind(':');
-  const std::size_t start = identity.rfind(':', end - 1) + 1;
-  return identity.substr(start, end - start) ==
-         std::to_string(static_cast<std::int64_t>(*seen.modified));
-}
+const std::vector<std::string> treeFormat{"-printf", "%M|%s|%T@|", "-print0"};
 
 }  // namespace
 
@@ -100,8 +90,17 @@ std::string AdbFiles::setAsideIfUnchanged(const std::string& path, const Reading
   const std::string name = RemotePath::name(valid);
   const std::string heldAs = *RemotePath::parent(valid) + "/" + std::string(prefix) + id;
   moveChecked(valid, heldAs, "set " + name + " aside");
-  const auto now = identity(heldAs);
-  if (now && sameAsSeen(*now, seen)) return heldAs;
+  // The listing's own format, to the fraction of a second: a same-size edit in the same
+  // second still shows.
+  std::vector<std::string> command{"find", heldAs, "-maxdepth", "0"};
+  command.insert(command.end(), treeFormat.begin(), treeFormat.end());
+  const auto result = exec(command, stepTimeout, false);
+  const ReadingTree now = ReadingTree::parse(result.output, *RemotePath::parent(heldAs));
+  const auto held = now.items.find(RemotePath::name(heldAs));
+  if (result.status == 0 && held != now.items.end() && !held->second.isFolder &&
+      held->second.size == seen.size && held->second.modified == seen.modified) {
+    return heldAs;
+  }
   settling().moveBack(heldAs, valid);
   throw FilesError::refused(fmt::format(
       "'{}' changed on the tablet since it was looked at, so it was left as it is", shown(valid)));

@@ -1,5 +1,8 @@
 // The Reading folder's staged steps through the real adb against the stand-in tablet.
+#include <fcntl.h>
 #include <sys/stat.h>
+
+#include <cmath>
 
 #include <fstream>
 #include <iterator>
@@ -124,9 +127,22 @@ TEST_F(ReadingFolderStepsTest, ARemovalTakesOnlyTheCopyAsItWasSeen) {
   EXPECT_THAT(leftoversIn("/sdcard/F"), IsEmpty());
 }
 
+TEST_F(ReadingFolderStepsTest, ASameSizeEditInTheSameSecondStillKeepsTheCopy) {
+  write("/sdcard/F/a.pdf", "version 1");
+  const ReadingTree::Item before = seen("/sdcard/F/a.pdf");
+  write("/sdcard/F/a.pdf", "version 2");
+  // Put back to the same second, a little later within it.
+  const timespec times[2] = {
+      {0, UTIME_OMIT},
+      {static_cast<time_t>(*before.modified),
+       static_cast<long>((*before.modified - std::floor(*before.modified)) * 1e9) + 1000}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, onTablet("/sdcard/F/a.pdf").c_str(), times, 0), 0);
+  EXPECT_THROW(files->removeIfUnchanged("/sdcard/F/a.pdf", before), FilesError);
+  EXPECT_EQ(read("/sdcard/F/a.pdf"), "version 2");
+}
+
 TEST_F(ReadingFolderStepsTest, OnlyAnEmptyFolderIsRemoved) {
-  write("/sdcard/F/Empty/.keep-out", "");
-  fs::remove(onTablet("/sdcard/F/Empty/.keep-out"));
+  fs::create_directories(onTablet("/sdcard/F/Empty"));
   write("/sdcard/F/Full/users.pdf", "the user's");
   EXPECT_TRUE(files->removeEmptyFolder("/sdcard/F/Empty"));
   EXPECT_FALSE(fs::exists(onTablet("/sdcard/F/Empty")));
