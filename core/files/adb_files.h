@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -138,6 +139,13 @@ class AdbFiles {
                          const std::string& name, TransferObserver* progress = nullptr) const;
   // Gives a staged copy the name `target` when that is free (MoveSkipped when not).
   void placeStaged(const std::string& staged, const std::string& target) const;
+  // placeStaged for many copies (staged path, target) in a few runs: returns the targets
+  // that now hold their copy; a copy whose name was taken stays staged.
+  std::set<std::string> publishStaged(
+      const std::vector<std::pair<std::string, std::string>>& moves) const;
+  // The identity lines (as `identity` gives them) of many items in few runs, by path;
+  // what is not there is left out.
+  std::map<std::string, std::string> identities(const std::vector<std::string>& paths) const;
   // Puts a staged copy in place of `target`, which must still be as seen.
   void replaceIfUnchanged(const std::string& staged, const std::string& target,
                           const ReadingTree::Item& seen) const;

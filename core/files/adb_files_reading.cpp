@@ -17,6 +17,29 @@ namespace {
 
 const std::vector<std::string> treeFormat{"-printf", "%M|%s|%T@|", "-print0"};
 
+// Moves each pair of arguments ("$1" to "$2") where the name is free; the storage ignores
+// case, so the test sees a name taken in other capitals too.
+constexpr std::string_view publishScript =
+    R"(while [ $# -ge 2 ]; do [ -e "$2" ] || mv -n -- "$1" "$2"; shift 2; done; true)";
+
+// Each pair's staged path and target, in runs whose quoted length stays within the budget.
+std::vector<std::vector<std::string>> pairBatches(
+    const std::vector<std::pair<std::string, std::string>>& moves) {
+  std::vector<std::vector<std::string>> runs;
+  std::size_t length = 0;
+  for (const auto& [staged, target] : moves) {
+    const std::size_t more = staged.size() + target.size() + 8;
+    if (runs.empty() || length + more > batchBudget) {
+      runs.emplace_back();
+      length = 0;
+    }
+    runs.back().push_back(staged);
+    runs.back().push_back(target);
+    length += more;
+  }
+  return runs;
+}
+
 }  // namespace
 
 ReadingTree AdbFiles::readingTree(const std::string& folder) const {
@@ -75,6 +98,66 @@ std::string AdbFiles::pushStaged(const fs::path& local, const std::string& folde
     throw;
   }
   return staged;
+}
+
+std::map<std::string, std::string> AdbFiles::identities(
+    const std::vector<std::string>& paths) const {
+  std::map<std::string, std::string> found;
+  for (const auto& batch : batches(paths, batchBudget)) {
+    std::vector<std::string> command{"stat", "-c", "%d:%i:%s:%Y:%f|%n", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // What is not there is left out; the others are still read.
+    const auto result = exec(command, folderTimeout, false);
+    std::size_t start = 0;
+    while (start < result.output.size()) {
+      std::size_t end = result.output.find('\n', start);
+      if (end == std::string::npos) end = result.output.size();
+      const std::string line = result.output.substr(start, end - start);
+      start = end + 1;
+      const std::size_t bar = line.find('|');
+      if (bar != std::string::npos) found[line.substr(bar + 1)] = line.substr(0, bar);
+    }
+  }
+  return found;
+}
+
+std::set<std::string> AdbFiles::publishStaged(
+    const std::vector<std::pair<std::string, std::string>>& moves) const {
+  std::vector<std::string> staged;
+  std::vector<std::string> targets;
+  for (const auto& [from, to] : moves) {
+    staged.push_back(RemotePath::validate(from));
+    targets.push_back(RemotePath::validate(to));
+  }
+  const auto before = identities(staged);
+  std::vector<std::pair<std::string, std::string>> valid;
+  for (std::size_t i = 0; i < moves.size(); ++i)
+    valid.emplace_back(staged[i], targets[i]);
+  for (const auto& batch : pairBatches(valid)) {
+    std::vector<std::string> command{"sh", "-c", std::string(publishScript), "publish"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    check(command, "put the copies in place", folderTimeout);
+  }
+  // A name is the copy's only if what holds it now is what was staged.
+  const auto after = identities(targets);
+  std::set<std::string> landed;
+  std::vector<std::string> records;
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    const auto was = before.find(staged[i]);
+    const auto now = after.find(targets[i]);
+    if (was == before.end() || now == after.end() || was->second != now->second) continue;
+    landed.insert(targets[i]);
+    if (const auto name = StagedName::of(RemotePath::name(staged[i]))) {
+      records.push_back(*RemotePath::parent(staged[i]) + "/" + StagingRecord::fileName(name->id));
+    }
+  }
+  for (const auto& batch : batches(records, batchBudget)) {
+    std::vector<std::string> command{"rm", "-f", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // A record left behind is erased by the next clean-up.
+    exec(command, stepTimeout, true);
+  }
+  return landed;
 }
 
 void AdbFiles::placeStaged(const std::string& staged, const std::string& target) const {

@@ -92,6 +92,27 @@ TEST_F(ReadingFolderStepsTest, AStagedCopyArrivesHiddenAndTakesOnlyAFreeName) {
   EXPECT_EQ(read("/sdcard/F/Taken.pdf"), "the user's");
 }
 
+TEST_F(ReadingFolderStepsTest, ManyStagedCopiesArePublishedTogetherEachOnlyOnAFreeName) {
+  files->makeDirectory("/sdcard/F/Sub", true);
+  write("/sdcard/F/Taken.pdf", "the user's");
+  std::vector<std::pair<std::string, std::string>> moves;
+  for (const std::string path :
+       {"/sdcard/F/a.pdf", "/sdcard/F/Sub/it's [2].pdf", "/sdcard/F/taken.pdf"}) {
+    const std::string folder = path.substr(0, path.rfind('/'));
+    const std::string name = path.substr(folder.size() + 1);
+    moves.emplace_back(files->pushStaged(localFile(name, "copy of " + name), folder, name), path);
+  }
+  EXPECT_THAT(files->publishStaged(moves),
+              ElementsAre("/sdcard/F/Sub/it's [2].pdf", "/sdcard/F/a.pdf"));
+  EXPECT_EQ(read("/sdcard/F/a.pdf"), "copy of a.pdf");
+  EXPECT_EQ(read("/sdcard/F/Sub/it's [2].pdf"), "copy of it's [2].pdf");
+  EXPECT_EQ(read("/sdcard/F/Taken.pdf"), "the user's");
+  EXPECT_THAT(leftoversIn("/sdcard/F/Sub"), IsEmpty());
+  // The copy that found its name taken is still staged, with its record, for the caller.
+  EXPECT_EQ(leftoversIn("/sdcard/F").size(), 2u);
+  EXPECT_TRUE(fs::exists(onTablet(moves[2].first)));
+}
+
 TEST_F(ReadingFolderStepsTest, AReplacementGoesInOnlyOverTheCopyAsItWasSeen) {
   write("/sdcard/F/a.pdf", "old copy");
   ReadingTree::Item before = seen("/sdcard/F/a.pdf");
