@@ -7,6 +7,7 @@
 #include "core/files/adb_files_detail.h"
 #include "core/files/local_items.h"
 #include "core/files/remote_path.h"
+#include "core/tablet/adb_parse.h"
 
 namespace lumivale {
 
@@ -65,12 +66,7 @@ std::map<std::string, std::string> AdbFiles::sha256s(const std::vector<std::stri
     command.insert(command.end(), batch.begin(), batch.end());
     // A file gone meanwhile is left out, not a failure of the others.
     const auto result = exec(command, folderTimeout, false);
-    std::size_t start = 0;
-    while (start < result.output.size()) {
-      std::size_t end = result.output.find('\n', start);
-      if (end == std::string::npos) end = result.output.size();
-      const std::string_view line = std::string_view(result.output).substr(start, end - start);
-      start = end + 1;
+    for (const std::string_view line : AdbParse::lines(result.output)) {
       if (line.size() < 67 ||
           line.substr(0, 64).find_first_not_of("0123456789abcdef") != std::string_view::npos) {
         continue;
@@ -108,14 +104,11 @@ std::map<std::string, std::string> AdbFiles::identities(
     command.insert(command.end(), batch.begin(), batch.end());
     // What is not there is left out; the others are still read.
     const auto result = exec(command, folderTimeout, false);
-    std::size_t start = 0;
-    while (start < result.output.size()) {
-      std::size_t end = result.output.find('\n', start);
-      if (end == std::string::npos) end = result.output.size();
-      const std::string line = result.output.substr(start, end - start);
-      start = end + 1;
+    for (const std::string_view line : AdbParse::lines(result.output)) {
       const std::size_t bar = line.find('|');
-      if (bar != std::string::npos) found[line.substr(bar + 1)] = line.substr(0, bar);
+      if (bar != std::string_view::npos) {
+        found[std::string(line.substr(bar + 1))] = std::string(line.substr(0, bar));
+      }
     }
   }
   return found;
