@@ -20,6 +20,16 @@ bool isInside(const std::string& path, const std::string& folder) {
   return folder.empty() || path == folder || path.starts_with(folder + "/");
 }
 
+// "a/b/" of "a/b/c.pdf", "" of "c.pdf".
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "" : path.substr(0, slash + 1);
+}
+
+std::string nameOf(const std::string& path) {
+  return path.substr(folderOf(path).size());
+}
+
 std::string tabletPathOf(const std::string& macPath) {
   std::string out;
   std::size_t start = 0;
@@ -229,8 +239,11 @@ class Planning {
       if (const auto oldMac = renamedFrom(file, to)) {
         const CopiedFile& copied = manifest_.files.at(*oldMac);
         consumed_.insert(*oldMac);
-        if (copied.tabletPath != to)
-          renames_.push_back(Plan::RenameCase{copied.tabletPath, to, file.path});
+        // The folders on the way keep the tablet's spelling; only the name is renamed.
+        const std::string renamed = folderOf(copied.tabletPath) + nameOf(to);
+        if (copied.tabletPath != renamed) {
+          renames_.push_back(Plan::RenameCase{copied.tabletPath, renamed, file.path});
+        }
         if (changedOnMac(file, copied)) {
           plan_.bookkeeping.push_back(
               Plan::Touch{file.path, *oldMac, copied.size, copied.modified});

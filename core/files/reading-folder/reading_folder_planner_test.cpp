@@ -257,6 +257,19 @@ TEST(ReadingFolderPlanner, RenamesCopyUnderTheNewNameAndACapitalsOnlyRenameMoves
                                                                     "report (from Mac).pdf"})));
   EXPECT_THAT(plan.notes, ElementsAre(note("Report.pdf", NoteText::keptChangedOnTablet)));
 
+  // A folder on the way renamed in capitals: the tablet's folder keeps its spelling.
+  World folders;
+  folders.copied("Papers/Report.pdf", "v1");
+  folders.folderOnMac("papers");
+  folders.folderOnTablet("Papers");
+  folders.onMac("papers/report.pdf", "v1");
+  plan = folders.plan(true);
+  EXPECT_THAT(plan.actions, ElementsAre(Plan::Action(Plan::RenameCase{
+                                "Papers/Report.pdf", "Papers/report.pdf", "papers/report.pdf"})));
+  folders.scan.files.clear();
+  folders.onMac("papers/Report.pdf", "v1");
+  EXPECT_THAT(folders.plan(true).actions, IsEmpty());
+
   // Only characters the tablet does not allow changed: same tablet name, nothing to rename.
   World safe;
   safe.copied("A?.pdf", "v1", "A_.pdf");
