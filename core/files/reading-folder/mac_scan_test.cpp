@@ -282,6 +282,24 @@ TEST(MacScan, AFolderMovedOrReplacedWhileReadGivesNothingThisTime) {
   EXPECT_EQ(MacRoot::of(place.path() / "Moved").inode, scan.root->inode);
 }
 
+TEST(FileIdentity, SaysWhatAPathIsAndWhetherALinkLeadsThere) {
+  TemporaryFolder folder;
+  const fs::path& root = folder.path();
+  write(root / "real/a.pdf", "12345");
+  fs::create_directory_symlink(root / "real", root / "link");
+  const auto direct = FileIdentity::of(root / "real/a.pdf");
+  const auto throughLink = FileIdentity::of(root / "link/a.pdf");
+  ASSERT_TRUE(direct && throughLink);
+  EXPECT_EQ(direct->kind, FileIdentity::Kind::file);
+  EXPECT_EQ(direct->size, 5);
+  EXPECT_FALSE(direct->viaLink);
+  EXPECT_TRUE(throughLink->viaLink);
+  EXPECT_EQ(throughLink->inode, direct->inode);
+  EXPECT_EQ(throughLink->resolvedPath, fs::canonical(root / "real/a.pdf").string());
+  EXPECT_EQ(FileIdentity::of(root / "link")->kind, FileIdentity::Kind::folder);
+  EXPECT_EQ(FileIdentity::of(root / "nothing"), std::nullopt);
+}
+
 TEST(MacScan, WhatCannotBeReadMakesTheScanIncomplete) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to read as another user";
   TemporaryFolder folder;

@@ -24,8 +24,6 @@ inline constexpr std::string_view package =
     "a package (an app, or a document saved as a folder, such as .pages) is not copied";
 inline constexpr std::string_view link =
     "it, or a folder on its way, is now a link, which is not copied";
-inline constexpr std::string_view inCloud =
-    "it is in iCloud and not downloaded to this Mac yet. It copies once it has downloaded.";
 inline constexpr std::string_view unreadable =
     "it could not be read (macOS did not allow it, or it is damaged)";
 inline constexpr std::string_view changedWhileRead =
