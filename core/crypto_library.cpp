@@ -17,11 +17,21 @@ struct CryptoLibrary {
   explicit CryptoLibrary(const SharedLibrary& library)
       : digest(LUMIVALE_LIBRARY_FUNCTION(library, EVP_Digest)),
         sha256(LUMIVALE_LIBRARY_FUNCTION(library, EVP_sha256)),
-        decodeBlock(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DecodeBlock)) {}
+        decodeBlock(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DecodeBlock)),
+        newContext(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_new)),
+        freeContext(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_free)),
+        digestInit(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestInit_ex)),
+        digestUpdate(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestUpdate)),
+        digestFinal(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestFinal_ex)) {}
 
   decltype(&EVP_Digest) digest;
   decltype(&EVP_sha256) sha256;
   decltype(&EVP_DecodeBlock) decodeBlock;
+  decltype(&EVP_MD_CTX_new) newContext;
+  decltype(&EVP_MD_CTX_free) freeContext;
+  decltype(&EVP_DigestInit_ex) digestInit;
+  decltype(&EVP_DigestUpdate) digestUpdate;
+  decltype(&EVP_DigestFinal_ex) digestFinal;
 };
 
 const CryptoLibrary& cryptoLibrary() {
@@ -29,6 +39,18 @@ const CryptoLibrary& cryptoLibrary() {
   static const CryptoLibrary library(SharedLibrary("libcrypto.so.3", "libcrypto"));
   return library;
 }
+
+std::string hexOf(const unsigned char* digest, unsigned int length) {
+  static constexpr char hexDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) {
+    hex += hexDigits[digest[i] >> 4];
+    hex += hexDigits[digest[i] & 0xf];
+  }
+  return hex;
+}
+
+const char* const digestFailed = "could not compute a SHA-256 digest";
 
 }  // namespace
 
@@ -38,14 +60,39 @@ std::string sha256Hex(std::string_view bytes) {
   unsigned int length = 0;
   const int done =
       crypto.digest(bytes.data(), bytes.size(), digest.data(), &length, crypto.sha256(), nullptr);
-  if (done != 1) throw Error("could not compute a SHA-256 digest");
-  static constexpr char hexDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (unsigned int i = 0; i < length; ++i) {
-    hex += hexDigits[digest[i] >> 4];
-    hex += hexDigits[digest[i] & 0xf];
+  if (done != 1) throw Error(digestFailed);
+  return hexOf(digest.data(), length);
+}
+
+Sha256::Sha256() : context_(nullptr) {
+  const CryptoLibrary& crypto = cryptoLibrary();
+  EVP_MD_CTX* context = crypto.newContext();
+  if (context == nullptr || crypto.digestInit(context, crypto.sha256(), nullptr) != 1) {
+    crypto.freeContext(context);
+    throw Error(digestFailed);
   }
-  return hex;
+  context_ = context;
+}
+
+Sha256::~Sha256() {
+  cryptoLibrary().freeContext(static_cast<EVP_MD_CTX*>(context_));
+}
+
+void Sha256::update(std::string_view bytes) {
+  if (cryptoLibrary().digestUpdate(static_cast<EVP_MD_CTX*>(context_), bytes.data(),
+                                   bytes.size()) != 1) {
+    throw Error(digestFailed);
+  }
+}
+
+std::string Sha256::finish() {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned int length = 0;
+  if (cryptoLibrary().digestFinal(static_cast<EVP_MD_CTX*>(context_), digest.data(), &length) !=
+      1) {
+    throw Error(digestFailed);
+  }
+  return hexOf(digest.data(), length);
 }
 
 std::optional<std::string> base64UrlDecode(std::string_view text) {

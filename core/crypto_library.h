@@ -13,6 +13,21 @@ namespace lumivale {
 // The SHA-256 digest of `bytes`, as 64 lowercase hex digits.
 std::string sha256Hex(std::string_view bytes);
 
+// SHA-256 over bytes given piece by piece, for files too big to hold at once.
+class Sha256 {
+ public:
+  Sha256();
+  Sha256(const Sha256&) = delete;
+  Sha256& operator=(const Sha256&) = delete;
+  ~Sha256();
+  void update(std::string_view bytes);
+  // The digest as 64 lowercase hex digits; call once.
+  std::string finish();
+
+ private:
+  void* context_;
+};
+
 // The bytes `text` stands for in unpadded base64url; nullopt when it is not that.
 std::optional<std::string> base64UrlDecode(std::string_view text);
 

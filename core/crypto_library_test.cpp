@@ -19,6 +19,16 @@ TEST(CryptoLibrary, Sha256MatchesKnownDigests) {
   EXPECT_EQ(sha256Hex("a\0b"s), "59b271ae1bbcb1d31d41929817f4b16fb439eb4f31520b5ad1d5ce98920a7138");
 }
 
+TEST(CryptoLibrary, Sha256InPiecesMatchesTheWholeDigest) {
+  const std::string bytes(100'000, 'x');
+  Sha256 pieces;
+  for (std::size_t at = 0; at < bytes.size(); at += 4093) {
+    pieces.update(std::string_view(bytes).substr(at, 4093));
+  }
+  EXPECT_EQ(pieces.finish(), sha256Hex(bytes));
+  EXPECT_EQ(Sha256().finish(), sha256Hex(""));
+}
+
 TEST(CryptoLibrary, Base64UrlDecodesEveryRemainderAndTheUrlAlphabet) {
   EXPECT_EQ(base64UrlDecode(""), "");
   EXPECT_EQ(base64UrlDecode("Zg"), "f");

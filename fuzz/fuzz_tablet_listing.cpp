@@ -1,7 +1,9 @@
-// The three listing formats of a tablet folder, and the identity line of one item.
+// The three listing formats of a tablet folder, the Reading folder's tree, and the identity
+// line of one item.
 #include <chrono>
 
 #include "core/files/adb_files.h"
+#include "core/files/reading-folder/reading_tree.h"
 #include "core/files/remote_listing.h"
 #include "fuzz/fuzz_input.h"
 
@@ -11,6 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace std::chrono;
   auto input = FuzzInput::text(data, size);
   RemoteListing::parseFindPrintf(input, "/sdcard/Listing", "/sdcard/Listing");
+  ReadingTree::parse(input, "/sdcard/Listing");
   auto [names, statLines] = FuzzInput::halves(input);
   RemoteListing::joinNamesAndStat(RemoteListing::parseStatLines(statLines),
                                   RemoteListing::parseNames(names, "/sdcard/Listing"), "/sdcard");

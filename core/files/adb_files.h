@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +14,7 @@
 #include "core/files/files_error.h"
 #include "core/files/leftover_plan.h"
 #include "core/files/listing_format_cache.h"
+#include "core/files/reading-folder/reading_tree.h"
 #include "core/files/remote_entry.h"
 #include "core/files/transfer.h"
 #include "core/stop_token.h"
@@ -120,6 +123,41 @@ class AdbFiles {
   // Erases a staged copy that failed; never throws, since it runs while failing. Returns
   // whether it is gone.
   bool discardStage(const std::string& staged) const noexcept;
+
+  // The Reading folder's steps. "seen" is the item as the run's listing found it: a step
+  // that would replace or remove it first sets it aside and checks it is still that, and
+  // puts it back otherwise, refusing with "'{path}' changed on the tablet since it was
+  // looked at, so it was left as it is".
+  //
+  // Everything under `folder` in one listing; empty when the folder is not there yet.
+  ReadingTree readingTree(const std::string& folder) const;
+  // The digests of many files in few runs, by path; a file that cannot be read is left out.
+  std::map<std::string, std::string> sha256s(const std::vector<std::string>& paths) const;
+  // Sends `local` to a staging name in `folder`, with a record saying it is for `name`, and
+  // checks it arrived whole. Returns the staged path; on failure nothing is left.
+  std::string pushStaged(const std::filesystem::path& local, const std::string& folder,
+                         const std::string& name, TransferObserver* progress = nullptr) const;
+  // Gives a staged copy the name `target` when that is free (MoveSkipped when not).
+  void placeStaged(const std::string& staged, const std::string& target) const;
+  // placeStaged for many copies (staged path, target) in a few runs: returns the targets
+  // that now hold their copy; a copy whose name was taken stays staged.
+  std::set<std::string> publishStaged(
+      const std::vector<std::pair<std::string, std::string>>& moves) const;
+  // The identity lines (as `identity` gives them) of many items in few runs, by path;
+  // what is not there is left out.
+  std::map<std::string, std::string> identities(const std::vector<std::string>& paths) const;
+  // Puts a staged copy in place of `target`, which must still be as seen.
+  void replaceIfUnchanged(const std::string& staged, const std::string& target,
+                          const ReadingTree::Item& seen) const;
+  // Deletes `path`, which must still be as seen.
+  void removeIfUnchanged(const std::string& path, const ReadingTree::Item& seen) const;
+  // Moves `path` to `prefix` + `id` in its folder if it is still as seen; returns where.
+  std::string setAsideIfUnchanged(const std::string& path, const ReadingTree::Item& seen,
+                                  std::string_view prefix, const std::string& id) const;
+  // Puts an item set aside back under its name, which must be free.
+  void moveBack(const std::string& heldAs, const std::string& path) const;
+  // Removes a folder only if it is empty: false when it holds something.
+  bool removeEmptyFolder(const std::string& path) const;
 
  private:
   std::vector<RemoteEntry> listAs(RemoteListing::Format format, const std::string& path) const;

@@ -1,0 +1,231 @@
+// The staged operations of the Reading folder's sync run: each step leaves the tablet
+// either as it was or as asked, and nothing that changed on the tablet since it was
+// looked at is replaced or removed.
+#include <fmt/format.h>
+
+#include "core/files/adb_files.h"
+#include "core/files/adb_files_detail.h"
+#include "core/files/local_items.h"
+#include "core/files/remote_path.h"
+#include "core/tablet/adb_parse.h"
+
+namespace lumivale {
+
+using namespace files_detail;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::vector<std::string> treeFormat{"-printf", "%M|%s|%T@|", "-print0"};
+
+// Moves each pair of arguments ("$1" to "$2") where the name is free; the storage ignores
+// case, so the test sees a name taken in other capitals too.
+constexpr std::string_view publishScript =
+    R"(while [ $# -ge 2 ]; do [ -e "$2" ] || mv -n -- "$1" "$2"; shift 2; done; true)";
+
+// Each pair's staged path and target, in runs whose quoted length stays within the budget.
+std::vector<std::vector<std::string>> pairBatches(
+    const std::vector<std::pair<std::string, std::string>>& moves) {
+  std::vector<std::vector<std::string>> runs;
+  std::size_t length = 0;
+  for (const auto& [staged, target] : moves) {
+    const std::size_t more = staged.size() + target.size() + 8;
+    if (runs.empty() || length + more > batchBudget) {
+      runs.emplace_back();
+      length = 0;
+    }
+    runs.back().push_back(staged);
+    runs.back().push_back(target);
+    length += more;
+  }
+  return runs;
+}
+
+}  // namespace
+
+ReadingTree AdbFiles::readingTree(const std::string& folder) const {
+  const std::string valid = RemotePath::validate(folder);
+  auto result = exec({"find", valid + "/", "-mindepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
+                     folderTimeout, false);
+  if (result.status != 0) {
+    // A Reading folder not made yet holds nothing.
+    if (!present(valid)) return {};
+    throw FilesError::refused(
+        fmt::format("could not list {}: {}", shown(valid), displayable(firstLine(result.output))));
+  }
+  return ReadingTree::parse(result.output, valid);
+}
+
+std::map<std::string, std::string> AdbFiles::sha256s(const std::vector<std::string>& paths) const {
+  std::vector<std::string> valid;
+  for (const std::string& path : paths)
+    valid.push_back(RemotePath::validate(path));
+  std::map<std::string, std::string> digests;
+  for (const auto& batch : batches(valid, batchBudget)) {
+    std::vector<std::string> command{"sha256sum", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // A file gone meanwhile is left out, not a failure of the others.
+    const auto result = exec(command, folderTimeout, false);
+    for (const std::string_view line : AdbParse::lines(result.output)) {
+      if (line.size() < 67 ||
+          line.substr(0, 64).find_first_not_of("0123456789abcdef") != std::string_view::npos) {
+        continue;
+      }
+      digests[std::string(line.substr(66))] = std::string(line.substr(0, 64));
+    }
+  }
+  return digests;
+}
+
+std::string AdbFiles::pushStaged(const fs::path& local, const std::string& folder,
+                                 const std::string& name, TransferObserver* progress) const {
+  const std::string valid = RemotePath::validate(folder);
+  RemotePath::validateName(name);
+  const std::uint64_t bytes = LocalItems::localSize(local);
+  const std::string id = StagingRecord::newId();
+  noteStaging(valid, StagingRecord::mine(id, StagingRecord::Operation::copy, name));
+  const std::string staged = valid + "/" + std::string(partialPrefix) + id;
+  try {
+    sendStaged(local, staged, bytes, progress);
+    verifyStaged(staged, local, bytes);
+  } catch (...) {
+    settling().discardStage(staged);
+    settling().dropRecord(valid, id);
+    throw;
+  }
+  return staged;
+}
+
+std::map<std::string, std::string> AdbFiles::identities(
+    const std::vector<std::string>& paths) const {
+  std::map<std::string, std::string> found;
+  for (const auto& batch : batches(paths, batchBudget)) {
+    std::vector<std::string> command{"stat", "-c", "%d:%i:%s:%Y:%f|%n", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // What is not there is left out; the others are still read.
+    const auto result = exec(command, folderTimeout, false);
+    for (const std::string_view line : AdbParse::lines(result.output)) {
+      const std::size_t bar = line.find('|');
+      if (bar != std::string_view::npos) {
+        found[std::string(line.substr(bar + 1))] = std::string(line.substr(0, bar));
+      }
+    }
+  }
+  return found;
+}
+
+std::set<std::string> AdbFiles::publishStaged(
+    const std::vector<std::pair<std::string, std::string>>& moves) const {
+  std::vector<std::string> staged;
+  std::vector<std::string> targets;
+  for (const auto& [from, to] : moves) {
+    staged.push_back(RemotePath::validate(from));
+    targets.push_back(RemotePath::validate(to));
+  }
+  const auto before = identities(staged);
+  std::vector<std::pair<std::string, std::string>> valid;
+  for (std::size_t i = 0; i < moves.size(); ++i)
+    valid.emplace_back(staged[i], targets[i]);
+  for (const auto& batch : pairBatches(valid)) {
+    std::vector<std::string> command{"sh", "-c", std::string(publishScript), "publish"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    check(command, "put the copies in place", folderTimeout);
+  }
+  // A name is the copy's only if what holds it now is what was staged.
+  const auto after = identities(targets);
+  std::set<std::string> landed;
+  std::vector<std::string> records;
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    const auto was = before.find(staged[i]);
+    const auto now = after.find(targets[i]);
+    if (was == before.end() || now == after.end() || was->second != now->second) continue;
+    landed.insert(targets[i]);
+    if (const auto name = StagedName::of(RemotePath::name(staged[i]))) {
+      records.push_back(*RemotePath::parent(staged[i]) + "/" + StagingRecord::fileName(name->id));
+    }
+  }
+  for (const auto& batch : batches(records, batchBudget)) {
+    std::vector<std::string> command{"rm", "-f", "--"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    // A record left behind is erased by the next clean-up.
+    exec(command, stepTimeout, true);
+  }
+  return landed;
+}
+
+void AdbFiles::placeStaged(const std::string& staged, const std::string& target) const {
+  moveChecked(staged, RemotePath::validate(target),
+              "put " + RemotePath::name(target) + " in place");
+  const auto id = StagedName::of(RemotePath::name(staged));
+  if (id) dropRecord(*RemotePath::parent(staged), id->id);
+}
+
+std::string AdbFiles::setAsideIfUnchanged(const std::string& path, const ReadingTree::Item& seen,
+                                          std::string_view prefix, const std::string& id) const {
+  const std::string valid = RemotePath::validate(path);
+  const std::string name = RemotePath::name(valid);
+  const std::string heldAs = *RemotePath::parent(valid) + "/" + std::string(prefix) + id;
+  moveChecked(valid, heldAs, "set " + name + " aside");
+  // The listing's own format, to the fraction of a second: a same-size edit in the same
+  // second still shows.
+  std::vector<std::string> command{"find", heldAs, "-maxdepth", "0"};
+  command.insert(command.end(), treeFormat.begin(), treeFormat.end());
+  const auto result = exec(command, stepTimeout, false);
+  const ReadingTree now = ReadingTree::parse(result.output, *RemotePath::parent(heldAs));
+  const auto held = now.items.find(RemotePath::name(heldAs));
+  if (result.status == 0 && held != now.items.end() && !held->second.isFolder &&
+      held->second.size == seen.size && held->second.modified == seen.modified) {
+    return heldAs;
+  }
+  settling().moveBack(heldAs, valid);
+  throw FilesError::refused(fmt::format(
+      "'{}' changed on the tablet since it was looked at, so it was left as it is", shown(valid)));
+}
+
+void AdbFiles::moveBack(const std::string& heldAs, const std::string& path) const {
+  moveChecked(heldAs, RemotePath::validate(path), "put " + RemotePath::name(path) + " back");
+}
+
+void AdbFiles::replaceIfUnchanged(const std::string& staged, const std::string& target,
+                                  const ReadingTree::Item& seen) const {
+  const auto stagedName = StagedName::of(RemotePath::name(staged));
+  if (!stagedName || stagedName->kind != Leftover::unfinishedCopy) {
+    throw FilesError::refused(fmt::format("'{}' is not a staged copy", shown(staged)));
+  }
+  const std::string kept = setAsideIfUnchanged(target, seen, keptPrefix, stagedName->id);
+  try {
+    moveChecked(staged, RemotePath::validate(target),
+                "put " + RemotePath::name(target) + " in place");
+  } catch (...) {
+    settling().moveBack(kept, target);
+    throw;
+  }
+  check({"rm", "-f", "--", kept}, "erase the old " + RemotePath::name(target), stepTimeout);
+  dropRecord(*RemotePath::parent(staged), stagedName->id);
+}
+
+void AdbFiles::removeIfUnchanged(const std::string& path, const ReadingTree::Item& seen) const {
+  const std::string valid = RemotePath::validate(path);
+  const std::string folder = *RemotePath::parent(valid);
+  const LiveStaging live(StagingRecord::newId());
+  noteStaging(folder, StagingRecord::mine(live.id(), StagingRecord::Operation::remove,
+                                          RemotePath::name(valid)));
+  std::string held;
+  try {
+    held = setAsideIfUnchanged(valid, seen, deletingPrefix, live.id());
+  } catch (...) {
+    settleRecord(folder, live.id(), {folder + "/" + std::string(deletingPrefix) + live.id()});
+    throw;
+  }
+  check({"rm", "-f", "--", held}, "delete " + RemotePath::name(valid), stepTimeout);
+  dropRecord(folder, live.id());
+}
+
+bool AdbFiles::removeEmptyFolder(const std::string& path) const {
+  const std::string valid = confineChange(path, false, topChange);
+  if (exec({"rmdir", "--", valid}, stepTimeout, true).status == 0) return true;
+  if (!present(valid)) return true;
+  return false;
+}
+
+}  // namespace lumivale
