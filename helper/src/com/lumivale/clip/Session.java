@@ -22,14 +22,15 @@ final class Session {
     this.since = since;
   }
 
-  void start() throws Exception {
-    out.send("ready", "sdk", clipboard.sdk(), "mode", clipboard.mode());
+  // Changes are watched from before the ready line, and reported only after it.
+  synchronized void start() throws Exception {
     clipboard.watch(new Runnable() {
       @Override
       public void run() {
         changed();
       }
     });
+    out.send("ready", "sdk", clipboard.sdk(), "mode", clipboard.mode());
     // After a restart, what was copied while we were away is reported; older clips are not.
     if (since >= 0) changed();
   }
