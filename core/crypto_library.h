@@ -13,6 +13,9 @@ namespace lumivale {
 // The SHA-256 digest of `bytes`, as 64 lowercase hex digits.
 std::string sha256Hex(std::string_view bytes);
 
+// The bytes `text` stands for in padded standard base64; nullopt when it is not that.
+std::optional<std::string> base64Decode(std::string_view text);
+
 // The bytes `text` stands for in unpadded base64url; nullopt when it is not that.
 std::optional<std::string> base64UrlDecode(std::string_view text);
 
