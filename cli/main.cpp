@@ -6,6 +6,7 @@
 
 #include "cli/account_commands.h"
 #include "cli/cli_options.h"
+#include "cli/clipboard_commands.h"
 #include "cli/command_line.h"
 #include "cli/config_commands.h"
 #include "cli/device_commands.h"
@@ -24,7 +25,7 @@ namespace {
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
       "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files"};
+      "type",    "open", "setting", "warmth", "brightness", "files",      "clipboard"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -42,6 +43,10 @@ int main(int argc, char** argv) {
   cli::addDeviceCommands(app, options);
   cli::addSettingCommands(app, options);
   cli::addFilesCommands(app, options);
+  auto* clipboard =
+      app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
+  clipboard->require_subcommand(1);
+  cli::addClipboardCommands(*clipboard, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
   cli::addHelpAndVersion(app, version);
