@@ -115,7 +115,7 @@ TEST_F(CommandLineTest, AValueTypedThatIsNotTakenIsAUsageErrorBeforeAnyTabletIsS
 TEST_F(CommandLineTest, TheReadmeListsEveryCommandWithTheOptionsItsHelpShows) {
   std::ifstream readme(README);
   const std::regex commandLine(R"(^    lumivale ([a-z]+)(?: ([a-z-]+))?(.*)$)");
-  const std::set<std::string> groups{"setting", "files", "account", "config"};
+  const std::set<std::string> groups{"setting", "files", "clipboard", "account", "config"};
   std::map<std::string, std::string> listed;  // command path -> the rest of its line
   for (std::string line; std::getline(readme, line);) {
     std::smatch parts;
