@@ -6,23 +6,16 @@
 #include "core/clipboard/clip_error.h"
 #include "core/clipboard/testing/fake_clip_tablet.h"
 #include "core/crypto_library.h"
+#include "core/files/testing/message_of.h"
 
 namespace lumivale {
 namespace {
 
 using ::testing::ElementsAre;
 using testing::FakeClipTablet;
+using testing::messageOf;
 
 const std::string kPath(ClipHelper::remotePath);
-
-std::string messageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.message();
-  }
-  return "no failure";
-}
 
 TEST(ClipHelperTest, GivenNoHelperOnTheTabletWePushTheShippedOneAndCheckIt) {
   FakeClipTablet tablet;

@@ -6,6 +6,7 @@
 
 #include "core/clipboard/clip_error.h"
 #include "core/clipboard/testing/fake_clip_tablet.h"
+#include "core/files/testing/message_of.h"
 #include "core/tablet/testing/fake_adb_stream.h"
 
 namespace lumivale {
@@ -30,12 +31,7 @@ class ClipOneShotTest : public ::testing::Test {
 
   std::string failureOf(const std::function<void()>& request,
                         const std::function<void(FakeAdbStream&)>& script) {
-    try {
-      run(request, script);
-    } catch (const Error& error) {
-      return error.message();
-    }
-    return "no failure";
+    return testing::messageOf([&] { run(request, script); });
   }
 
   ClipRunners runners() { return {tablet, tablet, streams}; }
