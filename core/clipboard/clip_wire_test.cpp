@@ -83,12 +83,16 @@ TEST(ClipWireTest, ALineLongerThanTheMaximumIsRefusedEvenWhenItIsJson) {
 }
 
 TEST(ClipWireTest, SkipReasonsInWords) {
-  EXPECT_EQ(reasonText("too-large"), "larger than 256 KB");
-  EXPECT_EQ(reasonText("sensitive"), "marked as a password");
-  EXPECT_EQ(reasonText("secret"), "marked as a password");
-  EXPECT_EQ(reasonText("not-text"), "not plain text");
-  EXPECT_EQ(reasonText("denied"), "Mac clipboard access is off in System Settings");
-  EXPECT_EQ(reasonText("locked"), "locked");
+  const std::pair<std::string, std::string> cases[] = {
+      {"too-large", "larger than 256 KB"},
+      {"sensitive", "marked as a password"},
+      {"secret", "marked as a password"},
+      {"not-text", "not plain text"},
+      {"denied", "Mac clipboard access is off in System Settings"},
+      {"locked", "locked"},  // one we do not know, as it is
+  };
+  for (const auto& [reason, words] : cases)
+    EXPECT_EQ(reasonText(reason), words);
 }
 
 }  // namespace

@@ -43,148 +43,125 @@ final class ProtocolTests {
   static void register(String helperClasspath) {
     classpath = helperClasspath;
 
-    add("set and get carry the text byte for byte: lines, UTF-8, emoji, quotes, slashes",
-        new HostTests.Case() {
-          public void run() throws Exception {
-            try (HelperProcess helper = started()) {
-              checkEqual("{\"type\":\"empty\"}", sendAndRead(helper, "{\"type\":\"get\"}"));
-              // As the desktop writes it: raw UTF-8, slashes as they are, control characters escaped.
-              String set = "{\"type\":\"set\",\"text\":\"line one\\nline \\\"two\\\"\\t\\u0001 a/b"
-                  + " caf\u00e9 \uD83D\uDE00\"}";
-              checkEqual("{\"type\":\"ack\"}", sendAndRead(helper, set));
-              String text = "line one\nline \"two\"\t\u0001 a/b caf\u00e9 \uD83D\uDE00";
-              JSONObject stored = new JSONObject(helper.clipboardFile());
-              checkEqual(text, stored.getString("text"));
-              checkEqual("{\"type\":\"clip\",\"text\":\"line one\\nline \\\"two\\\"\\t\\u0001 a\\/b"
-                      + " caf\u00e9 \uD83D\uDE00\",\"reply\":true,\"at\":" + stored.getLong("at")
-                      + "}",
-                  sendAndRead(helper, "{\"type\":\"get\"}"));
-            }
-          }
-        });
-
-    add("the echo of our own set is dropped and the next copy on the tablet is reported",
-        new HostTests.Case() {
-          public void run() throws Exception {
-            try (HelperProcess helper = started()) {
-              checkEqual("{\"type\":\"ack\"}",
-                  sendAndRead(helper, "{\"type\":\"set\",\"text\":\"mine\"}"));
-              helper.copy("{\"text\":\"theirs\",\"at\":1000}");
-              checkEqual("{\"type\":\"clip\",\"text\":\"theirs\",\"reply\":false,\"at\":1000}",
-                  helper.next());
-            }
-          }
-        });
-
-    add("setting the text the clipboard already holds writes nothing", new HostTests.Case() {
-      public void run() throws Exception {
-        try (HelperProcess helper = started()) {
-          helper.copy("{\"text\":\"same\",\"at\":5}");
-          checkEqual(
-              "{\"type\":\"clip\",\"text\":\"same\",\"reply\":false,\"at\":5}", helper.next());
-          checkEqual(
-              "{\"type\":\"ack\"}", sendAndRead(helper, "{\"type\":\"set\",\"text\":\"same\"}"));
-          checkEqual("{\"text\":\"same\",\"at\":5}", helper.clipboardFile());
-        }
+    add("set and get carry the text byte for byte: lines, UTF-8, emoji, quotes, slashes", () -> {
+      try (HelperProcess helper = started()) {
+        checkEqual("{\"type\":\"empty\"}", sendAndRead(helper, "{\"type\":\"get\"}"));
+        // As the desktop writes it: raw UTF-8, slashes as they are, control characters
+        // escaped.
+        String set = "{\"type\":\"set\",\"text\":\"line one\\nline \\\"two\\\"\\t\\u0001 a/b"
+            + " caf\u00e9 \uD83D\uDE00\"}";
+        checkEqual("{\"type\":\"ack\"}", sendAndRead(helper, set));
+        String text = "line one\nline \"two\"\t\u0001 a/b caf\u00e9 \uD83D\uDE00";
+        JSONObject stored = new JSONObject(helper.clipboardFile());
+        checkEqual(text, stored.getString("text"));
+        checkEqual("{\"type\":\"clip\",\"text\":\"line one\\nline \\\"two\\\"\\t\\u0001 a\\/b"
+                + " caf\u00e9 \uD83D\uDE00\",\"reply\":true,\"at\":" + stored.getLong("at") + "}",
+            sendAndRead(helper, "{\"type\":\"get\"}"));
       }
     });
 
-    add("sensitive clips and clips that are not text are skipped with their reason",
-        new HostTests.Case() {
-          public void run() throws Exception {
-            try (HelperProcess helper = started()) {
-              helper.copy("{\"text\":\"hunter2\",\"sensitive\":true,\"at\":7}");
-              checkEqual("{\"type\":\"skipped\",\"reason\":\"sensitive\",\"reply\":false,\"at\":7}",
-                  helper.next());
-              checkEqual("{\"type\":\"skipped\",\"reason\":\"sensitive\",\"reply\":true,\"at\":7}",
-                  sendAndRead(helper, "{\"type\":\"get\"}"));
-              helper.copy("{\"at\":8}");
-              checkEqual("{\"type\":\"skipped\",\"reason\":\"not-text\",\"reply\":false,\"at\":8}",
-                  helper.next());
-            }
-          }
-        });
-
-    add("256 KB of UTF-8 goes across; one byte more is skipped either way", new HostTests.Case() {
-      public void run() throws Exception {
-        String limit = repeat("\u00e9", 128 * 1024);
-        try (HelperProcess helper = started()) {
-          helper.copy(new JSONObject().put("text", limit).put("at", 1).toString());
-          checkEqual(new JSONObject()
-                         .put("type", "clip")
-                         .put("text", limit)
-                         .put("reply", false)
-                         .put("at", 1)
-                         .toString(),
-              helper.next());
-          helper.copy(new JSONObject().put("text", limit + "x").put("at", 2).toString());
-          checkEqual("{\"type\":\"skipped\",\"reason\":\"too-large\",\"reply\":false,\"at\":2}",
-              helper.next());
-          String before = helper.clipboardFile();
-          String set = new JSONObject().put("type", "set").put("text", limit + "y").toString();
-          checkEqual("{\"type\":\"skipped\",\"reason\":\"too-large\",\"reply\":true}",
-              sendAndRead(helper, set));
-          checkEqual(before, helper.clipboardFile());
-        }
+    add("the echo of our own set is dropped and the next copy on the tablet is reported", () -> {
+      try (HelperProcess helper = started()) {
+        checkEqual(
+            "{\"type\":\"ack\"}", sendAndRead(helper, "{\"type\":\"set\",\"text\":\"mine\"}"));
+        helper.copy("{\"text\":\"theirs\",\"at\":1000}");
+        checkEqual(
+            "{\"type\":\"clip\",\"text\":\"theirs\",\"reply\":false,\"at\":1000}", helper.next());
       }
     });
 
-    add("--since reports what was copied after it, and no older clip", new HostTests.Case() {
-      public void run() throws Exception {
-        String away = "{\"text\":\"while away\",\"at\":5000}";
-        List<String> none = Collections.<String>emptyList();
-        try (HelperProcess helper = start(none, away, "--since", "4999")) {
-          checkEqual(READY, helper.next());
-          checkEqual("{\"type\":\"clip\",\"text\":\"while away\",\"reply\":false,\"at\":5000}",
-              helper.next());
-        }
-        try (HelperProcess helper = start(none, away, "--since", "5000")) {
-          checkEqual(READY, helper.next());
-          helper.copy("{\"text\":\"new\",\"at\":6000}");
-          checkEqual(
-              "{\"type\":\"clip\",\"text\":\"new\",\"reply\":false,\"at\":6000}", helper.next());
-        }
+    add("setting the text the clipboard already holds writes nothing", () -> {
+      try (HelperProcess helper = started()) {
+        helper.copy("{\"text\":\"same\",\"at\":5}");
+        checkEqual("{\"type\":\"clip\",\"text\":\"same\",\"reply\":false,\"at\":5}", helper.next());
+        checkEqual(
+            "{\"type\":\"ack\"}", sendAndRead(helper, "{\"type\":\"set\",\"text\":\"same\"}"));
+        checkEqual("{\"text\":\"same\",\"at\":5}", helper.clipboardFile());
       }
     });
 
-    add("a bad request is answered with an error and the helper goes on", new HostTests.Case() {
-      public void run() throws Exception {
-        try (HelperProcess helper = started()) {
-          checkEqual("{\"type\":\"error\",\"message\":\"undecodable request\"}",
-              sendAndRead(helper, "{\"type\":"));
-          checkEqual("{\"type\":\"error\",\"message\":\"unknown request type paste\"}",
-              sendAndRead(helper, "{\"type\":\"paste\"}"));
-          checkEqual("{\"type\":\"empty\"}", sendAndRead(helper, "{\"type\":\"get\"}"));
-        }
+    add("sensitive clips and clips that are not text are skipped with their reason", () -> {
+      try (HelperProcess helper = started()) {
+        helper.copy("{\"text\":\"hunter2\",\"sensitive\":true,\"at\":7}");
+        checkEqual("{\"type\":\"skipped\",\"reason\":\"sensitive\",\"reply\":false,\"at\":7}",
+            helper.next());
+        checkEqual("{\"type\":\"skipped\",\"reason\":\"sensitive\",\"reply\":true,\"at\":7}",
+            sendAndRead(helper, "{\"type\":\"get\"}"));
+        helper.copy("{\"at\":8}");
+        checkEqual("{\"type\":\"skipped\",\"reason\":\"not-text\",\"reply\":false,\"at\":8}",
+            helper.next());
       }
     });
 
-    add("quit, the end of the input and a missed ping each end the helper", new HostTests.Case() {
-      public void run() throws Exception {
-        try (HelperProcess helper = started()) {
-          helper.send("{\"type\":\"ping\"}");
-          helper.send("{\"type\":\"quit\"}");
-          checkEqual(0, helper.waitForExit());
-        }
-        try (HelperProcess helper = started()) {
-          helper.closeInput();
-          checkEqual(0, helper.waitForExit());
-        }
-        List<String> quickTimeout = Arrays.asList("-Dlumivale.clip.pingTimeoutMs=200");
-        try (HelperProcess helper = start(quickTimeout, null)) {
-          checkEqual(READY, helper.next());
-          checkEqual(0, helper.waitForExit());
-        }
+    add("256 KB of UTF-8 goes across; one byte more is skipped either way", () -> {
+      String limit = repeat("\u00e9", 128 * 1024);
+      try (HelperProcess helper = started()) {
+        helper.copy(new JSONObject().put("text", limit).put("at", 1).toString());
+        checkEqual(new JSONObject()
+                       .put("type", "clip")
+                       .put("text", limit)
+                       .put("reply", false)
+                       .put("at", 1)
+                       .toString(),
+            helper.next());
+        helper.copy(new JSONObject().put("text", limit + "x").put("at", 2).toString());
+        checkEqual("{\"type\":\"skipped\",\"reason\":\"too-large\",\"reply\":false,\"at\":2}",
+            helper.next());
+        String before = helper.clipboardFile();
+        String set = new JSONObject().put("type", "set").put("text", limit + "y").toString();
+        checkEqual("{\"type\":\"skipped\",\"reason\":\"too-large\",\"reply\":true}",
+            sendAndRead(helper, set));
+        checkEqual(before, helper.clipboardFile());
       }
     });
 
-    add("an unknown argument is refused", new HostTests.Case() {
-      public void run() throws Exception {
-        try (HelperProcess helper = start(Collections.<String>emptyList(), null, "--replay")) {
-          checkEqual(
-              "{\"type\":\"error\",\"message\":\"unknown argument --replay\"}", helper.next());
-          checkEqual(2, helper.waitForExit());
-        }
+    add("--since reports what was copied after it, and no older clip", () -> {
+      String away = "{\"text\":\"while away\",\"at\":5000}";
+      List<String> none = Collections.<String>emptyList();
+      try (HelperProcess helper = start(none, away, "--since", "4999")) {
+        checkEqual(READY, helper.next());
+        checkEqual("{\"type\":\"clip\",\"text\":\"while away\",\"reply\":false,\"at\":5000}",
+            helper.next());
+      }
+      try (HelperProcess helper = start(none, away, "--since", "5000")) {
+        checkEqual(READY, helper.next());
+        helper.copy("{\"text\":\"new\",\"at\":6000}");
+        checkEqual(
+            "{\"type\":\"clip\",\"text\":\"new\",\"reply\":false,\"at\":6000}", helper.next());
+      }
+    });
+
+    add("a bad request is answered with an error and the helper goes on", () -> {
+      try (HelperProcess helper = started()) {
+        checkEqual("{\"type\":\"error\",\"message\":\"undecodable request\"}",
+            sendAndRead(helper, "{\"type\":"));
+        checkEqual("{\"type\":\"error\",\"message\":\"unknown request type paste\"}",
+            sendAndRead(helper, "{\"type\":\"paste\"}"));
+        checkEqual("{\"type\":\"empty\"}", sendAndRead(helper, "{\"type\":\"get\"}"));
+      }
+    });
+
+    add("quit, the end of the input and a missed ping each end the helper", () -> {
+      try (HelperProcess helper = started()) {
+        helper.send("{\"type\":\"ping\"}");
+        helper.send("{\"type\":\"quit\"}");
+        checkEqual(0, helper.waitForExit());
+      }
+      try (HelperProcess helper = started()) {
+        helper.closeInput();
+        checkEqual(0, helper.waitForExit());
+      }
+      List<String> quickTimeout = Arrays.asList("-Dlumivale.clip.pingTimeoutMs=200");
+      try (HelperProcess helper = start(quickTimeout, null)) {
+        checkEqual(READY, helper.next());
+        checkEqual(0, helper.waitForExit());
+      }
+    });
+
+    add("an unknown argument is refused", () -> {
+      try (HelperProcess helper = start(Collections.<String>emptyList(), null, "--replay")) {
+        checkEqual("{\"type\":\"error\",\"message\":\"unknown argument --replay\"}", helper.next());
+        checkEqual(2, helper.waitForExit());
       }
     });
   }
