@@ -47,7 +47,12 @@ ClipWire::Incoming answer(ClipRunners runners, const std::string& serial,
       if (auto end = helper.ended()) throw fail(endReason(*end, ready, serial));
       throw fail(fmt::format("the helper did not answer within {:g} s", kAnswerTimeout.count()));
     }
-    auto decoded = ClipWire::decodeLine(*line);
+    ClipWire::Decoded decoded;
+    try {
+      decoded = ClipWire::decodeLine(*line);
+    } catch (const ClipError& undecodable) {
+      throw fail(undecodable.message());
+    }
     std::optional<ClipWire::Incoming> reply;
     std::visit(Overloaded{[&](const ClipWire::Ready&) {
                             ready = true;

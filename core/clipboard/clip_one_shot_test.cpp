@@ -68,6 +68,13 @@ TEST_F(ClipOneShotTest, AnErrorFromTheHelperIsSaid) {
             "IClipboard.getPrimaryClip: found getPrimaryClip(String)");
 }
 
+TEST_F(ClipOneShotTest, AnUndecodableLineIsSaid) {
+  const auto get = [&] { ClipOneShot::get(runners(), "LV1"); };
+  EXPECT_EQ(
+      failureOf(get, [](FakeAdbStream& helper) { helper.output("Picked up _JAVA_OPTIONS\n"); }),
+      "the tablet\u2019s clipboard was not read: undecodable clip from the tablet");
+}
+
 TEST_F(ClipOneShotTest, AHelperThatEndsIsToldFromOneThatNeverStarted) {
   const auto get = [&] { ClipOneShot::get(runners(), "LV1"); };
   EXPECT_EQ(failureOf(get,
