@@ -6,6 +6,7 @@
 
 #include "cli/account_commands.h"
 #include "cli/cli_options.h"
+#include "cli/clipboard_commands.h"
 #include "cli/clipboard_history_commands.h"
 #include "cli/command_line.h"
 #include "cli/config_commands.h"
@@ -26,8 +27,8 @@ namespace {
 // stops their adb run at once instead of ending the program around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
-      "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files",      "profile"};
+      "devices", "use",     "status", "info",       "wake",  "screenshot", "tap",      "type",
+      "open",    "setting", "warmth", "brightness", "files", "profile",    "clipboard"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
   auto* clipboard =
       app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
   clipboard->require_subcommand(1);
+  cli::addClipboardCommands(*clipboard, options);
   cli::addClipboardHistoryCommands(*clipboard, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);

@@ -95,25 +95,35 @@ std::string Sha256::finish() {
   return hexOf(digest.data(), length);
 }
 
+std::optional<std::string> base64Decode(std::string_view text) {
+  const size_t padding = text.size() - std::min(text.size(), text.find_last_not_of('=') + 1);
+  if (text.size() % 4 != 0 || padding > 2 ||
+      text.substr(0, text.size() - padding)
+              .find_first_not_of(
+                  "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/") !=
+          std::string_view::npos) {
+    return std::nullopt;
+  }
+  std::vector<unsigned char> bytes(text.size() / 4 * 3 + 1);
+  const int length =
+      cryptoLibrary().decodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                                  static_cast<int>(text.size()));
+  if (length < 0) return std::nullopt;
+  // EVP_DecodeBlock counts the bytes the padding stands for.
+  return std::string(reinterpret_cast<char*>(bytes.data()), static_cast<size_t>(length) - padding);
+}
+
 std::optional<std::string> base64UrlDecode(std::string_view text) {
   if (text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_") !=
           std::string_view::npos ||
       text.size() % 4 == 1) {
     return std::nullopt;
   }
-  // EVP_DecodeBlock reads the standard alphabet in whole, padded quads.
   std::string standard(text);
   std::replace(standard.begin(), standard.end(), '-', '+');
   std::replace(standard.begin(), standard.end(), '_', '/');
-  const size_t padding = (4 - standard.size() % 4) % 4;
-  standard.append(padding, '=');
-  std::vector<unsigned char> bytes(standard.size() / 4 * 3 + 1);
-  const int length = cryptoLibrary().decodeBlock(
-      bytes.data(), reinterpret_cast<const unsigned char*>(standard.data()),
-      static_cast<int>(standard.size()));
-  if (length < 0) return std::nullopt;
-  // EVP_DecodeBlock counts the bytes the padding stands for.
-  return std::string(reinterpret_cast<char*>(bytes.data()), static_cast<size_t>(length) - padding);
+  standard.append((4 - standard.size() % 4) % 4, '=');
+  return base64Decode(standard);
 }
 
 }  // namespace lumivale

@@ -28,6 +28,9 @@ class Sha256 {
   void* context_;
 };
 
+// The bytes `text` stands for in padded standard base64; nullopt when it is not that.
+std::optional<std::string> base64Decode(std::string_view text);
+
 // The bytes `text` stands for in unpadded base64url; nullopt when it is not that.
 std::optional<std::string> base64UrlDecode(std::string_view text);
 

@@ -49,5 +49,17 @@ TEST(CryptoLibrary, Base64UrlRefusesWhatIsNotUnpaddedBase64Url) {
   EXPECT_EQ(base64UrlDecode("Zm\xc3\xa9v"), std::nullopt);
 }
 
+TEST(CryptoLibrary, Base64DecodesPaddedStandardTextOnly) {
+  EXPECT_EQ(base64Decode(""), "");
+  EXPECT_EQ(base64Decode("Zg=="), "f");
+  EXPECT_EQ(base64Decode("Zm8="), "fo");
+  EXPECT_EQ(base64Decode("+/8A"), "\xfb\xff\0"s);
+  EXPECT_EQ(base64Decode("Zg"), std::nullopt);  // padding missing
+  EXPECT_EQ(base64Decode("Z==="), std::nullopt);
+  EXPECT_EQ(base64Decode("Z=g="), std::nullopt);
+  EXPECT_EQ(base64Decode("-_8A"), std::nullopt);  // the URL alphabet
+  EXPECT_EQ(base64Decode("Zm9v\n"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace lumivale

@@ -146,7 +146,9 @@ void AdbConnection::open(const Message& message, const FaultSettings& faults) {
   }
   if (shell) {
     request.command = withHiddenBuiltins(faults, std::move(request.command));
-    serve = [this, request](AdbStream& stream) { runShell(stream, context_.rootPath, request); };
+    serve = [this, request](AdbStream& stream) {
+      runShell(stream, context_.rootPath, request, context_.appProcess);
+    };
   } else if (service == "sync:") {
     serve = [this, dropAfter = faults.dropAfterBytes](AdbStream& stream) {
       runSync(stream, {context_.files, dropAfter, [this] { socket_.shutdown(); }});

@@ -8,6 +8,7 @@
 
 #include "standin/adb_socket.h"
 #include "standin/adb_stream.h"
+#include "standin/app_process_host.h"
 #include "standin/faults.h"
 #include "standin/root_fs.h"
 
@@ -18,6 +19,7 @@ struct DeviceContext {
   std::string rootPath;
   const RootFs& files;
   const Faults& faults;
+  const AppProcessHost& appProcess;
 };
 
 // The device side of one adb transport: the handshake, then streams, each

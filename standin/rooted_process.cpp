@@ -58,10 +58,21 @@ std::pair<UniqueFd, std::string> openTerminal() {
   ::_exit(127);
 }
 
+// `/system/bin/sh -c command` in the tablet root, or the shell alone when `command` is empty.
+Launch shellLaunch(const std::string& root, const std::string& command, StandardStreams streams) {
+  Launch launch{{"/system/bin/sh"}, shellEnvironment(), root};
+  if (!command.empty()) launch.arguments.insert(launch.arguments.end(), {"-c", command});
+  if (streams == StandardStreams::terminal) launch.environment.push_back("TERM=xterm-256color");
+  return launch;
+}
+
 }  // namespace
 
 RootedProcess::RootedProcess(const std::string& root, const std::string& command,
-                             StandardStreams streams) {
+                             StandardStreams streams)
+    : RootedProcess(shellLaunch(root, command, streams), streams) {}
+
+RootedProcess::RootedProcess(Launch launch, StandardStreams streams) {
   UniqueFd inRead, inWrite, outRead, outWrite, errRead, errWrite;
   std::string terminalPath;
   if (streams == StandardStreams::terminal) {
@@ -72,15 +83,11 @@ RootedProcess::RootedProcess(const std::string& root, const std::string& command
     if (streams == StandardStreams::separate) std::tie(errRead, errWrite) = makePipe();
   }
   // Everything the child touches is made before fork: only async-signal-safe calls follow.
-  std::vector<std::string> arguments{"/system/bin/sh"};
-  if (!command.empty()) arguments.insert(arguments.end(), {"-c", command});
   std::vector<char*> argv, envp;
-  for (auto& argument : arguments)
+  for (auto& argument : launch.arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
-  std::vector<std::string> environment = shellEnvironment();
-  if (streams == StandardStreams::terminal) environment.push_back("TERM=xterm-256color");
-  for (const auto& variable : environment)
+  for (const auto& variable : launch.environment)
     envp.push_back(const_cast<char*>(variable.c_str()));
   envp.push_back(nullptr);
   int errorTarget = errWrite ? errWrite.get() : outWrite.get();
@@ -105,10 +112,10 @@ RootedProcess::RootedProcess(const std::string& root, const std::string& command
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::signal(SIGPIPE, SIG_DFL);
-    if (::chroot(root.c_str()) != 0) failInChild("chroot");
+    if (!launch.root.empty() && ::chroot(launch.root.c_str()) != 0) failInChild("chroot");
     if (::chdir("/") != 0) failInChild("chdir");
     ::execve(argv[0], argv.data(), envp.data());
-    failInChild("exec /system/bin/sh");
+    failInChild("exec");
   }
   if (terminal_) {
     input_.reset(::dup(terminal_.get()));

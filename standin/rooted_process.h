@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 #include "core/tablet/unique_fd.h"
 
@@ -15,6 +16,13 @@ enum class StandardStreams {
   terminal,  // one pseudo-terminal for all three, as for an interactive shell
 };
 
+// What a process runs: its arguments and environment, chrooted into `root` unless empty.
+struct Launch {
+  std::vector<std::string> arguments;
+  std::vector<std::string> environment;
+  std::string root;
+};
+
 // A command run by the tablet's shell inside the tablet root, as root, in a
 // process group of its own so that closing its stream ends all it started.
 class RootedProcess {
@@ -22,6 +30,8 @@ class RootedProcess {
   // Runs `/system/bin/sh -c command` chrooted into `root`; an empty command
   // runs the shell on its standard input (interactive on a terminal).
   RootedProcess(const std::string& root, const std::string& command, StandardStreams streams);
+  // Runs what `launch` says: a host program that plays a tablet one (app_process).
+  RootedProcess(Launch launch, StandardStreams streams);
   RootedProcess(const RootedProcess&) = delete;
   RootedProcess& operator=(const RootedProcess&) = delete;
   // Kills and reaps a process that was not waited for.

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <thread>
 
 #include "standin/adb_message.h"
@@ -66,12 +67,16 @@ void pumpInput(AdbStream& stream, RootedProcess& process, ShellProtocol protocol
 
 }  // namespace
 
-void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request) {
+void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request,
+              const AppProcessHost& appProcess) {
   bool v2 = request.protocol == ShellProtocol::v2;
   auto streams = request.terminal ? StandardStreams::terminal
                  : v2             ? StandardStreams::separate
                                   : StandardStreams::merged;
-  RootedProcess process(root, request.command, streams);
+  auto hosted = appProcess.launch(request.command);
+  auto started = hosted ? std::make_unique<RootedProcess>(std::move(*hosted), streams)
+                        : std::make_unique<RootedProcess>(root, request.command, streams);
+  RootedProcess& process = *started;
   std::thread inputPump([&] { pumpInput(stream, process, request.protocol); });
 
   // Room for a packet header in every WRTE, so one read is one WRTE.

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "standin/adb_stream.h"
+#include "standin/app_process_host.h"
 
 namespace lumivale::standin {
 
@@ -18,8 +19,10 @@ struct ShellRequest {
   bool terminal = false;  // run on a pseudo-terminal (adb's "pty" option)
 };
 
-// Runs the command in the tablet root and carries its streams over `stream`
-// until the command ends or the host closes the stream (which kills it).
-void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request);
+// Runs the command in the tablet root (an app_process line on the host JVM) and carries
+// its streams over `stream` until the command ends or the host closes the stream (which
+// kills it).
+void runShell(AdbStream& stream, const std::string& root, const ShellRequest& request,
+              const AppProcessHost& appProcess);
 
 }  // namespace lumivale::standin

@@ -74,7 +74,10 @@ StandinServer::StandinServer(TabletRoot& root, FaultSettings faults,
     : root_(root),
       files_(root.path().string()),
       faults_(std::move(faults)),
-      context_{root.path().string(), files_, faults_},
+      appProcess_{root.path(), dataFolder / "helper-jars",
+                  root.path() / "data/standin/clipboard.json"},
+      clipboard_(appProcess_.clipboardFile),
+      context_{root.path().string(), files_, faults_, appProcess_},
       listener_(listenOnLoopback(port, port_)),
       controlSocket_(listenOnControlSocket(dataFolder / "control")) {
   root_.applyFaults(faults_.current());
@@ -139,6 +142,15 @@ void StandinServer::answerControl() {
 }
 
 std::string StandinServer::control(const std::string& request) {
+  constexpr std::string_view copyVerb = "clipboard copy ";
+  if (request == "clipboard") {
+    std::string clip = clipboard_.read();
+    return clip.empty() ? "" : clip + "\n";
+  }
+  if (request.starts_with(copyVerb)) {
+    clipboard_.copy(std::string_view(request).substr(copyVerb.size()));
+    return "";
+  }
   std::istringstream words(request);
   std::string verb, argument;
   words >> verb >> argument;
@@ -155,7 +167,9 @@ std::string StandinServer::control(const std::string& request) {
     return "";
   } else if (verb != "faults") {
     throw Error(
-        fmt::format("unknown request '{}' (fault FAULT, clear [NAME], faults, drop)", request));
+        fmt::format("unknown request '{}' (fault FAULT, clear [NAME], faults, drop, clipboard, "
+                    "clipboard copy CLIP)",
+                    request));
   }
   root_.applyFaults(faults);
   faults_.replace(faults);

@@ -12,6 +12,7 @@
 #include "standin/adb_connection.h"
 #include "standin/faults.h"
 #include "standin/root_fs.h"
+#include "standin/tablet_clipboard.h"
 #include "standin/tablet_root.h"
 
 namespace lumivale::standin {
@@ -44,6 +45,8 @@ class StandinServer {
   TabletRoot& root_;
   RootFs files_;
   Faults faults_;
+  AppProcessHost appProcess_;
+  TabletClipboard clipboard_;
   DeviceContext context_;
   uint16_t port_ = 0;  // set while listener_ is made
   UniqueFd listener_;

@@ -10,7 +10,8 @@ namespace {
 // What adb says when the tablet, or the adb server itself, went away under it.
 constexpr std::array kGoneSigns{
     std::string_view("no devices/emulators found"),
-    std::string_view("not found"),
+    std::string_view("' not found"),  // "error: device 'SERIAL' not found", not a shell's own
+    std::string_view("device not found"),
     std::string_view("device offline"),
     std::string_view("connection reset"),
     std::string_view("error: closed"),

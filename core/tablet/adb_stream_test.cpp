@@ -86,6 +86,11 @@ TEST(AdbStreamEndTest, TheEndIsToldFromWhatHappened) {
             Reason::disconnected);
   EXPECT_EQ(from({.status = 1, .stderrTail = "error: closed\n"}).message,
             "the tablet disconnected");
+  EXPECT_EQ(from({.status = 1, .stderrTail = "error: device 'LV1' not found\n"}).reason,
+            Reason::disconnected);
+  // What the tablet's own shell cannot find says nothing about the tablet.
+  EXPECT_EQ(from({.status = 127, .stderrTail = "/system/bin/sh: app_process: not found\n"}).reason,
+            Reason::exited);
   // A tablet that goes away while we stop it was still stopped by us.
   EXPECT_EQ(from({.status = 1, .stderrTail = "error: closed\n", .stopAsked = true}).reason,
             Reason::stopped);

@@ -317,6 +317,15 @@ void StandinTablet::dropConnections() const {
   control("drop");
 }
 
+std::string StandinTablet::clipboardRecord() const {
+  std::string record = control("clipboard");
+  if (!record.empty() && record.back() == '\n') record.pop_back();
+  return record;
+}
+void StandinTablet::copyOnTablet(const std::string& clipJson) const {
+  control("clipboard copy " + clipJson);
+}
+
 void StandinTablet::freeze() const {
   daemon_->signalIfRunning(SIGSTOP);
 }

@@ -144,6 +144,12 @@ class StandinTablet {
   void freeze() const;
   void thaw() const;
 
+  // The tablet's clipboard as stored, {"text":...,"sensitive":...,"at":...}; "" when nothing
+  // was ever copied.
+  std::string clipboardRecord() const;
+  // Copies on the tablet as an app would: {"text":"hi"}, {"text":"pw","sensitive":true}.
+  void copyOnTablet(const std::string& clipJson) const;
+
   // The taps, keys, typed text and started activities, one per line.
   std::string inputLog() const;
 

@@ -1,0 +1,3 @@
+package android.os;
+
+public class Binder implements IBinder {}

@@ -1,0 +1,5 @@
+package android.os;
+
+public interface IInterface {
+  IBinder asBinder();
+}

@@ -1,0 +1,3 @@
+package android.os;
+
+public class RemoteException extends Exception {}
