@@ -17,17 +17,39 @@ struct CryptoLibrary {
   explicit CryptoLibrary(const SharedLibrary& library)
       : digest(LUMIVALE_LIBRARY_FUNCTION(library, EVP_Digest)),
         sha256(LUMIVALE_LIBRARY_FUNCTION(library, EVP_sha256)),
-        decodeBlock(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DecodeBlock)) {}
+        decodeBlock(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DecodeBlock)),
+        sha1(LUMIVALE_LIBRARY_FUNCTION(library, EVP_sha1)),
+        contextNew(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_new)),
+        contextFree(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_free)),
+        digestInit(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestInit_ex)),
+        digestUpdate(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestUpdate)),
+        digestFinal(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestFinal_ex)) {}
 
   decltype(&EVP_Digest) digest;
   decltype(&EVP_sha256) sha256;
   decltype(&EVP_DecodeBlock) decodeBlock;
+  decltype(&EVP_sha1) sha1;
+  decltype(&EVP_MD_CTX_new) contextNew;
+  decltype(&EVP_MD_CTX_free) contextFree;
+  decltype(&EVP_DigestInit_ex) digestInit;
+  decltype(&EVP_DigestUpdate) digestUpdate;
+  decltype(&EVP_DigestFinal_ex) digestFinal;
 };
 
 const CryptoLibrary& cryptoLibrary() {
   // Initialised once even when several threads ask first; a failure is retried next time.
   static const CryptoLibrary library(SharedLibrary("libcrypto.so.3", "libcrypto"));
   return library;
+}
+
+std::string hexOf(const unsigned char* digest, unsigned int length) {
+  static constexpr char hexDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) {
+    hex += hexDigits[digest[i] >> 4];
+    hex += hexDigits[digest[i] & 0xf];
+  }
+  return hex;
 }
 
 }  // namespace
@@ -39,13 +61,37 @@ std::string sha256Hex(std::string_view bytes) {
   const int done =
       crypto.digest(bytes.data(), bytes.size(), digest.data(), &length, crypto.sha256(), nullptr);
   if (done != 1) throw Error("could not compute a SHA-256 digest");
-  static constexpr char hexDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (unsigned int i = 0; i < length; ++i) {
-    hex += hexDigits[digest[i] >> 4];
-    hex += hexDigits[digest[i] & 0xf];
+  return hexOf(digest.data(), length);
+}
+
+Digest::Digest(Kind kind) : context_(nullptr) {
+  const CryptoLibrary& crypto = cryptoLibrary();
+  EVP_MD_CTX* context = crypto.contextNew();
+  if (!context) throw Error("could not start a digest");
+  context_ = context;
+  const EVP_MD* type = kind == Kind::sha1 ? crypto.sha1() : crypto.sha256();
+  if (crypto.digestInit(context, type, nullptr) != 1) {
+    crypto.contextFree(context);
+    throw Error("could not start a digest");
   }
-  return hex;
+}
+
+Digest::~Digest() {
+  cryptoLibrary().contextFree(static_cast<EVP_MD_CTX*>(context_));
+}
+
+void Digest::update(std::string_view bytes) {
+  if (cryptoLibrary().digestUpdate(static_cast<EVP_MD_CTX*>(context_), bytes.data(),
+                                   bytes.size()) != 1)
+    throw Error("could not compute a digest");
+}
+
+std::string Digest::finishHex() {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned int length = 0;
+  if (cryptoLibrary().digestFinal(static_cast<EVP_MD_CTX*>(context_), digest.data(), &length) != 1)
+    throw Error("could not compute a digest");
+  return hexOf(digest.data(), length);
 }
 
 std::optional<std::string> base64UrlDecode(std::string_view text) {

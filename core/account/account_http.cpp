@@ -4,7 +4,7 @@
 #include <cctype>
 
 #include "core/account/auth_error.h"
-#include "core/account/curl_library.h"
+#include "core/curl_library.h"
 #include "core/cancelled.h"
 
 namespace lumivale {

@@ -1,4 +1,4 @@
-#include "core/account/curl_library.h"
+#include "core/curl_library.h"
 
 #include "core/shared_library.h"
 
