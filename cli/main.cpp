@@ -19,12 +19,13 @@
 
 namespace {
 
-// The commands that work on a tablet: they run under the command token, so an interrupt
-// stops their adb run at once instead of ending the program around it.
+// The commands that work on a tablet or download: they run under the command token, so
+// an interrupt stops their adb run or transfer at once instead of ending the program
+// around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
       "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files"};
+      "type",    "open", "setting", "warmth", "brightness", "files",      "tools"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }

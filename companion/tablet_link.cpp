@@ -1,11 +1,14 @@
 #include "companion/tablet_link.h"
 
+#include <cstdlib>
+
 #include <fmt/format.h>
 
 #include "companion/program_folder.h"
 #include "core/settings/config_store.h"
 #include "core/settings/environment.h"
 #include "core/tablet/adb_error.h"
+#include "core/tablet/tools/tools_receipt.h"
 
 namespace lumivale::companion {
 namespace fs = std::filesystem;
@@ -14,9 +17,26 @@ AdbSearch adbSearch() {
   Environment environment = productEnvironment();
   auto home = environment.find("HOME");
   fs::path settings = ConfigStore::directory();
+  // Our own copy is used only while it matches the receipt written when it was installed.
+  auto ownCopyCheck = [](const fs::path& adb) { return checkOwnCopy(adb.parent_path()); };
   return AdbSearch{environment,     home == environment.end() ? fs::path() : fs::path(home->second),
                    programFolder(), settings,
-                   nullptr,         settings / "adb-answered"};
+                   ownCopyCheck,    settings / "adb-answered"};
+}
+
+ToolsInstallOptions toolsInstallOptions() {
+  ToolsInstallOptions options;
+  options.supportFolder = ConfigStore::directory();
+  Environment environment = productEnvironment();
+  if (auto manifest = environment.find("LUMIVALE_TOOLS_MANIFEST_URL");
+      manifest != environment.end() && !manifest->second.empty())
+    options.manifestUrl = manifest->second;
+  if (auto deadline = environment.find("LUMIVALE_TOOLS_DEADLINE"); deadline != environment.end()) {
+    char* end = nullptr;
+    const double seconds = std::strtod(deadline->second.c_str(), &end);
+    if (end && *end == '\0' && seconds > 0) options.deadline = Seconds(seconds);
+  }
+  return options;
 }
 
 std::shared_ptr<AdbBridge> openBridge(StopToken command) {
