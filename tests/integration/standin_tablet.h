@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -143,6 +144,9 @@ class StandinTablet {
   // adb keeps its connection and waits. thaw() lets it go on; the destructor does too.
   void freeze() const;
   void thaw() const;
+
+  // The port of the Wi-Fi side once `adb tcpip` has opened it, and while it is awake.
+  std::optional<uint16_t> wifiPort() const;
 
   // The taps, keys, typed text and started activities, one per line.
   std::string inputLog() const;
