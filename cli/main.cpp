@@ -13,6 +13,7 @@
 #include "cli/files_commands.h"
 #include "cli/interrupt_cancel.h"
 #include "cli/setting_commands.h"
+#include "cli/wifi_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
 #include "core/cancelled.h"
@@ -24,8 +25,8 @@ namespace {
 // around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
-      "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files",      "tools"};
+      "devices", "use",     "status", "info",       "wake",  "screenshot", "tap", "type",
+      "open",    "setting", "warmth", "brightness", "files", "tools",      "wifi"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -43,6 +44,7 @@ int main(int argc, char** argv) {
   cli::addDeviceCommands(app, options);
   cli::addSettingCommands(app, options);
   cli::addFilesCommands(app, options);
+  cli::addWifiCommands(app, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
   cli::addHelpAndVersion(app, version);

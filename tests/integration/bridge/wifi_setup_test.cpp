@@ -1,0 +1,157 @@
+// `lumivale wifi setup` over the cable, then the tablet over Wi-Fi alone, through the real
+// adb on the stand-in.
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "core/tablet/tool_run.h"
+#include "tests/integration/standin_tablet.h"
+
+namespace lumivale {
+namespace {
+
+using testing::StandinTablet;
+
+class WifiSetupTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/lumivale-wifi-config-XXXXXX";
+    configFolder = ::mkdtemp(pattern);
+    // The stand-in's Wi-Fi side listens on loopback: that is its address on the network,
+    // and the only one these tests may ever dial.
+    ASSERT_EQ(tablet
+                  .shell("mkdir -p /data/standin/wifi && echo 127.0.0.1 > "
+                         "/data/standin/wifi/address")
+                  .status,
+              0);
+    ASSERT_EQ(tablet.shell("ip route").stdoutData,
+              "127.0.0.0/24 dev wlan0 proto kernel scope link src 127.0.0.1\n");
+    ASSERT_EQ(lumivale({"use", "--clear"}).status, 0) << "writes the settings file";
+    nlohmann::json settings = config();
+    settings["userId"] = "u1";
+    settings["wifiAllowUnencrypted"] = true;
+    writeConfig(settings);
+  }
+  void TearDown() override { std::filesystem::remove_all(configFolder); }
+
+  ToolRun lumivale(std::vector<std::string> arguments) {
+    Environment environment = tablet.adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
+    // The stand-in's first side counts as the cable; the one `adb tcpip` opens is Wi-Fi.
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(120));
+  }
+
+  nlohmann::json config() {
+    std::ifstream file(configFolder / "config.json");
+    return nlohmann::json::parse(file);
+  }
+  void writeConfig(const nlohmann::json& settings) {
+    std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
+  }
+
+  // Sets Wi-Fi up, then takes the cable away.
+  std::string setUpThenUnplug() {
+    ToolRun setUp = lumivale({"wifi", "setup"});
+    EXPECT_EQ(setUp.status, 0) << setUp.stderrData;
+    tablet.disconnect();
+    return "127.0.0.1:" + std::to_string(tablet.wifiPort().value_or(0));
+  }
+
+  StandinTablet tablet;
+  std::filesystem::path configFolder;
+};
+
+TEST_F(WifiSetupTest, SetUpOverTheCableThenEveryCommandWorksOverWifiAlone) {
+  ToolRun setUp = lumivale({"wifi", "setup"});
+  ASSERT_EQ(setUp.status, 0) << setUp.stderrData;
+  auto port = tablet.wifiPort();
+  ASSERT_TRUE(port);
+  const std::string wifiSerial = "127.0.0.1:" + std::to_string(*port);
+  EXPECT_EQ(setUp.stdoutData, "Wi-Fi is set up for LV-1 at " + wifiSerial + ".\n");
+
+  auto remembered = config()["wifiTablets"];
+  ASSERT_EQ(remembered.size(), 1u);
+  EXPECT_EQ(remembered[0]["serial"], tablet.serial());
+  EXPECT_EQ(remembered[0]["lastIP"], "127.0.0.1");
+  EXPECT_EQ(remembered[0]["lastPort"], *port);
+  EXPECT_EQ(remembered[0]["accountUserId"], "u1");
+  EXPECT_EQ(remembered[0]["transport"], "tcp");
+  EXPECT_EQ(remembered[0]["turnedOnWirelessDebugging"], true);
+  EXPECT_FALSE(remembered[0].contains("checkPending"));
+  EXPECT_EQ(tablet.shell("cat /data/local/tmp/lumivale-check").stdoutData,
+            remembered[0]["checkId"].get<std::string>() + "\n" +
+                remembered[0]["checkToken"].get<std::string>() + "\n");
+
+  // One tablet, two connections; the cable is used while it is there.
+  auto devices = nlohmann::json::parse(lumivale({"devices", "--json"}).stdoutData);
+  ASSERT_EQ(devices["tablets"].size(), 1u);
+  EXPECT_EQ(devices["tablets"][0]["connections"].size(), 2u);
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
+
+  tablet.disconnect();
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
+  ToolRun info = lumivale({"info", "--json"});
+  ASSERT_EQ(info.status, 0) << info.stderrData;
+  EXPECT_EQ(nlohmann::json::parse(info.stdoutData)["model"], "LV-1");
+  EXPECT_EQ(lumivale({"warmth", "40"}).status, 0);
+  EXPECT_EQ(lumivale({"warmth"}).stdoutData, "40\n");
+  ToolRun made = lumivale({"files", "mkdir", "Over the air"});
+  EXPECT_EQ(made.status, 0) << made.stderrData;
+  EXPECT_NE(lumivale({"files", "ls"}).stdoutData.find("Over the air"), std::string::npos);
+}
+
+TEST_F(WifiSetupTest, ATabletShowingAnotherCheckIsNotUsed) {
+  const std::string wifiSerial = setUpThenUnplug();
+  ASSERT_EQ(
+      tablet.adbServer()
+          ->adb({"-s", wifiSerial, "shell", "printf 'x\\ny\\n' > /data/local/tmp/lumivale-check"})
+          .status,
+      0);
+  ToolRun status = lumivale({"status"});
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData, "notConnected  " + wifiSerial +
+                                   "\nConnect your Lumivale with USB-C or over Wi-Fi first.\n");
+  EXPECT_EQ(lumivale({"info"}).stderrData,
+            "lumivale: Connect your Lumivale with USB-C or over Wi-Fi first.\n");
+}
+
+TEST_F(WifiSetupTest, ATabletRememberedByAnotherAccountIsNotUsed) {
+  setUpThenUnplug();
+  nlohmann::json settings = config();
+  settings["userId"] = "u2";
+  writeConfig(settings);
+  ToolRun status = lumivale({"status"});
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.stdoutData,
+            "notConnected\nConnect your Lumivale with USB-C or over Wi-Fi first.\n");
+}
+
+TEST_F(WifiSetupTest, SetUpNeedsAnAccountAndUnencryptedWifiAllowed) {
+  nlohmann::json settings = config();
+  settings["wifiAllowUnencrypted"] = false;
+  writeConfig(settings);
+  ToolRun refused = lumivale({"wifi", "setup"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.stderrData,
+            "lumivale: Wi-Fi set up over the cable is not encrypted, and this Mac allows only "
+            "encrypted Wi-Fi. Pair with a code instead (lumivale wifi pair HOST:PORT CODE), or "
+            "allow it with lumivale config set wifiAllowUnencrypted true.\n");
+  settings["wifiAllowUnencrypted"] = true;
+  settings.erase("userId");
+  writeConfig(settings);
+  refused = lumivale({"wifi", "setup"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.stderrData,
+            "lumivale: Sign in first (lumivale account signin), so that this Mac remembers your "
+            "Lumivale for your account.\n");
+  EXPECT_EQ(tablet.wifiPort(), std::nullopt) << "nothing was switched on";
+  EXPECT_EQ(config()["wifiTablets"], nlohmann::json::array());
+}
+
+}  // namespace
+}  // namespace lumivale
