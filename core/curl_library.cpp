@@ -21,4 +21,19 @@ const CurlLibrary& curlLibrary() {
   return library;
 }
 
+void setTransferOptions(const CurlLibrary& curl, CURL* handle, const char* url,
+                        long timeoutMilliseconds, curl_write_callback onBody,
+                        curl_xferinfo_callback onProgress, void* context) {
+  curl.easySetopt(handle, CURLOPT_URL, url);
+  curl.easySetopt(handle, CURLOPT_FOLLOWLOCATION, 0L);
+  curl.easySetopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl.easySetopt(handle, CURLOPT_NOSIGNAL, 1L);
+  curl.easySetopt(handle, CURLOPT_TIMEOUT_MS, timeoutMilliseconds);
+  curl.easySetopt(handle, CURLOPT_WRITEFUNCTION, onBody);
+  curl.easySetopt(handle, CURLOPT_WRITEDATA, context);
+  curl.easySetopt(handle, CURLOPT_XFERINFOFUNCTION, onProgress);
+  curl.easySetopt(handle, CURLOPT_XFERINFODATA, context);
+  curl.easySetopt(handle, CURLOPT_NOPROGRESS, 0L);
+}
+
 }  // namespace lumivale

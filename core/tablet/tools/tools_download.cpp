@@ -82,16 +82,7 @@ void fetchInto(const std::string& url, const std::string& what,
   if (!handle.handle) throw ToolsError("The HTTP library could not start.");
   Download download{sink, maxBytes, expectedBytes, progress, stop, 0, false, nullptr};
   CURL* easy = handle.handle;
-  curl.easySetopt(easy, CURLOPT_URL, url.c_str());
-  curl.easySetopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-  curl.easySetopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl.easySetopt(easy, CURLOPT_NOSIGNAL, 1L);
-  curl.easySetopt(easy, CURLOPT_TIMEOUT_MS, milliseconds);
-  curl.easySetopt(easy, CURLOPT_WRITEFUNCTION, onBody);
-  curl.easySetopt(easy, CURLOPT_WRITEDATA, &download);
-  curl.easySetopt(easy, CURLOPT_XFERINFOFUNCTION, onProgress);
-  curl.easySetopt(easy, CURLOPT_XFERINFODATA, &download);
-  curl.easySetopt(easy, CURLOPT_NOPROGRESS, 0L);
+  setTransferOptions(curl, easy, url.c_str(), milliseconds, onBody, onProgress, &download);
   // An error status ends the transfer before its body is taken for the download.
   curl.easySetopt(easy, CURLOPT_FAILONERROR, 1L);
   CURLcode code = curl.easyPerform(easy);

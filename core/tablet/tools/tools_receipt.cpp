@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 #include <fstream>
 
 #include <nlohmann/json.hpp>
@@ -13,6 +12,7 @@
 #include "core/settings/atomic_file.h"
 #include "core/settings/file_system_error.h"
 #include "core/tablet/unique_fd.h"
+#include "core/utc_now.h"
 
 namespace lumivale {
 namespace fs = std::filesystem;
@@ -44,15 +44,6 @@ std::map<std::string, fs::path> filesIn(const fs::path& folder) {
     if (name != ToolsReceipt::fileName) files[name] = entry.path();
   }
   return files;
-}
-
-std::string utcNow() {
-  std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text;
 }
 
 }  // namespace

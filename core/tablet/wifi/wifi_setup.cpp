@@ -1,7 +1,6 @@
 #include "core/tablet/wifi/wifi_setup.h"
 
 #include <chrono>
-#include <ctime>
 #include <random>
 
 #include <fmt/format.h>
@@ -10,6 +9,7 @@
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_parse.h"
+#include "core/utc_now.h"
 
 namespace lumivale::WifiSetup {
 namespace {
@@ -23,15 +23,6 @@ std::string randomHex(size_t length) {
   std::string text;
   for (size_t i = 0; i < length; ++i)
     text += digits[random() % 16];
-  return text;
-}
-
-std::string utcNow() {
-  std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
   return text;
 }
 

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/tablet/tool_run.h"
+#include "tests/integration/bridge/lumivale_run.h"
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale {
@@ -38,20 +39,13 @@ class WifiSetupTest : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(configFolder); }
 
+  // The stand-in's first side counts as the cable; the one `adb tcpip` opens is Wi-Fi.
   ToolRun lumivale(std::vector<std::string> arguments) {
-    Environment environment = tablet.adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
-    // The stand-in's first side counts as the cable; the one `adb tcpip` opens is Wi-Fi.
-    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
-    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(120));
+    return testing::runLumivale(tablet, configFolder, arguments);
   }
-
-  nlohmann::json config() {
-    std::ifstream file(configFolder / "config.json");
-    return nlohmann::json::parse(file);
-  }
+  nlohmann::json config() { return testing::readSettings(configFolder); }
   void writeConfig(const nlohmann::json& settings) {
-    std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
+    testing::writeSettings(configFolder, settings);
   }
 
   // Sets Wi-Fi up, then takes the cable away.
