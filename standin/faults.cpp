@@ -38,8 +38,9 @@ void applyFault(FaultSettings& settings, std::string_view fault) {
     settings.v1Shell = true;
   } else if (name == "low-space" && !hasValue) {
     settings.lowSpace = true;
-  } else if (name == "sleep" && !hasValue) {
+  } else if (name == "sleep" && (!hasValue || value == "keep-port")) {
     settings.asleep = true;
+    settings.wakesOnSamePort = hasValue;
   } else if (name == "booting") {
     settings.bootCompletesAt =
         static_cast<std::int64_t>(std::time(nullptr)) + parseCount(fault, value);
@@ -54,7 +55,8 @@ void applyFault(FaultSettings& settings, std::string_view fault) {
   } else {
     throw Error(fmt::format(
         "unknown fault '{}' (faults: unauthorized, offline, v1-shell, slow=MS, drop-after=BYTES, "
-        "drop-at=TEXT, hide=sha256sum|find-printf|readlink-e|realpath, low-space, sleep, "
+        "drop-at=TEXT, hide=sha256sum|find-printf|readlink-e|realpath, low-space, "
+        "sleep[=keep-port], "
         "booting=SECONDS)",
         fault));
   }
@@ -75,7 +77,7 @@ void clearFault(FaultSettings& settings, std::string_view name) {
   else if (name == "low-space")
     settings.lowSpace = false;
   else if (name == "sleep")
-    settings.asleep = false;
+    settings.asleep = false;  // how it wakes is kept for the waking
   else if (name == "booting")
     settings.bootCompletesAt.reset();
   else if (name == "slow")
@@ -102,7 +104,7 @@ std::vector<std::string> describeFaults(const FaultSettings& settings) {
   for (const auto& tool : settings.hiddenTools)
     faults.push_back("hide=" + tool);
   if (settings.lowSpace) faults.push_back("low-space");
-  if (settings.asleep) faults.push_back("sleep");
+  if (settings.asleep) faults.push_back(settings.wakesOnSamePort ? "sleep=keep-port" : "sleep");
   if (settings.bootCompletesAt) {
     const auto left = *settings.bootCompletesAt - static_cast<std::int64_t>(std::time(nullptr));
     if (left > 0) faults.push_back(fmt::format("booting={}", left));

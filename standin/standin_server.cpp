@@ -147,25 +147,24 @@ uint16_t StandinServer::listenOverWifi(uint16_t wanted) {
   std::lock_guard lock(wifiLock_);
   wifiWanted_ = true;
   if (!wifiListener_ && !faults_.current().asleep) {
-    openWifiSideLocked(wanted);
+    openWifiSideLocked(wanted, 0);
     const uint64_t one = 1;
     [[maybe_unused]] auto ignored = ::write(wake_.get(), &one, sizeof one);
   }
   return wifiPort_;
 }
 
-void StandinServer::openWifiSideLocked(uint16_t wanted) {
+void StandinServer::openWifiSideLocked(uint16_t wanted, uint16_t avoid) {
   // adb servers take a daemon on an emulator port for an emulator, and the port may be
   // taken on this machine: then the first free one above the cable side's, which tests
   // pick below the ports handed out for outgoing connections (adb dialling such a port
   // once it is closed again could be given it as its own end, and talk to itself).
-  const uint16_t before = wifiPort_;
   uint16_t bound = 0;
   uint32_t next = port_ + 1u;
   for (uint32_t port = wanted; !wifiListener_; port = next++) {
     if (next > port_ + 1000u) throw Error("no free port for the Wi-Fi side");
-    if (port == 0 || port > 65535 || isEmulatorPort(static_cast<uint16_t>(port)) ||
-        port == before || port == port_)
+    if (port == 0 || port > 65535 || isEmulatorPort(static_cast<uint16_t>(port)) || port == avoid ||
+        port == port_)
       continue;
     try {
       wifiListener_ = listenOnLoopback(static_cast<uint16_t>(port), bound);
@@ -182,17 +181,20 @@ void StandinServer::openWifiSideLocked(uint16_t wanted) {
 }
 
 // Asleep, the Wi-Fi side is gone with its connections; awake again, it listens on
-// another port, as a tablet whose wireless debugging restarted.
-void StandinServer::sleepOrWake(bool asleep) {
+// another port, as a tablet whose wireless debugging restarted, or on its old one.
+void StandinServer::sleepOrWake(const FaultSettings& faults) {
   std::lock_guard lock(wifiLock_);
   if (!wifiWanted_) return;
-  if (asleep && wifiListener_) {
+  if (faults.asleep && wifiListener_) {
     wifiListener_.reset();
     std::error_code ignored;
     std::filesystem::remove(dataFolder_ / "wifi-port", ignored);
     dropConnections(true);
-  } else if (!asleep && !wifiListener_) {
-    openWifiSideLocked(0);
+  } else if (!faults.asleep && !wifiListener_) {
+    if (faults.wakesOnSamePort)
+      openWifiSideLocked(wifiPort_, 0);
+    else
+      openWifiSideLocked(0, wifiPort_);
   }
 }
 
@@ -222,10 +224,13 @@ std::string StandinServer::control(const std::string& request) {
   if (verb == "fault" && !argument.empty()) {
     applyFault(faults, argument);
   } else if (verb == "clear") {
-    if (argument.empty())
+    if (argument.empty()) {
+      const bool samePort = faults.wakesOnSamePort;  // how a sleep ends is kept
       faults = {};
-    else
+      faults.wakesOnSamePort = samePort;
+    } else {
       clearFault(faults, argument);
+    }
   } else if (verb == "drop") {
     dropConnections();
     return "";
@@ -236,7 +241,7 @@ std::string StandinServer::control(const std::string& request) {
   const bool wasAsleep = faults_.current().asleep;
   root_.applyFaults(faults);
   faults_.replace(faults);
-  if (faults.asleep != wasAsleep) sleepOrWake(faults.asleep);
+  if (faults.asleep != wasAsleep) sleepOrWake(faults);
   std::string listing;
   for (const auto& fault : describeFaults(faults))
     listing += fault + "\n";

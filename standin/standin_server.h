@@ -45,8 +45,9 @@ class StandinServer {
   // The Wi-Fi side, as `adb tcpip` opens it: a second listener with the same tablet
   // behind it. Opened from a stream's thread, closed (by the sleep fault) from run().
   uint16_t listenOverWifi(uint16_t wanted);
-  void openWifiSideLocked(uint16_t wanted);
-  void sleepOrWake(bool asleep);
+  // Listens on `wanted` when it can, else on a free port other than `avoid`.
+  void openWifiSideLocked(uint16_t wanted, uint16_t avoid);
+  void sleepOrWake(const FaultSettings& faults);
 
   TabletRoot& root_;
   RootFs files_;

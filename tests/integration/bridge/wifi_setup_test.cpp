@@ -1,7 +1,11 @@
 // `lumivale wifi setup` over the cable, then the tablet over Wi-Fi alone, through the real
 // adb on the stand-in.
+#include <poll.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -123,6 +127,66 @@ TEST_F(WifiSetupTest, ATabletRememberedByAnotherAccountIsNotUsed) {
   EXPECT_EQ(status.status, 1);
   EXPECT_EQ(status.stdoutData,
             "notConnected\nConnect your Lumivale with USB-C or over Wi-Fi first.\n");
+}
+
+TEST_F(WifiSetupTest, ATabletBackFromSleepIsConnectedAgain) {
+  const std::string wifiSerial = setUpThenUnplug();
+  const std::string again = tablet.serial() + ": connected again at " + wifiSerial + "\n";
+  // Asleep, then back on its port; adb has let go of it, so only the round brings it back.
+  auto sleepAndWake = [&] {
+    tablet.setFault("sleep=keep-port");
+    tablet.adbServer()->adb({"disconnect", wifiSerial});
+    tablet.clearFault("sleep");
+    EXPECT_EQ(tablet.wifiPort(), std::stoi(wifiSerial.substr(wifiSerial.rfind(':') + 1)));
+  };
+  sleepAndWake();
+  EXPECT_EQ(lumivale({"status"}).status, 1);
+  ToolRun connected = lumivale({"wifi", "connect"});
+  EXPECT_EQ(connected.status, 0) << connected.stderrData;
+  EXPECT_EQ(connected.stdoutData, again);
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
+  EXPECT_EQ(lumivale({"wifi", "connect"}).stdoutData,
+            tablet.serial() + ": connected as " + wifiSerial + "\n");
+
+  // The loop in the foreground: its first round finds the tablet; Ctrl-C ends it.
+  sleepAndWake();
+  Environment environment = tablet.adbEnvironment();
+  environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
+  environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+  auto watch = Spawn::launch(LUMIVALE_CLI, {"wifi", "watch"}, environment, true, false);
+  std::string printed;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  while (printed.find(again) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+    pollfd ready{watch->stdoutPipe()->get(), POLLIN, 0};
+    if (::poll(&ready, 1, 1000) <= 0) continue;
+    char buffer[512];
+    ssize_t count = ::read(watch->stdoutPipe()->get(), buffer, sizeof buffer);
+    if (count <= 0) break;
+    printed.append(buffer, static_cast<size_t>(count));
+  }
+  EXPECT_EQ(printed, again);
+  watch->signalIfRunning(SIGINT);
+  EXPECT_EQ(watch->wait(), 130);
+}
+
+TEST_F(WifiSetupTest, AForgottenTabletIsNoLongerUsed) {
+  const std::string wifiSerial = setUpThenUnplug();
+  ToolRun listed = lumivale({"wifi", "list"});
+  EXPECT_EQ(listed.stdoutData, tablet.serial() + "  LV-1  " + wifiSerial + "  tcp\n");
+  ToolRun unknown = lumivale({"wifi", "forget", "LV1-ELSEWHERE"});
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_EQ(unknown.stderrData,
+            "lumivale: no Lumivale with serial 'LV1-ELSEWHERE' is set up for Wi-Fi with this "
+            "account (see lumivale wifi list)\n");
+
+  ToolRun forgotten = lumivale({"wifi", "forget", tablet.serial()});
+  EXPECT_EQ(forgotten.status, 0) << forgotten.stderrData;
+  EXPECT_EQ(forgotten.stdoutData, "Forgot LV-1 (" + tablet.serial() + ").\n");
+  EXPECT_EQ(config()["wifiTablets"], nlohmann::json::array());
+  EXPECT_EQ(lumivale({"status"}).stdoutData,
+            "notConnected\nConnect your Lumivale with USB-C or over Wi-Fi first.\n");
+  EXPECT_EQ(lumivale({"wifi", "list"}).stdoutData,
+            "No Lumivale is set up for Wi-Fi with this account (lumivale wifi setup).\n");
 }
 
 TEST_F(WifiSetupTest, SetUpNeedsAnAccountAndUnencryptedWifiAllowed) {
