@@ -10,6 +10,7 @@
 
 #include "cli/exit_codes.h"
 #include "companion/tablet_link.h"
+#include "core/pause.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
@@ -133,7 +134,7 @@ void addWifiCommands(CLI::App& app, GlobalOptions& options) {
         auto bridge = companion::openBridge(options.command);
         for (;;) {
           connectRound(*bridge, std::nullopt, options.command);
-          WifiReconnect::waitForNextRound(options.command);
+          pauseFor(options.command, WifiReconnect::interval);
         }
       });
 }

@@ -8,6 +8,7 @@
 #include "core/settings/config_store.h"
 #include "core/settings/environment.h"
 #include "core/tablet/adb_error.h"
+#include "core/tablet/startup_gate.h"
 #include "core/tablet/tools/tools_receipt.h"
 
 namespace lumivale::companion {
@@ -65,6 +66,21 @@ std::string serialNotConnected(const std::string& serial) {
   return fmt::format("no Lumivale with serial '{}' is connected (see lumivale devices)", serial);
 }
 
+namespace {
+
+// A connection adb has just numbered anew is a tablet that has just appeared: work waits
+// until it has finished starting.
+void waitUntilStarted(AdbBridge& bridge, const std::string& serial) {
+  const fs::path memo = ConfigStore::directory() / "started-tablets";
+  auto transport = bridge.transportId(serial);
+  if (transport && StartupGate::seenStarted(memo, serial, *transport)) return;
+  const Seconds wait = StartupGate::limit * StandinHooks::from(productEnvironment()).timeoutScale;
+  StartupGate::waitUntilStarted(bridge, serial, wait);
+  if (transport) StartupGate::rememberStarted(memo, serial, *transport);
+}
+
+}  // namespace
+
 ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
                                const std::optional<std::string>& pinnedSerial,
                                const LumivaleConfig& config) {
@@ -73,6 +89,7 @@ ReadyTablet requireReadyTablet(std::shared_ptr<AdbBridge> bridge,
   if (pinnedSerial && look.choice.state == TabletState::chosenAway)
     throw AdbError(serialNotConnected(*pinnedSerial));
   if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
+  waitUntilStarted(*bridge, *look.serial);
   for (const auto& tablet : look.tablets)
     if (tablet.hasSerial(*look.serial)) bridge->pin(tablet);
   return {std::move(bridge), *look.serial};

@@ -1,8 +1,6 @@
 #include "core/tablet/wifi/wifi_reconnect.h"
 
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 
 #include <fmt/format.h>
 
@@ -103,23 +101,6 @@ std::vector<ReconnectOutcome> round(AdbBridge& bridge, const std::optional<std::
     outcomes.push_back(tryTablet(bridge, tablet, config.wifiTablets, listed, stop));
   }
   return outcomes;
-}
-
-void waitForNextRound(const StopToken& stop, Seconds pause) {
-  std::mutex mutex;
-  std::condition_variable cancelled;
-  bool stopped = false;
-  StopToken::Hold hold = stop.hold([&] {
-    std::lock_guard lock(mutex);
-    stopped = true;
-    cancelled.notify_all();
-  });
-  {
-    std::unique_lock lock(mutex);
-    cancelled.wait_for(lock, pause, [&] { return stopped; });
-  }
-  hold.release();
-  stop.throwIfCancelled();
 }
 
 std::string describe(const ReconnectOutcome& outcome) {

@@ -34,9 +34,6 @@ std::vector<ReconnectOutcome> round(AdbBridge& bridge,
                                     const std::optional<std::string>& onlySerial = std::nullopt,
                                     const StopToken* stop = nullptr);
 
-// Waits `pause` before the next round; throws Cancelled at once when `stop` is cancelled.
-void waitForNextRound(const StopToken& stop, Seconds pause = interval);
-
 // "SERIAL: connected again at 192.168.1.47:5555", as the reconnect loop prints it.
 std::string describe(const ReconnectOutcome& outcome);
 

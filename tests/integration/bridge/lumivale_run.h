@@ -18,10 +18,13 @@ namespace lumivale::testing {
 // `cabled`: the stand-in is named as one, so it counts as a cable connection; otherwise
 // its TCP serial is Wi-Fi.
 inline ToolRun runLumivale(const StandinTablet& tablet, const std::filesystem::path& configFolder,
-                           const std::vector<std::string>& arguments, bool cabled = true) {
+                           const std::vector<std::string>& arguments, bool cabled = true,
+                           const Environment& extra = {}) {
   Environment environment = tablet.adbEnvironment();
   environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
   if (cabled) environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+  for (const auto& [name, value] : extra)
+    environment[name] = value;
   return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(120));
 }
 
