@@ -107,6 +107,20 @@ void addWifiCommands(CLI::App& app, GlobalOptions& options) {
     setUp(options);
   });
 
+  auto* pair = wifi->add_subcommand(
+      "pair", "Set up Wi-Fi by pairing with the code the tablet shows (Wireless debugging)");
+  auto hostPort = std::make_shared<std::string>();
+  auto code = std::make_shared<std::string>();
+  pair->add_option("address", *hostPort, "HOST:PORT, as the tablet shows it for pairing")
+      ->required();
+  pair->add_option("code", *code, "The six-digit code")->required();
+  pair->callback([&options, hostPort, code] {
+    auto bridge = companion::openBridge(options.command);
+    RememberedTablet tablet = WifiSetup::withCode(*bridge, *hostPort, *code, ConfigStore::load());
+    std::cout << fmt::format("Paired; Wi-Fi is set up for {} at {}:{}.\n", tablet.name,
+                             tablet.lastIP, tablet.lastPort);
+  });
+
   auto* listCommand = wifi->add_subcommand("list", "The tablets set up for Wi-Fi");
   auto json = std::make_shared<bool>(false);
   listCommand->add_flag("--json", *json, "Print JSON, as the settings file holds them");

@@ -16,6 +16,7 @@ namespace {
 
 constexpr Seconds kStep{10};
 constexpr Seconds kBackOnCable{30};
+constexpr Seconds kPairTimeout{30};
 
 std::string randomHex(size_t length) {
   static constexpr char digits[] = "0123456789abcdef";
@@ -52,6 +53,67 @@ void remember(const std::string& serial, const std::optional<RememberedTablet>& 
   });
 }
 
+void requireAccount(const LumivaleConfig& config) {
+  if (!config.userId)
+    throw AdbError(
+        "Sign in first (lumivale account signin), so that this Mac remembers your Lumivale "
+        "for your account.");
+}
+
+// The tablet as it will be remembered, with a fresh check, still pending.
+RememberedTablet entryFor(const std::string& serial, const std::string& model,
+                          const std::string& address, int port, const LumivaleConfig& config,
+                          const std::optional<RememberedTablet>& earlier) {
+  TabletCheck check = freshCheck();
+  RememberedTablet tablet;
+  tablet.serial = serial;
+  tablet.model = model.empty() ? "LV-1" : model;
+  tablet.name = earlier ? earlier->name : tablet.model;
+  tablet.lastIP = address;
+  tablet.lastPort = port;
+  tablet.pairedAt = utcNow();
+  tablet.accountUserId = config.userId;
+  tablet.checkId = check.id;
+  tablet.checkToken = check.token;
+  tablet.checkPending = true;
+  return tablet;
+}
+
+std::optional<RememberedTablet> rememberedAs(const LumivaleConfig& config,
+                                             const std::string& serial) {
+  for (const auto& known : config.wifiTablets)
+    if (known.serial == serial) return known;
+  return std::nullopt;
+}
+
+// Remembers `tablet`, as pending, before the tablet is told; leaves its check over
+// `leaveOver`, connects over Wi-Fi and reads the check back there, and only then takes
+// the check as no longer pending. A failure takes the earlier entry back (a check left
+// on the tablet then matches nothing remembered).
+RememberedTablet checkIn(AdbBridge& bridge, RememberedTablet tablet, const std::string& leaveOver,
+                         const std::optional<RememberedTablet>& earlier, const StopToken* stop) {
+  const TabletCheck check{*tablet.checkId, *tablet.checkToken};
+  const std::string wifiSerial = fmt::format("{}:{}", tablet.lastIP, tablet.lastPort);
+  remember(tablet.serial, tablet);
+  try {
+    bridge.leaveCheck(leaveOver, check, stop);
+    bridge.connect(wifiSerial, stop);
+    if (bridge.readCheck(wifiSerial, stop) != check) {
+      bridge.disconnect(wifiSerial, stop);
+      throw AdbError(fmt::format(
+          "The Lumivale at {} did not show the check this Mac left on it, so it is not used. "
+          "Set up Wi-Fi for it again (lumivale wifi setup or lumivale wifi pair).",
+          wifiSerial));
+    }
+  } catch (...) {
+    remember(tablet.serial, earlier);
+    throw;
+  }
+  tablet.checkPending.reset();
+  remember(tablet.serial, tablet);
+  return tablet;
+}
+
 }  // namespace
 
 TabletCheck freshCheck() {
@@ -60,10 +122,7 @@ TabletCheck freshCheck() {
 
 RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
                            const LumivaleConfig& config, const StopToken* stop) {
-  if (!config.userId)
-    throw AdbError(
-        "Sign in first (lumivale account signin), so that this Mac remembers your Lumivale "
-        "for your account.");
+  requireAccount(config);
   if (!config.wifiAllowUnencrypted)
     throw AdbError(
         "Wi-Fi set up over the cable is not encrypted, and this Mac allows only encrypted "
@@ -84,48 +143,48 @@ RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
     port = listeningPort(bridge, cableSerial, stop).value_or(defaultPort);
   }
   std::string model = firstLine(bridge.shell(cableSerial, "getprop ro.product.model", kStep, stop));
-
-  std::optional<RememberedTablet> earlier;
-  for (const auto& known : config.wifiTablets)
-    if (known.serial == cableSerial) earlier = known;
-  TabletCheck check = freshCheck();
-  RememberedTablet tablet;
-  tablet.serial = cableSerial;
-  tablet.model = model.empty() ? "LV-1" : model;
-  tablet.name = earlier ? earlier->name : tablet.model;
-  tablet.lastIP = *address;
-  tablet.lastPort = *port;
-  tablet.pairedAt = utcNow();
-  tablet.accountUserId = config.userId;
+  auto earlier = rememberedAs(config, cableSerial);
+  RememberedTablet tablet = entryFor(cableSerial, model, *address, *port, config, earlier);
   tablet.transport = "tcp";
-  tablet.checkId = check.id;
-  tablet.checkToken = check.token;
-  tablet.checkPending = true;
   tablet.turnedOnWirelessDebugging =
       turnedOn || (earlier && earlier->turnedOnWirelessDebugging.value_or(false));
+  return checkIn(bridge, tablet, cableSerial, earlier, stop);
+}
 
-  // Remembered, as pending, before the tablet is told; a failure takes the earlier entry
-  // back, and a check it left on the tablet then matches nothing remembered.
-  remember(cableSerial, tablet);
-  const std::string wifiSerial = fmt::format("{}:{}", *address, *port);
+RememberedTablet withCode(AdbBridge& bridge, const std::string& hostPort, const std::string& code,
+                          const LumivaleConfig& config, const StopToken* stop) {
+  requireAccount(config);
   try {
-    bridge.leaveCheck(cableSerial, check, stop);
-    bridge.connect(wifiSerial, stop);
-    if (bridge.readCheck(wifiSerial, stop) != check) {
-      bridge.disconnect(wifiSerial, stop);
-      throw AdbError(fmt::format(
-          "The Lumivale at {} did not show the check this Mac left over the cable, so it is "
-          "not used. Make sure the tablet on the cable is the one on this Wi-Fi, then run "
-          "lumivale wifi setup again.",
-          wifiSerial));
-    }
-  } catch (...) {
-    remember(cableSerial, earlier);
-    throw;
+    bridge.pair(hostPort, code, kPairTimeout, stop);
+  } catch (const AdbError& error) {
+    if (error.message().find("unknown command pair") == std::string::npos) throw;
+    throw AdbError(fmt::format(
+        "The adb in use ({}) cannot pair with a code. Get Google’s own with lumivale tools "
+        "install --agree-to-google-terms, then pair again; or set up Wi-Fi over the cable with "
+        "lumivale wifi setup.",
+        bridge.adbPath().string()));
   }
-  tablet.checkPending.reset();
-  remember(cableSerial, tablet);
-  return tablet;
+  // Paired: the tablet advertises where it takes connections.
+  const std::string host = hostPort.substr(0, hostPort.rfind(':'));
+  std::optional<MdnsService> service;
+  for (const auto& found : bridge.mdnsServices(stop))
+    if (found.host == host && found.type.find("_adb-tls-connect") != std::string::npos)
+      service = found;
+  if (!service)
+    throw AdbError(fmt::format(
+        "Paired with {}, but it does not say where to connect. Keep Wireless debugging open on "
+        "your Lumivale, then run lumivale wifi pair again.",
+        host));
+  const std::string wifiSerial = bridge.connect(fmt::format("{}:{}", host, service->port), stop);
+  std::string serial = firstLine(bridge.shell(wifiSerial, "getprop ro.serialno", kStep, stop));
+  std::string model = firstLine(bridge.shell(wifiSerial, "getprop ro.product.model", kStep, stop));
+  if (serial.empty()) serial = service->instance;
+  auto earlier = rememberedAs(config, serial);
+  RememberedTablet tablet = entryFor(serial, model, host, service->port, config, earlier);
+  tablet.transport = "tls";
+  tablet.mdnsName = service->instance;
+  tablet.turnedOnWirelessDebugging = earlier && earlier->turnedOnWirelessDebugging.value_or(false);
+  return checkIn(bridge, tablet, wifiSerial, earlier, stop);
 }
 
 }  // namespace lumivale::WifiSetup

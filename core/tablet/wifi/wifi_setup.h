@@ -24,4 +24,11 @@ TabletCheck freshCheck();
 RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
                            const LumivaleConfig& config, const StopToken* stop = nullptr);
 
+// Sets up Wi-Fi by pairing with the six-digit code the tablet shows (an encrypted
+// connection): `adb pair`, then the connect port the tablet advertises over mDNS, and the
+// check left and read back over that connection. An adb that cannot pair is said so, with
+// the way to Google's tools.
+RememberedTablet withCode(AdbBridge& bridge, const std::string& hostPort, const std::string& code,
+                          const LumivaleConfig& config, const StopToken* stop = nullptr);
+
 }  // namespace lumivale::WifiSetup

@@ -189,6 +189,65 @@ TEST_F(WifiSetupTest, AForgottenTabletIsNoLongerUsed) {
             "No Lumivale is set up for Wi-Fi with this account (lumivale wifi setup).\n");
 }
 
+// The real adb, with the two commands Debian's lacks answered as a tablet showing its
+// pairing code would: `pair` and `mdns services`.
+std::filesystem::path scriptedSdk(const std::filesystem::path& folder) {
+  std::filesystem::create_directories(folder / "platform-tools");
+  std::ofstream(folder / "platform-tools/adb") << R"(#!/bin/sh
+case "$1" in
+pair)
+  if [ "$3" != "$PAIRING_CODE" ]; then
+    echo "Failed: Wrong password or connection was dropped."
+    exit 1
+  fi
+  echo "Successfully paired to $2 [guid=adb-LV1S0000STANDIN-x1]" ;;
+mdns)
+  printf 'List of discovered mdns services\n'
+  printf 'adb-LV1S0000STANDIN-x1\t_adb-tls-pairing._tcp.\t127.0.0.1:1\n'
+  printf 'adb-LV1S0000STANDIN-x1\t_adb-tls-connect._tcp.\t127.0.0.1:%s\n' "$WIFI_PORT" ;;
+*) exec /usr/bin/adb "$@" ;;
+esac
+)";
+  std::filesystem::permissions(folder / "platform-tools/adb", std::filesystem::perms::owner_all);
+  return folder;
+}
+
+TEST_F(WifiSetupTest, PairingWithTheCodeSetsUpAnEncryptedConnection) {
+  // Wireless debugging on: the tablet listens on the network.
+  ASSERT_EQ(tablet.adb({"tcpip", "5555"}).status, 0);
+  const std::string port = std::to_string(*tablet.wifiPort());
+  const Environment scripted{{"ANDROID_HOME", scriptedSdk(configFolder / "sdk").string()},
+                             {"PAIRING_CODE", "482913"},
+                             {"WIFI_PORT", port}};
+  auto pair = [&](const std::string& address, const std::string& code, const Environment& extra) {
+    return testing::runLumivale(tablet, configFolder, {"wifi", "pair", address, code}, true, extra);
+  };
+  EXPECT_EQ(pair("127.0.0.1", "482913", scripted).stderrData,
+            "lumivale: refusing adb pair: '127.0.0.1' is not host:port\n");
+  EXPECT_EQ(pair("127.0.0.1:37099", "48291", scripted).stderrData,
+            "lumivale: refusing adb pair: the code is not six digits\n");
+  EXPECT_EQ(pair("127.0.0.1:37099", "111111", scripted).status, 1);
+  ToolRun debian = pair("127.0.0.1:37099", "482913", {});
+  EXPECT_EQ(debian.status, 1);
+  EXPECT_EQ(debian.stderrData,
+            "lumivale: The adb in use (/usr/bin/adb) cannot pair with a code. Get Google’s own "
+            "with lumivale tools install --agree-to-google-terms, then pair again; or set up "
+            "Wi-Fi over the cable with lumivale wifi setup.\n");
+  EXPECT_EQ(config()["wifiTablets"], nlohmann::json::array());
+
+  ToolRun paired = pair("127.0.0.1:37099", "482913", scripted);
+  ASSERT_EQ(paired.status, 0) << paired.stderrData;
+  EXPECT_EQ(paired.stdoutData, "Paired; Wi-Fi is set up for LV-1 at 127.0.0.1:" + port + ".\n");
+  auto remembered = config()["wifiTablets"];
+  ASSERT_EQ(remembered.size(), 1u);
+  EXPECT_EQ(remembered[0]["serial"], "LV1S0000STANDIN");
+  EXPECT_EQ(remembered[0]["transport"], "tls");
+  EXPECT_EQ(remembered[0]["mdnsName"], "adb-LV1S0000STANDIN-x1");
+  EXPECT_FALSE(remembered[0].contains("checkPending"));
+  tablet.disconnect();
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  127.0.0.1:" + port + "\nscreen: awake\n");
+}
+
 TEST_F(WifiSetupTest, SetUpNeedsAnAccountAndUnencryptedWifiAllowed) {
   nlohmann::json settings = config();
   settings["wifiAllowUnencrypted"] = false;
