@@ -52,12 +52,14 @@ ReconnectOutcome tryTablet(AdbBridge& bridge, const RememberedTablet& tablet,
                            ""};
   for (const auto& entry : listed) {
     const auto& device = entry.device;
-    if (device.state == "device" &&
-        (device.serial == tablet.serial || device.serial == outcome.address)) {
+    if (device.serial != tablet.serial && device.serial != outcome.address) continue;
+    if (device.state == "device") {
       outcome.address = device.serial;
       outcome.result = ReconnectOutcome::Result::alreadyConnected;
       return outcome;
     }
+    // A connection adb keeps but cannot use (offline) is let go, so it is dialled afresh.
+    if (device.serial == outcome.address) bridge.disconnect(device.serial, stop);
   }
   for (const auto& place : placesToTry(bridge, tablet, stop)) {
     outcome.address = place;
