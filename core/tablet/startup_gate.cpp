@@ -34,7 +34,8 @@ void waitUntilStarted(AdbBridge& bridge, const std::string& serial, Seconds wait
   const auto deadline = std::chrono::steady_clock::now() +
                         std::chrono::duration_cast<std::chrono::steady_clock::duration>(wait);
   for (;;) {
-    auto said = AdbParse::lines(bridge.shell(serial, "getprop sys.boot_completed", kAsk, stop));
+    const std::string answer = bridge.shell(serial, "getprop sys.boot_completed", kAsk, stop);
+    auto said = AdbParse::lines(answer);  // views into `answer`
     if (!said.empty() && said.front() == "1") return;
     if (std::chrono::steady_clock::now() >= deadline) throw AdbError(stillStarting);
     pauseFor(stop ? *stop : never, kAskEvery);
