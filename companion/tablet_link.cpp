@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "companion/app_settings_store.h"
 #include "companion/program_folder.h"
 #include "core/settings/config_store.h"
 #include "core/settings/environment.h"
@@ -53,9 +54,16 @@ TabletLook lookForTablets(AdbBridge& bridge, const std::optional<std::string>& p
   TabletLook look;
   look.pinned = pinnedSerial ? pinnedSerial : config.deviceSerial;
   look.tablets = bridge.tablets(true, config.wifiTablets, config.userId, look.pinned, stop);
-  look.choice = AdbTablets::choose(look.tablets, look.pinned);
+  const bool wirelessPreferred = AppSettingsStore::standard().load().wirelessPreferred;
+  look.choice = AdbTablets::choose(look.tablets, look.pinned, false, wirelessPreferred);
   if (look.choice.state == TabletState::ready) {
     look.serial = bridge.checkedSerial(look.choice.selected->serial, config.wifiTablets, stop);
+    // A preferred Wi-Fi connection that failed its check leaves the cable, if there is one.
+    if (!look.serial && wirelessPreferred) {
+      look.choice = AdbTablets::choose(look.tablets, look.pinned);
+      if (look.choice.state == TabletState::ready && !look.choice.selected->isWifi())
+        look.serial = look.choice.selected->serial;
+    }
     // A Wi-Fi connection whose tablet failed its secret check is as good as none.
     if (!look.serial) look.choice.state = TabletState::notConnected;
   }

@@ -103,6 +103,15 @@ TEST_F(WifiSetupTest, SetUpOverTheCableThenEveryCommandWorksOverWifiAlone) {
   EXPECT_NE(lumivale({"files", "ls"}).stdoutData.find("Over the air"), std::string::npos);
 }
 
+TEST_F(WifiSetupTest, WifiPreferredIsUsedBesideTheCableOnlyWhileItPassesItsCheck) {
+  ASSERT_EQ(lumivale({"wifi", "setup"}).status, 0);
+  const std::string wifiSerial = "127.0.0.1:" + std::to_string(tablet.wifiPort().value_or(0));
+  std::ofstream(configFolder / "app-settings.json") << R"({"wirelessPreferred": true})";
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
+  ASSERT_EQ(tablet.shell("printf 'x\\ny\\n' > /data/local/tmp/lumivale-check").status, 0);
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + tablet.serial() + "\nscreen: awake\n");
+}
+
 TEST_F(WifiSetupTest, ATabletShowingAnotherCheckIsNotUsed) {
   const std::string wifiSerial = setUpThenUnplug();
   ASSERT_EQ(
