@@ -6,12 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 runs=${BENCH_RUNS:-20}
-lumivale=${LUMIVALE_BIN:-build/bench/cli/lumivale}
-export LUMIVALE_STANDIN_BIN=${LUMIVALE_STANDIN_BIN:-build/bench/standin/lumivale-standin}
-if [ ! -x "$lumivale" ] || [ ! -x "$LUMIVALE_STANDIN_BIN" ]; then
-  cmake --preset bench >/dev/null
-  cmake --build --preset bench --target lumivale lumivale-standin
-fi
+# shellcheck source=bench/bench_programs.sh
+source bench/bench_programs.sh
 
 # shellcheck source=bench/standin_session.sh
 source bench/standin_session.sh

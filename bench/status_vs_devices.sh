@@ -9,12 +9,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 runs=${BENCH_RUNS:-200}
-lumivale=${LUMIVALE_BIN:-build/bench/cli/lumivale}
-export LUMIVALE_STANDIN_BIN=${LUMIVALE_STANDIN_BIN:-build/bench/standin/lumivale-standin}
-if [ ! -x "$lumivale" ] || [ ! -x "$LUMIVALE_STANDIN_BIN" ]; then
-  cmake --preset bench >/dev/null
-  cmake --build --preset bench --target lumivale lumivale-standin
-fi
+# shellcheck source=bench/bench_programs.sh
+source bench/bench_programs.sh
 
 name=bench-status-$$
 config=$(mktemp -d "${TMPDIR:-/tmp}/lumivale-bench-config.XXXXXX")

@@ -5,7 +5,7 @@ namespace lumivale::cli {
 void addDeviceCommands(CLI::App& app, GlobalOptions& options) {
   addChoiceCommands(app, options);
   addTabletCommands(app, options);
-  addToolsCommand(app);
+  addToolsCommand(app, options);
 }
 
 }  // namespace lumivale::cli

@@ -13,6 +13,7 @@ void addDeviceCommands(CLI::App& app, GlobalOptions& options);
 // The groups that make up the above, one file each.
 void addChoiceCommands(CLI::App& app, GlobalOptions& options);
 void addTabletCommands(CLI::App& app, GlobalOptions& options);
-void addToolsCommand(CLI::App& app);
+void addToolsCommand(CLI::App& app, GlobalOptions& options);
+void addToolsCopyCommands(CLI::App& tools, GlobalOptions& options);
 
 }  // namespace lumivale::cli

@@ -17,18 +17,20 @@
 #include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
 #include "cli/upkeep_commands.h"
+#include "cli/wifi_commands.h"
 #include "companion/worded_error.h"
 #include "core/build_flavour.h"
 #include "core/cancelled.h"
 
 namespace {
 
-// The commands that work on a tablet: they run under the command token, so an interrupt
-// stops their adb run at once instead of ending the program around it.
+// The commands that work on a tablet or download: they run under the command token, so
+// an interrupt stops their adb run or transfer at once instead of ending the program
+// around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
-      "devices", "use",     "status", "info",       "wake",  "screenshot", "tap",      "type",
-      "open",    "setting", "warmth", "brightness", "files", "profile",    "clipboard"};
+      "devices", "use",    "status",     "info",  "wake",    "screenshot", "tap",   "type", "open",
+      "setting", "warmth", "brightness", "files", "profile", "clipboard",  "tools", "wifi"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -52,6 +54,7 @@ int main(int argc, char** argv) {
   clipboard->require_subcommand(1);
   cli::addClipboardCommands(*clipboard, options);
   cli::addClipboardHistoryCommands(*clipboard, options);
+  cli::addWifiCommands(app, options);
   cli::addAccountCommands(app, options);
   cli::addConfigCommands(app, options);
   cli::addUpkeepCommands(app, options);

@@ -25,11 +25,14 @@ nlohmann::json lookJson(const AdbCandidateLook& look, bool used) {
 
 }  // namespace
 
-void addToolsCommand(CLI::App& app) {
+void addToolsCommand(CLI::App& app, GlobalOptions& options) {
   auto* tools = app.add_subcommand("tools", "Show which adb is used and why the others are not");
   auto json = std::make_shared<bool>(false);
   tools->add_flag("--json", *json, "Print JSON: every candidate, in the order they are tried");
-  tools->callback([json] {
+  tools->require_subcommand(0, 1);
+  addToolsCopyCommands(*tools, options);
+  tools->callback([tools, json] {
+    if (!tools->get_subcommands().empty()) return;
     auto looks = AdbLocate::unusableReasons(companion::adbSearch());
     auto used = std::find_if(looks.cbegin(), looks.cend(),
                              [](const AdbCandidateLook& look) { return !look.problem; });

@@ -10,12 +10,18 @@
 #include "core/tablet/adb_bridge.h"
 #include "core/tablet/adb_locate.h"
 #include "core/tablet/tablet_grouping.h"
+#include "core/tablet/tools/android_tools.h"
 
 namespace lumivale::companion {
 
 // The search for adb as this program does it: its own install folder, the SDK
 // variables, the usual places, and its own downloaded copy in the settings folder.
 AdbSearch adbSearch();
+
+// Where `lumivale tools install` gets Android's tools and puts them. Development builds
+// may name another manifest (LUMIVALE_TOOLS_MANIFEST_URL) and a shorter deadline in
+// seconds (LUMIVALE_TOOLS_DEADLINE), for tests against a server of their own.
+ToolsInstallOptions toolsInstallOptions();
 
 // The bridge on the adb found for this machine, every run of it under `command` (the
 // front end's token for the work at hand). Throws AdbError (toolsMissing) when there is none.

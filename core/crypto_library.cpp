@@ -18,8 +18,9 @@ struct CryptoLibrary {
       : digest(LUMIVALE_LIBRARY_FUNCTION(library, EVP_Digest)),
         sha256(LUMIVALE_LIBRARY_FUNCTION(library, EVP_sha256)),
         decodeBlock(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DecodeBlock)),
-        newContext(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_new)),
-        freeContext(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_free)),
+        sha1(LUMIVALE_LIBRARY_FUNCTION(library, EVP_sha1)),
+        contextNew(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_new)),
+        contextFree(LUMIVALE_LIBRARY_FUNCTION(library, EVP_MD_CTX_free)),
         digestInit(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestInit_ex)),
         digestUpdate(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestUpdate)),
         digestFinal(LUMIVALE_LIBRARY_FUNCTION(library, EVP_DigestFinal_ex)) {}
@@ -27,8 +28,9 @@ struct CryptoLibrary {
   decltype(&EVP_Digest) digest;
   decltype(&EVP_sha256) sha256;
   decltype(&EVP_DecodeBlock) decodeBlock;
-  decltype(&EVP_MD_CTX_new) newContext;
-  decltype(&EVP_MD_CTX_free) freeContext;
+  decltype(&EVP_sha1) sha1;
+  decltype(&EVP_MD_CTX_new) contextNew;
+  decltype(&EVP_MD_CTX_free) contextFree;
   decltype(&EVP_DigestInit_ex) digestInit;
   decltype(&EVP_DigestUpdate) digestUpdate;
   decltype(&EVP_DigestFinal_ex) digestFinal;
@@ -50,8 +52,6 @@ std::string hexOf(const unsigned char* digest, unsigned int length) {
   return hex;
 }
 
-const char* const digestFailed = "could not compute a SHA-256 digest";
-
 }  // namespace
 
 std::string sha256Hex(std::string_view bytes) {
@@ -60,38 +60,37 @@ std::string sha256Hex(std::string_view bytes) {
   unsigned int length = 0;
   const int done =
       crypto.digest(bytes.data(), bytes.size(), digest.data(), &length, crypto.sha256(), nullptr);
-  if (done != 1) throw Error(digestFailed);
+  if (done != 1) throw Error("could not compute a SHA-256 digest");
   return hexOf(digest.data(), length);
 }
 
-Sha256::Sha256() : context_(nullptr) {
+Digest::Digest(Kind kind) : context_(nullptr) {
   const CryptoLibrary& crypto = cryptoLibrary();
-  EVP_MD_CTX* context = crypto.newContext();
-  if (context == nullptr || crypto.digestInit(context, crypto.sha256(), nullptr) != 1) {
-    crypto.freeContext(context);
-    throw Error(digestFailed);
-  }
+  EVP_MD_CTX* context = crypto.contextNew();
+  if (!context) throw Error("could not start a digest");
   context_ = context;
-}
-
-Sha256::~Sha256() {
-  cryptoLibrary().freeContext(static_cast<EVP_MD_CTX*>(context_));
-}
-
-void Sha256::update(std::string_view bytes) {
-  if (cryptoLibrary().digestUpdate(static_cast<EVP_MD_CTX*>(context_), bytes.data(),
-                                   bytes.size()) != 1) {
-    throw Error(digestFailed);
+  const EVP_MD* type = kind == Kind::sha1 ? crypto.sha1() : crypto.sha256();
+  if (crypto.digestInit(context, type, nullptr) != 1) {
+    crypto.contextFree(context);
+    throw Error("could not start a digest");
   }
 }
 
-std::string Sha256::finish() {
+Digest::~Digest() {
+  cryptoLibrary().contextFree(static_cast<EVP_MD_CTX*>(context_));
+}
+
+void Digest::update(std::string_view bytes) {
+  if (cryptoLibrary().digestUpdate(static_cast<EVP_MD_CTX*>(context_), bytes.data(),
+                                   bytes.size()) != 1)
+    throw Error("could not compute a digest");
+}
+
+std::string Digest::finishHex() {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned int length = 0;
-  if (cryptoLibrary().digestFinal(static_cast<EVP_MD_CTX*>(context_), digest.data(), &length) !=
-      1) {
-    throw Error(digestFailed);
-  }
+  if (cryptoLibrary().digestFinal(static_cast<EVP_MD_CTX*>(context_), digest.data(), &length) != 1)
+    throw Error("could not compute a digest");
   return hexOf(digest.data(), length);
 }
 

@@ -13,16 +13,18 @@ namespace lumivale {
 // The SHA-256 digest of `bytes`, as 64 lowercase hex digits.
 std::string sha256Hex(std::string_view bytes);
 
-// SHA-256 over bytes given piece by piece, for files too big to hold at once.
-class Sha256 {
+// A digest fed piece by piece, for what is too large to hold at once.
+class Digest {
  public:
-  Sha256();
-  Sha256(const Sha256&) = delete;
-  Sha256& operator=(const Sha256&) = delete;
-  ~Sha256();
+  enum class Kind { sha1, sha256 };
+  explicit Digest(Kind kind);
+  ~Digest();
+  Digest(const Digest&) = delete;
+  Digest& operator=(const Digest&) = delete;
+
   void update(std::string_view bytes);
-  // The digest as 64 lowercase hex digits; call once.
-  std::string finish();
+  // Lowercase hex digits of everything fed so far; the digest can take no more after it.
+  std::string finishHex();
 
  private:
   void* context_;

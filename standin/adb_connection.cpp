@@ -1,6 +1,7 @@
 #include "standin/adb_connection.h"
 
 #include <atomic>
+#include <charconv>
 #include <iostream>
 #include <thread>
 
@@ -149,6 +150,8 @@ void AdbConnection::open(const Message& message, const FaultSettings& faults) {
     serve = [this, request](AdbStream& stream) {
       runShell(stream, context_.rootPath, request, context_.appProcess);
     };
+  } else if (service.starts_with("tcpip:")) {
+    serve = [this, port = service.substr(6)](AdbStream& stream) { switchToTcp(stream, port); };
   } else if (service == "sync:") {
     serve = [this, dropAfter = faults.dropAfterBytes](AdbStream& stream) {
       runSync(stream, {context_.files, dropAfter, [this] { socket_.shutdown(); }});
@@ -175,6 +178,20 @@ void AdbConnection::open(const Message& message, const FaultSettings& faults) {
     raw->finished = true;
   });
   workers_.push_back(std::move(worker));
+}
+
+// As adbd: the answer names the port asked for; the one really used (another when that
+// one is taken here) is in service.adb.tcp.port.
+void AdbConnection::switchToTcp(AdbStream& stream, const std::string& port) {
+  int wanted = 0;
+  auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), wanted);
+  if (error != std::errc() || end != port.data() + port.size() || wanted < 1 || wanted > 65535) {
+    stream.write("invalid port '" + port + "'\n");
+  } else {
+    context_.listenOverWifi(static_cast<uint16_t>(wanted));
+    stream.write("restarting in TCP mode port: " + port + "\n");
+  }
+  stream.close();
 }
 
 void AdbConnection::reapFinishedWorkers() {

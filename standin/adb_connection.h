@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -20,6 +21,8 @@ struct DeviceContext {
   const RootFs& files;
   const Faults& faults;
   const AppProcessHost& appProcess;
+  // `tcpip:PORT`: opens the Wi-Fi side and gives the port it listens on.
+  std::function<uint16_t(uint16_t)> listenOverWifi;
 };
 
 // The device side of one adb transport: the handshake, then streams, each
@@ -44,6 +47,7 @@ class AdbConnection {
   void endStreams();
   void open(const Message& message, const FaultSettings& faults);
   void reapFinishedWorkers();
+  void switchToTcp(AdbStream& stream, const std::string& port);
 
   AdbSocket socket_;
   const DeviceContext& context_;

@@ -1,6 +1,7 @@
 #include "standin/faults.h"
 
 #include <charconv>
+#include <ctime>
 
 #include <fmt/format.h>
 
@@ -37,6 +38,12 @@ void applyFault(FaultSettings& settings, std::string_view fault) {
     settings.v1Shell = true;
   } else if (name == "low-space" && !hasValue) {
     settings.lowSpace = true;
+  } else if (name == "sleep" && (!hasValue || value == "keep-port")) {
+    settings.asleep = true;
+    settings.wakesOnSamePort = hasValue;
+  } else if (name == "booting") {
+    settings.bootCompletesAt =
+        static_cast<std::int64_t>(std::time(nullptr)) + parseCount(fault, value);
   } else if (name == "slow") {
     settings.slow = std::chrono::milliseconds(parseCount(fault, value));
   } else if (name == "drop-after") {
@@ -48,7 +55,9 @@ void applyFault(FaultSettings& settings, std::string_view fault) {
   } else {
     throw Error(fmt::format(
         "unknown fault '{}' (faults: unauthorized, offline, v1-shell, slow=MS, drop-after=BYTES, "
-        "drop-at=TEXT, hide=sha256sum|find-printf|readlink-e|realpath, low-space)",
+        "drop-at=TEXT, hide=sha256sum|find-printf|readlink-e|realpath, low-space, "
+        "sleep[=keep-port], "
+        "booting=SECONDS)",
         fault));
   }
 }
@@ -67,6 +76,10 @@ void clearFault(FaultSettings& settings, std::string_view name) {
     settings.v1Shell = false;
   else if (name == "low-space")
     settings.lowSpace = false;
+  else if (name == "sleep")
+    settings.asleep = false;  // how it wakes is kept for the waking
+  else if (name == "booting")
+    settings.bootCompletesAt.reset();
   else if (name == "slow")
     settings.slow = defaults.slow;
   else if (name == "drop-after")
@@ -91,6 +104,11 @@ std::vector<std::string> describeFaults(const FaultSettings& settings) {
   for (const auto& tool : settings.hiddenTools)
     faults.push_back("hide=" + tool);
   if (settings.lowSpace) faults.push_back("low-space");
+  if (settings.asleep) faults.push_back(settings.wakesOnSamePort ? "sleep=keep-port" : "sleep");
+  if (settings.bootCompletesAt) {
+    const auto left = *settings.bootCompletesAt - static_cast<std::int64_t>(std::time(nullptr));
+    if (left > 0) faults.push_back(fmt::format("booting={}", left));
+  }
   return faults;
 }
 

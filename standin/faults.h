@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -21,6 +22,10 @@ struct FaultSettings {
   std::optional<std::string> dropAtCommand;  // cut the connection when a service contains this
   std::set<std::string> hiddenTools;         // sha256sum, find-printf, readlink-e, realpath
   bool lowSpace = false;                     // df reports the data partition nearly full
+  bool asleep = false;  // the Wi-Fi side is gone; it comes back on another port when cleared
+  bool wakesOnSamePort = false;  // ... or on the one it had (`sleep=keep-port`)
+  // sys.boot_completed reads 0 until then (seconds since the epoch), as while starting up
+  std::optional<std::int64_t> bootCompletesAt;
 
   bool operator==(const FaultSettings&) const = default;
 };

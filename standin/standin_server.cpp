@@ -5,12 +5,15 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 
 #include <fmt/format.h>
@@ -77,10 +80,17 @@ StandinServer::StandinServer(TabletRoot& root, FaultSettings faults,
       appProcess_{root.path(), dataFolder / "helper-jars",
                   root.path() / "data/standin/clipboard.json"},
       clipboard_(appProcess_.clipboardFile),
-      context_{root.path().string(), files_, faults_, appProcess_},
+      context_{root.path().string(), files_, faults_, appProcess_,
+               [this](uint16_t wanted) { return listenOverWifi(wanted); }},
       listener_(listenOnLoopback(port, port_)),
-      controlSocket_(listenOnControlSocket(dataFolder / "control")) {
+      controlSocket_(listenOnControlSocket(dataFolder / "control")),
+      wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      dataFolder_(dataFolder) {
   root_.applyFaults(faults_.current());
+  // A Wi-Fi side of an earlier run is gone with it.
+  std::error_code ignored;
+  std::filesystem::remove(root_.path() / "data/standin/props/service.adb.tcp.port", ignored);
+  std::filesystem::remove(dataFolder_ / "wifi-port", ignored);
 }
 
 StandinServer::~StandinServer() {
@@ -92,21 +102,33 @@ StandinServer::~StandinServer() {
 void StandinServer::run() {
   UniqueFd signals = terminationSignals();
   for (;;) {
-    pollfd fds[3] = {{listener_.get(), POLLIN, 0},
+    int wifi = -1;
+    {
+      std::lock_guard lock(wifiLock_);
+      wifi = wifiListener_.get();
+    }
+    pollfd fds[5] = {{listener_.get(), POLLIN, 0},
                      {controlSocket_.get(), POLLIN, 0},
-                     {signals.get(), POLLIN, 0}};
-    if (::poll(fds, 3, -1) < 0) {
+                     {signals.get(), POLLIN, 0},
+                     {wake_.get(), POLLIN, 0},
+                     {wifi, POLLIN, 0}};
+    if (::poll(fds, 5, -1) < 0) {
       if (errno == EINTR) continue;
       throw Error(fmt::format("poll: {}", std::strerror(errno)));
     }
     if (fds[2].revents) return;
-    if (fds[0].revents) accept();
+    if (fds[3].revents) {
+      uint64_t count = 0;
+      [[maybe_unused]] auto ignored = ::read(wake_.get(), &count, sizeof count);
+    }
+    if (fds[0].revents) accept(listener_.get(), false);
+    if (fds[4].revents) accept(wifi, true);
     if (fds[1].revents) answerControl();
   }
 }
 
-void StandinServer::accept() {
-  UniqueFd fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+void StandinServer::accept(int listener, bool overWifi) {
+  UniqueFd fd(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
   if (!fd) return;
   int on = 1;
   ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -116,11 +138,67 @@ void StandinServer::accept() {
     return true;
   });
   auto& client = clients_.emplace_back();
+  client.overWifi = overWifi;
   client.connection = std::make_unique<AdbConnection>(std::move(fd), context_);
   client.thread = std::thread([&client] {
     client.connection->run();
     client.finished = true;
   });
+}
+
+uint16_t StandinServer::listenOverWifi(uint16_t wanted) {
+  std::lock_guard lock(wifiLock_);
+  wifiWanted_ = true;
+  if (!wifiListener_ && !faults_.current().asleep) {
+    openWifiSideLocked(wanted, 0);
+    const uint64_t one = 1;
+    [[maybe_unused]] auto ignored = ::write(wake_.get(), &one, sizeof one);
+  }
+  return wifiPort_;
+}
+
+void StandinServer::openWifiSideLocked(uint16_t wanted, uint16_t avoid) {
+  // adb servers take a daemon on an emulator port for an emulator, and the port may be
+  // taken on this machine: then the first free one above the cable side's, which tests
+  // pick below the ports handed out for outgoing connections (adb dialling such a port
+  // once it is closed again could be given it as its own end, and talk to itself).
+  uint16_t bound = 0;
+  uint32_t next = port_ + 1u;
+  for (uint32_t port = wanted; !wifiListener_; port = next++) {
+    if (next > port_ + 1000u) throw Error("no free port for the Wi-Fi side");
+    if (port == 0 || port > 65535 || isEmulatorPort(static_cast<uint16_t>(port)) || port == avoid ||
+        port == port_)
+      continue;
+    try {
+      wifiListener_ = listenOnLoopback(static_cast<uint16_t>(port), bound);
+    } catch (const Error&) {
+      // taken: the next one
+    }
+  }
+  wifiPort_ = bound;
+  auto props = root_.path() / "data/standin/props";
+  std::filesystem::create_directories(props);
+  std::ofstream(props / "service.adb.tcp.port") << bound << "\n";
+  std::ofstream(dataFolder_ / "wifi-port.new") << bound << "\n";
+  std::filesystem::rename(dataFolder_ / "wifi-port.new", dataFolder_ / "wifi-port");
+}
+
+// Asleep, the Wi-Fi side is gone with its connections; awake again, it listens on
+// another port, as a tablet whose wireless debugging restarted, or on its old one.
+void StandinServer::sleepOrWake(const FaultSettings& faults) {
+  std::lock_guard lock(wifiLock_);
+  if (!wifiWanted_) return;
+  if (faults.asleep && wifiListener_) {
+    wifiListener_.reset();
+    std::error_code ignored;
+    std::filesystem::remove(dataFolder_ / "wifi-port", ignored);
+    dropConnections(true);
+  } else if (!faults.asleep && !wifiListener_) {
+    if (faults.wakesOnSamePort)
+      openWifiSideLocked(wifiPort_, 0);
+    else
+      openWifiSideLocked(0, wifiPort_);
+  }
 }
 
 void StandinServer::answerControl() {
@@ -158,10 +236,13 @@ std::string StandinServer::control(const std::string& request) {
   if (verb == "fault" && !argument.empty()) {
     applyFault(faults, argument);
   } else if (verb == "clear") {
-    if (argument.empty())
+    if (argument.empty()) {
+      const bool samePort = faults.wakesOnSamePort;  // how a sleep ends is kept
       faults = {};
-    else
+      faults.wakesOnSamePort = samePort;
+    } else {
       clearFault(faults, argument);
+    }
   } else if (verb == "drop") {
     dropConnections();
     return "";
@@ -171,17 +252,19 @@ std::string StandinServer::control(const std::string& request) {
                     "clipboard copy CLIP)",
                     request));
   }
+  const bool wasAsleep = faults_.current().asleep;
   root_.applyFaults(faults);
   faults_.replace(faults);
+  if (faults.asleep != wasAsleep) sleepOrWake(faults);
   std::string listing;
   for (const auto& fault : describeFaults(faults))
     listing += fault + "\n";
   return listing;
 }
 
-void StandinServer::dropConnections() {
+void StandinServer::dropConnections(bool onlyWifi) {
   for (auto& client : clients_)
-    if (client.connection) client.connection->drop();
+    if (client.connection && (client.overWifi || !onlyWifi)) client.connection->drop();
 }
 
 }  // namespace lumivale::standin

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -35,12 +36,19 @@ class StandinServer {
     std::unique_ptr<AdbConnection> connection;
     std::thread thread;
     std::atomic<bool> finished = false;
+    bool overWifi = false;
   };
 
-  void accept();
+  void accept(int listener, bool overWifi);
   void answerControl();
   std::string control(const std::string& request);
-  void dropConnections();
+  void dropConnections(bool onlyWifi = false);
+  // The Wi-Fi side, as `adb tcpip` opens it: a second listener with the same tablet
+  // behind it. Opened from a stream's thread, closed (by the sleep fault) from run().
+  uint16_t listenOverWifi(uint16_t wanted);
+  // Listens on `wanted` when it can, else on a free port other than `avoid`.
+  void openWifiSideLocked(uint16_t wanted, uint16_t avoid);
+  void sleepOrWake(const FaultSettings& faults);
 
   TabletRoot& root_;
   RootFs files_;
@@ -51,7 +59,14 @@ class StandinServer {
   uint16_t port_ = 0;  // set while listener_ is made
   UniqueFd listener_;
   UniqueFd controlSocket_;
+  UniqueFd wake_;  // wakes run() to take up a new Wi-Fi listener
+  std::filesystem::path dataFolder_;
   std::list<Client> clients_;
+
+  std::mutex wifiLock_;
+  bool wifiWanted_ = false;  // guarded by wifiLock_, as are the two below
+  UniqueFd wifiListener_;
+  uint16_t wifiPort_ = 0;
 };
 
 }  // namespace lumivale::standin

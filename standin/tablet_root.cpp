@@ -144,6 +144,11 @@ void TabletRoot::applyFaults(const FaultSettings& faults) {
       installProgram(commands_ / "hidden" / variant, "/system/bin/" + name);
     }
   }
+  fs::path booting = inRoot("/data/standin/boot-completes-at");
+  if (faults.bootCompletesAt)
+    writeFile(booting, std::to_string(*faults.bootCompletesAt) + "\n");
+  else
+    fs::remove(booting);
   fs::path lowSpace = inRoot("/data/standin/low-space");
   if (faults.lowSpace)
     writeFile(lowSpace, "");

@@ -4,8 +4,8 @@
 #include <cctype>
 
 #include "core/account/auth_error.h"
-#include "core/account/curl_library.h"
 #include "core/cancelled.h"
+#include "core/curl_library.h"
 
 namespace lumivale {
 
@@ -102,7 +102,6 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
   for (const auto& [name, value] : request.headers)
     headers.add(name + ": " + value);
   headers.add("Expect:");  // no 100-continue round trip for small bodies
-  library.easySetopt(curl, CURLOPT_URL, url.c_str());
   library.easySetopt(curl, CURLOPT_HTTPHEADER, headers.list);
   library.easySetopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
   if (request.body) {
@@ -112,17 +111,9 @@ Transfer send(const HttpRequest& request, HttpSession& session, Deadline deadlin
     library.easySetopt(curl, CURLOPT_POSTFIELDS, "");
     library.easySetopt(curl, CURLOPT_POSTFIELDSIZE, 0L);
   }
-  library.easySetopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
-  library.easySetopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-  library.easySetopt(curl, CURLOPT_NOSIGNAL, 1L);
-  library.easySetopt(curl, CURLOPT_TIMEOUT_MS, left);
-  library.easySetopt(curl, CURLOPT_WRITEFUNCTION, onBody);
-  library.easySetopt(curl, CURLOPT_WRITEDATA, &transfer);
+  setTransferOptions(library, curl, url.c_str(), left, onBody, onProgress, &transfer);
   library.easySetopt(curl, CURLOPT_HEADERFUNCTION, onHeader);
   library.easySetopt(curl, CURLOPT_HEADERDATA, &transfer);
-  library.easySetopt(curl, CURLOPT_XFERINFOFUNCTION, onProgress);
-  library.easySetopt(curl, CURLOPT_XFERINFODATA, &transfer);
-  library.easySetopt(curl, CURLOPT_NOPROGRESS, 0L);
   CURLcode code = library.easyPerform(curl);
   if (code == CURLE_ABORTED_BY_CALLBACK) throw Cancelled();
   if (transfer.tooLarge) throw ResponseTooLarge(maxBytes);

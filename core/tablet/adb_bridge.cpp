@@ -206,11 +206,22 @@ std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale,
   if (stop) stop->throwIfCancelled();
   // `adb devices` starts the server itself, so a listing needs no separate start.
   if (!listing) listing = runChecked({"devices", "-l"}, kListTimeout, stop).stdoutData;
+  auto parsed = AdbParse::devices(*listing);
   {
     std::lock_guard guard(lock_);
     serverStarted_ = true;
+    transportIds_.clear();
+    for (const auto& entry : parsed)
+      if (auto id = AdbParse::transportId(entry.raw)) transportIds_[entry.device.serial] = *id;
   }
-  return AdbTablets::select(AdbParse::devices(*listing), onlyLumivale, hooks_, known);
+  return AdbTablets::select(std::move(parsed), onlyLumivale, hooks_, known);
+}
+
+std::optional<std::string> AdbBridge::transportId(const std::string& serial) const {
+  std::lock_guard guard(lock_);
+  auto found = transportIds_.find(serial);
+  if (found == transportIds_.end()) return std::nullopt;
+  return found->second;
 }
 
 std::vector<AdbTablet> AdbBridge::tablets(bool onlyLumivale,

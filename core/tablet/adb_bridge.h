@@ -79,6 +79,9 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
                                               const std::vector<RememberedTablet>& remembered,
                                               const std::optional<std::string>& signedInUserId,
                                               const StopToken* stop = nullptr);
+  // adb's number for the connection `serial` in the last listing ("transport_id:"): a new
+  // one means the tablet has just appeared again.
+  std::optional<std::string> transportId(const std::string& serial) const;
   // A cable serial as it is; a Wi-Fi serial only once its tablet passed the secret check.
   std::optional<std::string> checkedSerial(const std::string& serial,
                                            const std::vector<RememberedTablet>& remembered,
@@ -172,6 +175,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
     std::chrono::steady_clock::time_point readAt;
   };
   std::map<std::string, CachedFrame> frames_;
+  std::map<std::string, std::string> transportIds_;  // serial -> transport id, last listed
 };
 
 }  // namespace lumivale

@@ -4,7 +4,13 @@
 
 namespace lumivale {
 
-const AdbDevice& AdbTablet::preferredConnection() const {
+const AdbDevice& AdbTablet::preferredConnection(bool wirelessPreferred) const {
+  if (wirelessPreferred) {
+    auto wifi = std::find_if(connections.begin(), connections.end(), [](const AdbDevice& device) {
+      return device.isWifi() && device.state == "device";
+    });
+    if (wifi != connections.end()) return *wifi;
+  }
   auto cable = std::find_if(connections.begin(), connections.end(),
                             [](const AdbDevice& device) { return !device.isWifi(); });
   return cable != connections.end() ? *cable : connections.front();

@@ -25,8 +25,9 @@ struct AdbTablet {
   std::string serial;
   std::vector<AdbDevice> connections;
 
-  // The connection to use: the cable while it is there.
-  const AdbDevice& preferredConnection() const;
+  // The connection to use: the cable while it is there, unless Wi-Fi is preferred and a
+  // Wi-Fi connection is ready.
+  const AdbDevice& preferredConnection(bool wirelessPreferred = false) const;
   bool hasSerial(const std::string& serial) const;
   bool operator==(const AdbTablet&) const = default;
 };

@@ -119,6 +119,14 @@ bool isLumivaleLine(std::string_view raw) {
   return false;
 }
 
+std::optional<std::string> transportId(std::string_view raw) {
+  static constexpr std::string_view prefix = "transport_id:";
+  for (auto word : pieces(raw))
+    if (startsWith(word, prefix) && word.size() > prefix.size())
+      return std::string(word.substr(prefix.size()));
+  return std::nullopt;
+}
+
 std::vector<ParsedDevice> devices(std::string_view output) {
   std::vector<ParsedDevice> result;
   for (auto raw : lines(output)) {

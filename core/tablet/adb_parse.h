@@ -25,6 +25,8 @@ bool isDeviceSerial(std::string_view text);
 bool isTcpSerial(std::string_view text);
 // A raw device line carrying any of the LV-1's product, model or device pieces.
 bool isLumivaleLine(std::string_view raw);
+// The "transport_id:" piece of a raw device line: adb numbers each connection anew.
+std::optional<std::string> transportId(std::string_view raw);
 
 struct Battery {
   std::optional<int> percent;

@@ -38,6 +38,10 @@ TEST(AdbParseDevicesTest, ReadsUsbLinesWithTheirPieces) {
   EXPECT_EQ(parsed[0].raw,
             "G8S1KT061474031B       device usb:3-4 product:trona model:KFTRWI device:trona "
             "transport_id:2");
+  EXPECT_EQ(AdbParse::transportId(parsed[0].raw), "2");
+  // A line that carries none (an adb older than 1.0.40), or an empty one.
+  EXPECT_EQ(AdbParse::transportId("emulator-5554 device product:sdk model:x"), std::nullopt);
+  EXPECT_EQ(AdbParse::transportId("x device transport_id:"), std::nullopt);
 
   auto multi =
       AdbParse::devices(androidOutput("adb-devices-l-wahoo-elemnt-unauthorized-then-usb.txt"));

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 
 namespace lumivale::SystemCalls {
@@ -51,6 +52,14 @@ ssize_t writeWithoutSignal(int fd, const void* data, std::size_t size) {
   return ::write(fd, data, size);
 }
 
+int renameNoReplace(const char* from, const char* to) {
+  return ::renamex_np(from, to, RENAME_EXCL);
+}
+
+int exchangePaths(const char* first, const char* second) {
+  return ::renamex_np(first, second, RENAME_SWAP);
+}
+
 #else
 
 std::optional<PipeEnds> openPipe() {
@@ -92,6 +101,14 @@ ssize_t writeWithoutSignal(int fd, const void* data, std::size_t size) {
   ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   errno = saved;
   return written;
+}
+
+int renameNoReplace(const char* from, const char* to) {
+  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+}
+
+int exchangePaths(const char* first, const char* second) {
+  return ::renameat2(AT_FDCWD, first, AT_FDCWD, second, RENAME_EXCHANGE);
 }
 
 #endif

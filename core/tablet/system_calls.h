@@ -36,4 +36,10 @@ int sendFlags();
 // the program's own SIGPIPE handling alone.
 ssize_t writeWithoutSignal(int fd, const void* data, std::size_t size);
 
+// Moves `from` to `to` in one step, failing with EEXIST rather than replacing what is
+// there. 0, or -1 with errno set.
+int renameNoReplace(const char* from, const char* to);
+// Swaps two existing paths (folders included) in one step. 0, or -1 with errno set.
+int exchangePaths(const char* first, const char* second);
+
 }  // namespace lumivale::SystemCalls

@@ -62,14 +62,14 @@ std::vector<AdbTablet> group(const std::vector<AdbDevice>& devices,
 }
 
 Choice choose(const std::vector<AdbTablet>& tablets, const std::optional<std::string>& pinned,
-              bool looking) {
+              bool looking, bool wirelessPreferred) {
   std::optional<AdbDevice> selected;
   if (pinned) {
     auto found = std::find_if(tablets.begin(), tablets.end(),
                               [&](const AdbTablet& tablet) { return tablet.hasSerial(*pinned); });
-    if (found != tablets.end()) selected = found->preferredConnection();
+    if (found != tablets.end()) selected = found->preferredConnection(wirelessPreferred);
   } else if (tablets.size() == 1) {
-    selected = tablets.front().preferredConnection();
+    selected = tablets.front().preferredConnection(wirelessPreferred);
   }
   return {selected, TabletState::of(selected, tablets, looking, pinned)};
 }

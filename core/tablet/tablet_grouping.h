@@ -45,7 +45,8 @@ struct Choice {
   std::optional<AdbDevice> selected;
   TabletState state = TabletState::notConnected;
 };
+// `wirelessPreferred`: a ready Wi-Fi connection goes before the cable.
 Choice choose(const std::vector<AdbTablet>& tablets, const std::optional<std::string>& pinned,
-              bool looking = false);
+              bool looking = false, bool wirelessPreferred = false);
 
 }  // namespace lumivale::AdbTablets

@@ -80,6 +80,14 @@ TEST(TabletGroupingTest, CableAndWifiOfOneTabletAreOneTabletPreferringTheCable) 
   EXPECT_EQ(tablets[0].connections.size(), 2u);
   EXPECT_EQ(tablets[0].preferredConnection(), cable);
 
+  // Wi-Fi preferred: the ready Wi-Fi connection, else still the cable.
+  EXPECT_EQ(tablets[0].preferredConnection(true), wifi);
+  AdbDevice offline = wifi;
+  offline.state = "offline";
+  auto away = AdbTablets::group({offline, cable}, {rememberedBy("u1")}, "u1");
+  EXPECT_EQ(away[0].preferredConnection(true), cable);
+  EXPECT_EQ(AdbTablets::choose(tablets, std::nullopt, false, true).selected, wifi);
+
   // Wi-Fi alone, by the remembered mDNS name.
   RememberedTablet byName = rememberedBy("u1");
   byName.mdnsName = "adb-LV1CABLE-xyz";

@@ -17,9 +17,13 @@ inline int adbChildren(pid_t parent = ::getpid(), const std::string& argument = 
   int count = 0;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
-    std::ifstream stat(entry.path() / "stat");
     std::string line;
-    if (!std::getline(stat, line)) continue;
+    try {
+      std::ifstream stat(entry.path() / "stat");
+      if (!std::getline(stat, line)) continue;
+    } catch (const std::ios_base::failure&) {
+      continue;  // the process ended while it was read: /proc answers ESRCH
+    }
     // "PID (COMM) STATE PPID ...": the name may hold blanks, so read around the brackets.
     auto open = line.find('(');
     auto close = line.rfind(')');
@@ -28,8 +32,13 @@ inline int adbChildren(pid_t parent = ::getpid(), const std::string& argument = 
     if (std::stol(rest.substr(rest.find(' ') + 1)) != parent ||
         line.substr(open + 1, close - open - 1) != "adb")
       continue;
-    std::ifstream commandLine(entry.path() / "cmdline");
-    std::string arguments((std::istreambuf_iterator<char>(commandLine)), {});
+    std::string arguments;
+    try {
+      std::ifstream commandLine(entry.path() / "cmdline");
+      arguments.assign(std::istreambuf_iterator<char>(commandLine), {});
+    } catch (const std::ios_base::failure&) {
+      continue;
+    }
     if (argument.empty() || arguments.find('\0' + argument + '\0') != std::string::npos) ++count;
   }
   return count;

@@ -225,6 +225,12 @@ void StandinTablet::stopDaemon() {
   daemon_.reset();
 }
 
+std::optional<uint16_t> StandinTablet::wifiPort() const {
+  std::string port = readFile(dataFolder_ / "wifi-port");
+  if (port.empty()) return std::nullopt;
+  return static_cast<uint16_t>(std::stoi(port));
+}
+
 fs::path StandinTablet::storageFolder() const {
   // The storage is mounted where only the stand-in sees it; this is what it serves.
   return options_.plainStorage ? rootFolder() / "storage/emulated/0"

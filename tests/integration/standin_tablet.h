@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -149,6 +150,8 @@ class StandinTablet {
   std::string clipboardRecord() const;
   // Copies on the tablet as an app would: {"text":"hi"}, {"text":"pw","sensitive":true}.
   void copyOnTablet(const std::string& clipJson) const;
+  // The port of the Wi-Fi side once `adb tcpip` has opened it, and while it is awake.
+  std::optional<uint16_t> wifiPort() const;
 
   // The taps, keys, typed text and started activities, one per line.
   std::string inputLog() const;

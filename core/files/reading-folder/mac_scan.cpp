@@ -93,7 +93,7 @@ Reading hashFile(int root, MacFile& file, std::vector<char>& buffer, const StopT
   struct stat before {};
   if (::fstat(descriptor.get(), &before) != 0) return Reading::unreadable;
   if (!sameAsWalked(before, file)) return Reading::changed;
-  Sha256 digest;
+  Digest digest(Digest::Kind::sha256);
   for (;;) {
     stop.throwIfCancelled();
     const ssize_t got = ::read(descriptor.get(), buffer.data(), buffer.size());
@@ -105,7 +105,7 @@ Reading hashFile(int root, MacFile& file, std::vector<char>& buffer, const StopT
   struct stat after {};
   if (::fstat(descriptor.get(), &after) != 0) return Reading::unreadable;
   if (!sameAsWalked(after, file)) return Reading::changed;
-  file.sha256 = digest.finish();
+  file.sha256 = digest.finishHex();
   return Reading::done;
 }
 

@@ -130,7 +130,9 @@ void LoopbackServer::serve(int connection) {
     response.headers.emplace("Content-Type", "application/json");
     for (const auto& [name, value] : response.headers)
       head += name + ": " + value + "\r\n";
-    head += "Content-Length: " + std::to_string(response.body.size()) + "\r\n";
+    // A length of the handler's own, longer than the body, makes a transfer cut off midway.
+    if (!response.headers.contains("Content-Length"))
+      head += "Content-Length: " + std::to_string(response.body.size()) + "\r\n";
     head += "Connection: close\r\n\r\n";
     sendAll(connection, head + response.body);
   }

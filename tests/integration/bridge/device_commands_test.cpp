@@ -10,6 +10,7 @@
 
 #include "core/tablet/adb_locate.h"
 #include "core/tablet/tool_run.h"
+#include "tests/integration/bridge/lumivale_run.h"
 #include "tests/integration/eventually.h"
 #include "tests/integration/standin_tablet.h"
 
@@ -28,19 +29,13 @@ class DeviceCommandsTest : public ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(configFolder); }
 
   ToolRun lumivale(const StandinTablet& tablet, std::vector<std::string> arguments) {
-    Environment environment = tablet.adbEnvironment();
-    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
     // Named as the stand-in it counts as cabled; otherwise its TCP serial is Wi-Fi.
-    if (!overWifi) environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
-    return ToolRun::runIn(environment, LUMIVALE_CLI, arguments, Seconds(60));
+    return testing::runLumivale(tablet, configFolder, arguments, !overWifi);
   }
 
-  nlohmann::json config() {
-    std::ifstream file(configFolder / "config.json");
-    return nlohmann::json::parse(file);
-  }
+  nlohmann::json config() { return testing::readSettings(configFolder); }
   void writeConfig(const nlohmann::json& settings) {
-    std::ofstream(configFolder / "config.json", std::ios::trunc) << settings.dump(2);
+    testing::writeSettings(configFolder, settings);
   }
 
   // The stand-in as the tablet "LV1-DESK", remembered for Wi-Fi by the account "u1".

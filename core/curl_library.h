@@ -25,4 +25,11 @@ struct CurlLibrary {
 // Loads libcurl once; throws SharedLibraryError when it cannot be loaded.
 const CurlLibrary& curlLibrary();
 
+// What every request of the program sets on `handle`: `url`, http(s) only, redirects left
+// to the caller, no signals, a time limit, and the body and progress callbacks, both
+// given `context` (a progress callback that answers non-zero stops the transfer).
+void setTransferOptions(const CurlLibrary& curl, CURL* handle, const char* url,
+                        long timeoutMilliseconds, curl_write_callback onBody,
+                        curl_xferinfo_callback onProgress, void* context);
+
 }  // namespace lumivale
