@@ -1,7 +1,5 @@
 #include "core/upkeep/tar_gz_file.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,58 +11,16 @@
 
 #include <fmt/format.h>
 
+#include "core/archive_library.h"
 #include "core/settings/file_system_error.h"
-#include "core/shared_library.h"
 
 namespace lumivale {
 namespace {
 
-struct ArchiveLibrary {
-  explicit ArchiveLibrary(const SharedLibrary& library)
-      : writeNew(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_new)),
-        addGzip(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_add_filter_gzip)),
-        setPax(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_set_format_pax_restricted)),
-        openFd(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_open_fd)),
-        writeHeader(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_header)),
-        writeData(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_data)),
-        close(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_close)),
-        free(LUMIVALE_LIBRARY_FUNCTION(library, archive_write_free)),
-        errorText(LUMIVALE_LIBRARY_FUNCTION(library, archive_error_string)),
-        entryNew(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_new)),
-        entryFree(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_free)),
-        setPath(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_set_pathname)),
-        setSize(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_set_size)),
-        setType(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_set_filetype)),
-        setPerm(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_set_perm)),
-        setModified(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_set_mtime)) {}
-
-  decltype(&archive_write_new) writeNew;
-  decltype(&archive_write_add_filter_gzip) addGzip;
-  decltype(&archive_write_set_format_pax_restricted) setPax;
-  decltype(&archive_write_open_fd) openFd;
-  decltype(&archive_write_header) writeHeader;
-  decltype(&archive_write_data) writeData;
-  decltype(&archive_write_close) close;
-  decltype(&archive_write_free) free;
-  decltype(&archive_error_string) errorText;
-  decltype(&archive_entry_new) entryNew;
-  decltype(&archive_entry_free) entryFree;
-  decltype(&archive_entry_set_pathname) setPath;
-  decltype(&archive_entry_set_size) setSize;
-  decltype(&archive_entry_set_filetype) setType;
-  decltype(&archive_entry_set_perm) setPerm;
-  decltype(&archive_entry_set_mtime) setModified;
-};
-
-const ArchiveLibrary& archiveLibrary() {
-  static const ArchiveLibrary library(SharedLibrary("libarchive.so.13", "libarchive"));
-  return library;
-}
-
 void writeMembers(const ArchiveLibrary& lib, archive* writer, int fd, const std::string& path,
                   const std::vector<ArchiveMember>& members) {
   auto failed = [&] {
-    const char* said = lib.errorText(writer);
+    const char* said = lib.errorString(writer);
     return Error(fmt::format("could not write {}: {}", path, said ? said : "libarchive failed"));
   };
   if (lib.addGzip(writer) != ARCHIVE_OK || lib.setPax(writer) != ARCHIVE_OK ||
@@ -84,7 +40,7 @@ void writeMembers(const ArchiveLibrary& lib, archive* writer, int fd, const std:
             static_cast<la_ssize_t>(member.content.size()))
       throw failed();
   }
-  if (lib.close(writer) != ARCHIVE_OK) throw failed();
+  if (lib.writeClose(writer) != ARCHIVE_OK) throw failed();
 }
 
 }  // namespace
@@ -100,7 +56,7 @@ void writeTarGz(const std::filesystem::path& file, const std::vector<ArchiveMemb
     throw FileSystemError("could not create", partial, code);
   }
   try {
-    std::unique_ptr<archive, decltype(lib.free)> writer(lib.writeNew(), lib.free);
+    std::unique_ptr<archive, decltype(lib.writeFree)> writer(lib.writeNew(), lib.writeFree);
     if (!writer) throw Error("could not start an archive: out of memory");
     writeMembers(lib, writer.get(), fd, partial, members);
     writer.reset();

@@ -1,15 +1,13 @@
 #include "core/tablet/tools/zip_unpack.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "core/archive_library.h"
 #include "core/settings/file_system_error.h"
-#include "core/shared_library.h"
 #include "core/tablet/tools/tools_error.h"
 #include "core/tablet/unique_fd.h"
 
@@ -17,38 +15,6 @@ namespace lumivale {
 namespace fs = std::filesystem;
 
 namespace {
-
-// libarchive's functions, loaded on first use: it brings a dozen compression
-// libraries that no other command needs.
-struct ArchiveLibrary {
-  explicit ArchiveLibrary(const SharedLibrary& library)
-      : readNew(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_new)),
-        supportZip(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_support_format_zip)),
-        openFilename(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_open_filename)),
-        nextHeader(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_next_header)),
-        readData(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_data)),
-        readFree(LUMIVALE_LIBRARY_FUNCTION(library, archive_read_free)),
-        errorString(LUMIVALE_LIBRARY_FUNCTION(library, archive_error_string)),
-        entryPathname(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_pathname)),
-        entryFiletype(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_filetype)),
-        entryPerm(LUMIVALE_LIBRARY_FUNCTION(library, archive_entry_perm)) {}
-
-  decltype(&archive_read_new) readNew;
-  decltype(&archive_read_support_format_zip) supportZip;
-  decltype(&archive_read_open_filename) openFilename;
-  decltype(&archive_read_next_header) nextHeader;
-  decltype(&archive_read_data) readData;
-  decltype(&archive_read_free) readFree;
-  decltype(&archive_error_string) errorString;
-  decltype(&archive_entry_pathname) entryPathname;
-  decltype(&archive_entry_filetype) entryFiletype;
-  decltype(&archive_entry_perm) entryPerm;
-};
-
-const ArchiveLibrary& archiveLibrary() {
-  static const ArchiveLibrary library(SharedLibrary("libarchive.so.13", "libarchive"));
-  return library;
-}
 
 class Reader {
  public:
