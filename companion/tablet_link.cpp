@@ -85,7 +85,10 @@ void waitUntilStarted(AdbBridge& bridge, const std::string& serial) {
   if (transport && StartupGate::seenStarted(memo, serial, *transport)) return;
   const Seconds wait = StartupGate::limit * StandinHooks::from(productEnvironment()).timeoutScale;
   StartupGate::waitUntilStarted(bridge, serial, wait);
-  if (transport) StartupGate::rememberStarted(memo, serial, *transport);
+  // Only a memo: it never makes the settings folder (removing the program leaves none).
+  std::error_code absent;
+  if (transport && fs::is_directory(memo.parent_path(), absent))
+    StartupGate::rememberStarted(memo, serial, *transport);
 }
 
 }  // namespace

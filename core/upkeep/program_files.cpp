@@ -29,6 +29,7 @@ const std::map<std::string, std::string>& ownNames() {
       {readingFolderRecords, "the Reading folder's records"},
       {platformTools, "the program's own copy of Android's tools"},
       {"adb-answered", "which adb programs answered"},
+      {"started-tablets", "which tablets had finished starting"},
       {"session.lock", "the sign-in's lock"},
       {"session-generation", "the sign-in's change counter"},
       {"profiles", "what the active profiles changed"},
