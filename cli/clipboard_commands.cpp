@@ -7,6 +7,8 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/clipboard_history_commands.h"
+#include "companion/tablet_clipboard.h"
 #include "companion/tablet_link.h"
 #include "core/clipboard/clip_error.h"
 #include "core/clipboard/clip_one_shot.h"
@@ -54,8 +56,8 @@ void addClipboardCommands(CLI::App& clipboard, GlobalOptions& options) {
   set->callback([&options, text] {
     const std::string wanted = *text ? **text : standardInput();
     if (wanted.size() > ClipWire::maxTextBytes) throw ClipError("text is larger than 256 KB");
-    auto session = companion::requireReadyTablet(options.serial, options.command);
-    ClipOneShot::set(runners(*session.bridge), session.serial, wanted, &options.command);
+    companion::TabletClipboard tablet(options.serial, options.command);
+    sendToTabletKept(wanted, tablet);
   });
 }
 

@@ -63,16 +63,25 @@ void printRows(const ClipboardHistory& history, bool kept) {
   }
 }
 
+void sayNotKept(const std::string& why) {
+  std::cerr << "lumivale: not kept in the clipboard history: " << why << "\n";
+}
+
 }  // namespace
 
 void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin) {
-  const char* notKept = "lumivale: not kept in the clipboard history: ";
   try {
     if (auto problem = companion::recordClipboardCopy(text, origin))
-      std::cerr << notKept << problem->description() << "\n";
+      sayNotKept(problem->description());
   } catch (const Error& error) {
-    std::cerr << notKept << error.message() << "\n";
+    sayNotKept(error.message());
   }
+}
+
+void sendToTabletKept(const std::string& text, ClipHandOff& tablet) {
+  auto kept = companion::KeptClipboardHistory::standard();
+  sendToTablet(kept, text, std::chrono::system_clock::now(), tablet);
+  if (kept.problem()) sayNotKept(kept.problem()->description());
 }
 
 void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions&) {

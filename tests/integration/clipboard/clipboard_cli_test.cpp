@@ -112,6 +112,22 @@ TEST_F(ClipboardCliTest, SetReadsStandardInputUpTo256KBExactly) {
   EXPECT_EQ(tabletText(), limit);
 }
 
+TEST_F(ClipboardCliTest, ASetIsListedAsSentAndAFailedOneIsNot) {
+  auto set = lumivale({"set", "listed text"});
+  ASSERT_EQ(set.status, 0) << set.stderrData;
+  auto rows = nlohmann::json::parse(lumivale({"history", "--json"}).stdoutData);
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0]["label"], "Sent to your Lumivale");
+  EXPECT_EQ(rows[0]["text"], "listed text");
+
+  // A tablet that is not there takes nothing, and the list stays as it was.
+  auto refused =
+      ToolRun::runIn(environment, LUMIVALE_CLI_BINARY,
+                     {"--serial", "nowhere:1", "clipboard", "set", "not sent"}, Seconds(300));
+  EXPECT_EQ(refused.status, 1) << refused.stderrData;
+  EXPECT_EQ(nlohmann::json::parse(lumivale({"history", "--json"}).stdoutData), rows);
+}
+
 TEST_F(ClipboardCliTest, GetPrintsWhatWasCopiedOnTheTablet) {
   tablet->copyOnTablet(R"({"text":"copied on the tablet\nwith \u00e9"})");
   auto got = lumivale({"get"});
