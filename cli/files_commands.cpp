@@ -95,11 +95,10 @@ void appendEntry(std::string& out, const RemoteEntry& entry) {
   out += '\n';
 }
 
-// One entry of a JSON list, one entry a line: each entry's tree is built and let go in
-// turn, where one tree of the whole folder costs more than the listing's parse and sort.
+// One entry of a JSON list, one entry a line.
 void appendJsonEntry(std::string& out, const RemoteEntry& entry, bool first) {
   out += first ? "\n  " : ",\n  ";
-  out += nlohmann::json(entry).dump();
+  appendJson(out, entry);
 }
 
 // The listing as `files ls` prints it, a long one formatted in two halves at once.

@@ -40,15 +40,33 @@ std::string_view rawValue(RemoteEntry::Kind kind) {
 }
 
 void to_json(nlohmann::json& json, const RemoteEntry& entry) {
+  std::string text;
+  appendJson(text, entry);
+  json = nlohmann::json::parse(text);
+}
+
+void appendJson(std::string& out, const RemoteEntry& entry) {
   // Names from the tablet need not be UTF-8; JSON must be.
-  const auto text = [&](const std::string& value) {
-    return entry.exact ? value : RemotePath::escapedForDisplay(value);
+  const auto quoted = [&](const std::string& value) {
+    return nlohmann::json(entry.exact ? value : RemotePath::escapedForDisplay(value)).dump();
   };
-  json = {{"name", text(entry.name)}, {"path", text(entry.path)}, {"kind", rawValue(entry.kind)},
-          {"size", entry.size},       {"modified", nullptr},      {"exact", entry.exact}};
-  if (entry.modified) {
-    json["modified"] = std::chrono::duration<double>(entry.modified->time_since_epoch()).count();
-  }
+  out += R"({"exact":)";
+  out += entry.exact ? "true" : "false";
+  out += R"(,"kind":")";
+  out += rawValue(entry.kind);
+  out += R"(","modified":)";
+  out += entry.modified
+             ? nlohmann::json(
+                   std::chrono::duration<double>(entry.modified->time_since_epoch()).count())
+                   .dump()
+             : "null";
+  out += R"(,"name":)";
+  out += quoted(entry.name);
+  out += R"(,"path":)";
+  out += quoted(entry.path);
+  out += R"(,"size":)";
+  out += std::to_string(entry.size);
+  out += '}';
 }
 
 }  // namespace lumivale

@@ -36,6 +36,9 @@ std::string_view rawValue(RemoteEntry::Kind kind);
 
 // Keys "name", "path", "kind", "size", "modified" (seconds since 1970, or null), "exact".
 void to_json(nlohmann::json& json, const RemoteEntry& entry);
+// The same object as one line of text, keys in name order as a dump of to_json's gives
+// them: a long listing is printed this way, without a tree built for each entry.
+void appendJson(std::string& out, const RemoteEntry& entry);
 
 }  // namespace lumivale
 

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace lumivale {
 namespace {
@@ -226,6 +227,36 @@ TEST(RemoteEntryTest, ALinkToAFolderCountsAsAFolder) {
   EXPECT_FALSE(mismatched.isOperable());
   RemoteEntry outside{.name = "a.pdf", .path = "/data/a.pdf", .kind = Kind::file};
   EXPECT_FALSE(outside.isOperable());
+}
+
+TEST(RemoteEntryTest, TheJsonLineIsValidJsonOfEveryField) {
+  const RemoteEntry awkward{
+      .name = "say \"hi\"\\\té.pdf",
+      .path = "/sdcard/say \"hi\"\\\té.pdf",
+      .kind = Kind::file,
+      .size = 1234567890123,
+      .modified = Timestamp(duration_cast<Timestamp::duration>(duration<double>(1700000000.25)))};
+  const RemoteEntry unread{
+      .name = "caf\xe9", .path = "/sdcard/caf\xe9", .kind = Kind::directory, .exact = false};
+  for (const auto& entry : {awkward, unread}) {
+    std::string line;
+    appendJson(line, entry);
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+    auto parsed = nlohmann::json::parse(line);
+    EXPECT_EQ(parsed["exact"], entry.exact);
+    EXPECT_EQ(parsed["kind"], std::string(rawValue(entry.kind)));
+    EXPECT_EQ(parsed["size"], entry.size);
+    EXPECT_EQ(parsed.dump(), line);  // the order and form a dump of the tree gives
+  }
+  std::string line;
+  appendJson(line, awkward);
+  auto parsed = nlohmann::json::parse(line);
+  EXPECT_EQ(parsed["name"], awkward.name);
+  EXPECT_NEAR(parsed["modified"].get<double>(), 1700000000.25, 1e-6);
+  appendJson(line = "", unread);
+  parsed = nlohmann::json::parse(line);
+  EXPECT_EQ(parsed["name"], "caf\\xE9");
+  EXPECT_TRUE(parsed["modified"].is_null());
 }
 
 }  // namespace
