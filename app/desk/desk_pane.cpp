@@ -1,4 +1,5 @@
 #include "app/desk/desk_pane.h"
+#include "app/shell/shown_text.h"
 
 #include <QGridLayout>
 #include <QGroupBox>
@@ -10,12 +11,6 @@
 #include "core/device-settings/device_settings.h"
 
 namespace lumivale::app {
-namespace {
-QString text(const std::string& value) {
-  return QString::fromStdString(value);
-}
-}  // namespace
-
 DeskPane::DeskPane(DeskController& controller, QWidget* parent)
     : QWidget(parent), controller_(controller) {
   auto* content = new QWidget;
@@ -24,7 +19,7 @@ DeskPane::DeskPane(DeskController& controller, QWidget* parent)
   for (const DeviceSetting& setting : DeviceSettings::all()) {
     auto& group = groupLayouts[setting.tier.kind()];
     if (!group) {
-      auto* box = new QGroupBox(text(setting.tier.groupTitle()));
+      auto* box = new QGroupBox(qText(setting.tier.groupTitle()));
       box->setAccessibleName(box->title());
       group = new QVBoxLayout(box);
       groups->addWidget(box);
@@ -48,18 +43,18 @@ DeskPane::DeskPane(DeskController& controller, QWidget* parent)
 
 QWidget* DeskPane::makeRow(const DeviceSetting& setting) {
   auto* widget = new QWidget;
-  widget->setObjectName(text(setting.id));
+  widget->setObjectName(qText(setting.id));
   auto* layout = new QGridLayout(widget);
   layout->setContentsMargins(0, 2, 0, 2);
-  auto* title = new QLabel(text(setting.title));
-  title->setToolTip(text(setting.detail));
+  auto* title = new QLabel(qText(setting.title));
+  title->setToolTip(qText(setting.detail));
   layout->addWidget(title, 0, 0);
   Row& row = rows_[setting.id];
   const std::string id = setting.id;
-  const QString name = text(setting.title);
+  const QString name = qText(setting.title);
 
   if (auto reason = setting.tier.reason()) {
-    auto* why = new QLabel(text(*reason));
+    auto* why = new QLabel(qText(*reason));
     why->setWordWrap(true);
     why->setAccessibleName(tr("%1: why it is not available").arg(name));
     layout->addWidget(why, 1, 0, 1, 3);
@@ -119,8 +114,8 @@ void DeskPane::showSetting(const std::string& id) {
   Row& row = found->second;
   const DeskSetting& shown = controller_.setting(id);
   const DeviceSetting& setting = DeviceSettings::settingNamed(id);
-  row.shown->setText(shown.read || shown.value ? text(setting.display(shown.value)) : QString());
-  row.error->setText(shown.error ? text(*shown.error) : QString());
+  row.shown->setText(shown.read || shown.value ? qText(setting.display(shown.value)) : QString());
+  row.error->setText(shown.error ? qText(*shown.error) : QString());
   row.error->setVisible(shown.error.has_value());
   if (row.slider) {
     QSignalBlocker quiet(row.slider);
@@ -134,10 +129,10 @@ void DeskPane::showSetting(const std::string& id) {
     QSignalBlocker quiet(row.choice);
     row.choice->clear();
     for (const SettingChoice& choice : shown.choices)
-      row.choice->addItem(text(choice.title), text(choice.value));
+      row.choice->addItem(qText(choice.title), qText(choice.value));
     int index = -1;
     if (shown.value && shown.value->asChoice())
-      index = row.choice->findData(text(*shown.value->asChoice()));
+      index = row.choice->findData(qText(*shown.value->asChoice()));
     row.choice->setCurrentIndex(index);
   }
 }

@@ -1,4 +1,5 @@
 #include "app/devices/devices_pane.h"
+#include "app/shell/shown_text.h"
 
 #include <QFileDialog>
 #include <QGroupBox>
@@ -11,10 +12,6 @@
 namespace lumivale::app {
 namespace {
 
-QString text(const std::string& value) {
-  return QString::fromStdString(value);
-}
-
 QString gigabytes(std::int64_t bytes) {
   return QString::number(bytes / 1e9, 'f', 1);
 }
@@ -22,7 +19,7 @@ QString gigabytes(std::int64_t bytes) {
 // The facts as lines of "label: value", unknown ones said so.
 QString describe(const DeviceInfo& info) {
   auto known = [](const std::optional<std::string>& value) {
-    return value ? text(*value) : QObject::tr("unknown");
+    return value ? qText(*value) : QObject::tr("unknown");
   };
   QString battery = QObject::tr("unknown");
   if (info.batteryPercent)
@@ -36,8 +33,9 @@ QString describe(const DeviceInfo& info) {
   return QObject::tr(
              "Model: %1\nVersion: %2 (%3), Android %4\nBattery: %5\nStorage: %6\n"
              "Wi-Fi: %7\nAddress: %8")
-      .arg(text(info.model), text(info.versionLabel), text(info.channel), text(info.androidRelease),
-           battery, storage, known(info.wifiSsid), known(info.ipAddress));
+      .arg(qText(info.model), qText(info.versionLabel), qText(info.channel),
+           qText(info.androidRelease), battery, storage, known(info.wifiSsid),
+           known(info.ipAddress));
 }
 
 }  // namespace
@@ -119,21 +117,21 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
 
 void DevicesPane::showTablets() {
   const TabletView& view = controller_.tracker().view();
-  QString state = text(view.state.name());
-  if (view.serial) state += "  " + text(*view.serial);
-  if (view.refusal) state += "\n" + text(*view.refusal);
+  QString state = qText(view.state.name());
+  if (view.serial) state += "  " + qText(*view.serial);
+  if (view.refusal) state += "\n" + qText(*view.refusal);
   state_->setText(state);
   tablets_->clear();
   for (const AdbTablet& tablet : view.tablets) {
     bool inUse = view.ready() && tablet.hasSerial(*view.serial);
     auto tabletState = TabletState::of(tablet.preferredConnection(), {tablet}, false, std::nullopt);
     auto* row =
-        new QTreeWidgetItem(tablets_, {text(tablet.serial), inUse ? tr("in use") : QString(),
-                                       text(inUse ? view.state.name() : tabletState.name())});
+        new QTreeWidgetItem(tablets_, {qText(tablet.serial), inUse ? tr("in use") : QString(),
+                                       qText(inUse ? view.state.name() : tabletState.name())});
     for (const AdbDevice& connection : tablet.connections)
       new QTreeWidgetItem(row,
-                          {text(connection.serial), connection.isWifi() ? tr("Wi-Fi") : tr("USB"),
-                           text(connection.state)});
+                          {qText(connection.serial), connection.isWifi() ? tr("Wi-Fi") : tr("USB"),
+                           qText(connection.state)});
     row->setExpanded(true);
   }
   use_->setEnabled(!view.tablets.empty());

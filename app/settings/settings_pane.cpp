@@ -1,4 +1,5 @@
 #include "app/settings/settings_pane.h"
+#include "app/shell/shown_text.h"
 
 #include <algorithm>
 
@@ -8,12 +9,6 @@
 #include <QVBoxLayout>
 
 namespace lumivale::app {
-namespace {
-QString text(const std::string& value) {
-  return QString::fromStdString(value);
-}
-}  // namespace
-
 SettingsPane::SettingsPane(SettingsController& controller, QWidget* parent)
     : QWidget(parent),
       controller_(controller),
@@ -70,28 +65,28 @@ void SettingsPane::show() {
   auto used = std::find_if(setup.adbs.begin(), setup.adbs.end(),
                            [](const AdbCandidateLook& look) { return !look.problem; });
   if (used == setup.adbs.end()) {
-    adbInUse_->setText(text(AdbLocate::missingMessage(setup.adbs)));
+    adbInUse_->setText(qText(AdbLocate::missingMessage(setup.adbs)));
   } else {
     QString inUse =
         tr("In use: %1 (%2)")
-            .arg(text(used->candidate.path.string()), text(sourceName(used->candidate.source)));
-    if (used->version) inUse += tr(", version %1").arg(text(*used->version));
+            .arg(qText(used->candidate.path.string()), qText(sourceName(used->candidate.source)));
+    if (used->version) inUse += tr(", version %1").arg(qText(*used->version));
     adbInUse_->setText(inUse);
   }
   adbs_->clear();
   for (auto look = setup.adbs.begin(); look != setup.adbs.end(); ++look) {
     if (look == used) continue;
     new QTreeWidgetItem(
-        adbs_, {text(sourceName(look->candidate.source)), text(look->candidate.path.string()),
-                text(look->problem.value_or("usable, but comes later"))});
+        adbs_, {qText(sourceName(look->candidate.source)), qText(look->candidate.path.string()),
+                qText(look->problem.value_or("usable, but comes later"))});
   }
   if (!servers_) return;
   servers_->clear();
   for (const ServerAddress& server : setup.servers)
-    new QTreeWidgetItem(servers_, {text(server.name), text(server.address)});
+    new QTreeWidgetItem(servers_, {qText(server.name), qText(server.address)});
   QStringList checks;
   for (const std::string& problem : setup.serverProblems)
-    checks << text(problem);
+    checks << qText(problem);
   serverChecks_->setText(checks.isEmpty() ? tr("Every address passes the checks of this build.")
                                           : checks.join("\n"));
 }
