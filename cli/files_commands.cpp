@@ -44,17 +44,6 @@ std::string shown(const std::string& path) {
   return RemotePath::escapedForDisplay(path);
 }
 
-std::string kindName(const RemoteEntry& entry) {
-  if (entry.isFolder()) return "Folder";
-  if (entry.kind == RemoteEntry::Kind::symlink) return "Link";
-  auto dot = entry.name.rfind('.');
-  if (dot == std::string::npos || dot == 0) return "Document";
-  std::string extension = entry.name.substr(dot + 1);
-  for (char& c : extension)
-    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return extension + " document";
-}
-
 std::string localTime(const std::optional<Timestamp>& when) {
   return when ? cli::localTime(*when) : std::string(16, ' ');
 }
@@ -138,7 +127,7 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
   auto entries = RemoteSort::sorted(files.list(RemotePath::resolve(options.path), options.all),
-                                    *key, !options.reverse, kindName);
+                                    *key, !options.reverse, RemoteSort::kindName);
   // Printed in one write, not ten thousand.
   std::string out;
   out.reserve(entries.size() * 96);
@@ -162,7 +151,7 @@ void statCommand(const GlobalOptions& global, const FilesOptions& options) {
     return;
   }
   std::cout << fmt::format("path      {}\nkind      {}\nsize      {} bytes\nmodified  {}\n",
-                           shown(entry->path), kindName(*entry), entry->size,
+                           shown(entry->path), RemoteSort::kindName(*entry), entry->size,
                            localTime(entry->modified));
 }
 

@@ -5,6 +5,7 @@
 #include "app/account/account_pane.h"
 #include "app/desk/desk_pane.h"
 #include "app/devices/devices_pane.h"
+#include "app/files/files_pane.h"
 #include "app/settings/settings_pane.h"
 #include "app/shell/tablet_gate.h"
 
@@ -35,7 +36,7 @@ std::unique_ptr<MainWindow> AppParts::makeWindow() {
   auto window = std::make_unique<MainWindow>(companion::AppSettingsStore::standard());
   window->addPane(QObject::tr("Devices"), new DevicesPane(devices));
   window->addPane(QObject::tr("Desk"), new TabletGate(tracker, new DeskPane(desk)));
-  window->addPane(QObject::tr("Files"), laterPane(QObject::tr("Browsing the tablet's files")));
+  window->addPane(QObject::tr("Files"), new TabletGate(tracker, new FilesPane(files)));
   window->addPane(QObject::tr("Reading folder"), laterPane(QObject::tr("The Reading folder")));
   window->addPane(QObject::tr("Clipboard"), laterPane(QObject::tr("The shared clipboard")));
   window->addPane(QObject::tr("Account"), new AccountPane(account));

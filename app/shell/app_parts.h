@@ -7,6 +7,7 @@
 #include "app/account/account_controller.h"
 #include "app/desk/desk_controller.h"
 #include "app/devices/devices_controller.h"
+#include "app/files/files_controller.h"
 #include "app/settings/settings_controller.h"
 #include "app/shell/main_window.h"
 #include "app/shell/tablet_tracker.h"
@@ -30,6 +31,7 @@ class AppParts {
   TabletTracker tracker;
   DevicesController devices{tracker};
   DeskController desk{tracker};
+  FilesController files{tracker};
   AccountController account;
   SettingsController settings;
 };

@@ -1,6 +1,8 @@
 // The app's controllers against a stand-in tablet through the real adb, and the real
 // account server, each driven as its pane drives it.
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 
 #include <QSignalSpy>
@@ -25,6 +27,18 @@ constexpr int deadline = 90'000;
 nlohmann::json settingsFile() {
   std::ifstream file(ConfigStore::fileURL());
   return nlohmann::json::parse(file);
+}
+
+QStringList names(const FilesController& files) {
+  QStringList names;
+  for (const RemoteEntry& entry : files.entries())
+    names << QString::fromStdString(entry.name);
+  return names;
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace
@@ -166,6 +180,85 @@ class AppControllersTest : public QObject {
     account.check();
     QTRY_VERIFY_WITH_TIMEOUT(!account.busy(), deadline);
     QVERIFY(account.email() == email);
+  }
+
+  void filesListsCopiesBothWaysAndChangesTheTabletsFolders() {
+    FilesController& files = parts_->files;
+    QSignalSpy listed(&files, &FilesController::listed);
+    QSignalSpy failed(&files, &FilesController::failed);
+    files.open("/sdcard/Pictures");
+    QVERIFY(failed.wait(deadline));
+    QCOMPARE(failed.takeFirst().at(0).toString(), "'/sdcard/Pictures' does not exist");
+    setting_->tablet().shell("mkdir -p /sdcard/Download");
+    files.open("/sdcard/Download");
+    QTRY_VERIFY_WITH_TIMEOUT(listed.count() > 0 || failed.count() > 0, deadline);
+    QVERIFY2(failed.isEmpty(), qPrintable(failed.value(0).value(0).toString()));
+    testing::TemporaryFolder local;
+    const std::filesystem::path report = local.path() / "report.txt";
+    std::ofstream(report) << "first copy";
+
+    QSignalSpy ended(&files, &FilesController::transferEnded);
+    files.push(report, CollisionPolicy::ask);
+    QVERIFY(ended.wait(deadline));
+    QCOMPARE(ended.takeFirst().at(0).toString(), "Copied report.txt to the tablet.");
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("report.txt"), deadline);
+
+    // The same name again: the question comes back, and nothing is copied until answered.
+    QSignalSpy taken(&files, &FilesController::nameTaken);
+    files.push(report, CollisionPolicy::ask);
+    QVERIFY(taken.wait(deadline));
+    QCOMPARE(taken.at(0).at(1).toString(), "report.txt");
+    files.push(report, CollisionPolicy::keepBoth);
+    QVERIFY(ended.wait(deadline) || ended.count() > 1);
+    QTRY_COMPARE_WITH_TIMEOUT(names(files).filter("report").size(), 2, deadline);
+
+    const std::filesystem::path pulled = local.path() / "pulled.txt";
+    ended.clear();
+    files.pull("/sdcard/Download/report.txt", pulled);
+    QVERIFY(ended.wait(deadline));
+    QCOMPARE(QString::fromStdString(contentOf(pulled)), "first copy");
+
+    files.makeFolder("Notes");
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("Notes"), deadline);
+    files.rename("/sdcard/Download/Notes", "Kept notes");
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("Kept notes"), deadline);
+    QVERIFY(!names(files).contains("Notes"));
+    files.remove("/sdcard/Download/Kept notes");
+    QTRY_VERIFY_WITH_TIMEOUT(!names(files).contains("Kept notes"), deadline);
+
+    setting_->tablet().shell("touch /sdcard/Download/.hidden");
+    files.showHidden(true);
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains(".hidden"), deadline);
+    files.showHidden(false);
+    QTRY_VERIFY_WITH_TIMEOUT(!names(files).contains(".hidden"), deadline);
+
+    files.sortBy(RemoteSort::Key::name, false);
+    QVERIFY(files.entries().front().name > files.entries().back().name);
+    QCOMPARE(files.crumbs().back().path, "/sdcard/Download");
+  }
+
+  void aCancelledCopyLeavesNothingBehind() {
+    FilesController& files = parts_->files;
+    files.open("/sdcard/Download");
+    testing::TemporaryFolder local;
+    const std::filesystem::path big = local.path() / "big.bin";
+    std::ofstream(big, std::ios::binary) << std::string(256 * 1024 * 1024, 'b');
+
+    QSignalSpy progressed(&files, &FilesController::transferProgressed);
+    QSignalSpy ended(&files, &FilesController::transferEnded);
+    files.push(big, CollisionPolicy::ask);
+    QTRY_VERIFY_WITH_TIMEOUT(files.progress().done > 0 || ended.count() > 0, deadline);
+    files.cancelTransfer();
+    QTRY_VERIFY_WITH_TIMEOUT(ended.count() > 0, deadline);
+    const QString outcome = ended.at(0).at(0).toString();
+    if (outcome.startsWith("Copied")) QSKIP("the copy ended before the cancel arrived");
+    QVERIFY2(outcome.startsWith("cancelled"), qPrintable(outcome));
+    QVERIFY(!files.transferring());
+    for (const auto& item :
+         std::filesystem::directory_iterator(setting_->tablet().storageFolder() / "Download"))
+      QVERIFY2(item.path().filename().string().rfind("big", 0) != 0 &&
+                   item.path().filename().string().rfind(".lumivale-partial", 0) != 0,
+               item.path().filename().c_str());
   }
 
   void settingsNamesTheAdbInUse() {

@@ -42,6 +42,9 @@ class AppWindowTest : public QObject {
   void initTestCase() {
     QCOMPARE(QGuiApplication::platformName(), "xcb");
     setting_ = std::make_unique<testing::AppTestSetting>();
+    // Something to list in the Files pane.
+    setting_->tablet().shell(
+        "mkdir -p /sdcard/Download /sdcard/Documents && echo notes > /sdcard/Documents/notes.txt");
     if (!testing::secretServiceMissing()) {
       server_ = std::make_unique<testing::AuthServer>();
       ConfigStore::update(
@@ -67,6 +70,7 @@ class AppWindowTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(parts_->devices.facts().has_value(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(parts_->desk.setting("warmth").read, deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->account.busy(), deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->files.entries().empty(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->settings.setup().adbs.empty(), deadline);
     for (int row = 0; row < window_->sidebar()->count(); ++row) {
       const QString name = window_->sidebar()->item(row)->text();
