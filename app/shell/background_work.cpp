@@ -17,6 +17,10 @@ BackgroundWork::BackgroundWork(QObject* receiver) : receiver_(receiver) {
 }
 
 BackgroundWork::~BackgroundWork() {
+  finish();
+}
+
+void BackgroundWork::finish() {
   stop_.cancel();
   pool_.waitForDone();
 }

@@ -22,6 +22,9 @@ class BackgroundWork {
   BackgroundWork& operator=(const BackgroundWork&) = delete;
   ~BackgroundWork();
 
+  // Cancels the work under way and waits for it; nothing more runs after.
+  void finish();
+
   // The token every piece of work runs under; cancelled when this goes.
   const StopToken& stop() const { return stop_; }
 

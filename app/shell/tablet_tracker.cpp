@@ -1,5 +1,7 @@
 #include "app/shell/tablet_tracker.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QMetaObject>
 
 #include "companion/tablet_link.h"
@@ -21,7 +23,10 @@ TabletTracker::TabletTracker(QObject* parent) : QObject(parent) {
 }
 
 TabletTracker::~TabletTracker() {
-  // The watcher's thread calls back into this object: it ends first.
+  // The watcher's thread calls back into this object: every watcher ends first, also
+  // one just opened whose hand-over to the main thread is still queued.
+  work_.finish();
+  QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
   watcher_.reset();
 }
 
