@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QPixmap>
 #include <QVBoxLayout>
 
@@ -56,6 +57,7 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
   tablets_->setAccessibleName(tr("Tablets"));
   tablets_->setHeaderLabels({tr("Tablet"), tr("Connection"), tr("State")});
   tablets_->setRootIsDecorated(true);
+  tablets_->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
   use_->setAccessibleName(tr("Use this tablet"));
   facts_->setAccessibleName(tr("Tablet facts"));
   facts_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -63,6 +65,7 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
   takeScreenshot_->setAccessibleName(tr("Take a screenshot"));
   saveScreenshot_->setAccessibleName(tr("Save the screenshot"));
   saveScreenshot_->setEnabled(false);
+  screenshot_->setObjectName("screenshot");
   screenshot_->setAccessibleName(tr("Screenshot"));
   screenshot_->setMinimumHeight(160);
   screenshot_->setAlignment(Qt::AlignCenter);
