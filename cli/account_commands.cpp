@@ -11,7 +11,6 @@
 #include "companion/account_context.h"
 #include "core/account/account_session.h"
 #include "core/account/auth_error.h"
-#include "core/account/auth_messages.h"
 #include "core/account/jwt_source.h"
 
 namespace lumivale::cli {
@@ -90,15 +89,11 @@ CLI::App* addCredentialOptions(CLI::App* command, Credentials& credentials) {
 }
 
 void signInWith(const Credentials& credentials, bool signUp) {
-  std::string password = readPassword(credentials.passwordFromStdin);
-  std::string problem = AuthMessages::formProblem(credentials.email, password);
-  if (!problem.empty()) throw AuthError(problem);
+  companion::SignInForm form{credentials.email, readPassword(credentials.passwordFromStdin),
+                             credentials.name, signUp};
   Account account;
-  PortmarkClient portmark = account.portmark();
-  SignInResult result = signUp ? portmark.signUpEmail(credentials.email, password, credentials.name)
-                               : portmark.signInEmail(credentials.email, password);
-  AccountSession::adopt(result, account.home(), portmark);
-  std::cout << "Signed in as " << result.user.email << ".\n";
+  AuthUser user = companion::signIn(account, form);
+  std::cout << "Signed in as " << user.email << ".\n";
 }
 
 const char* stateName(SessionCheck::Kind kind) {
@@ -138,7 +133,7 @@ void showStatus(bool json) {
 
 void signOut() {
   Account account;
-  SignOutReport report = companion::signOutHere(account);
+  SignOutReport report = companion::signOut(account);
   std::cout << "Signed out.\n";
   for (const std::string& notice : report.notices)
     std::cerr << "lumivale: " << notice << "\n";

@@ -48,17 +48,6 @@ std::string shown(const std::string& path) {
   return RemotePath::escapedForDisplay(path);
 }
 
-std::string kindName(const RemoteEntry& entry) {
-  if (entry.isFolder()) return "Folder";
-  if (entry.kind == RemoteEntry::Kind::symlink) return "Link";
-  auto dot = entry.name.rfind('.');
-  if (dot == std::string::npos || dot == 0) return "Document";
-  std::string extension = entry.name.substr(dot + 1);
-  for (char& c : extension)
-    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return extension + " document";
-}
-
 std::string localTime(const std::optional<Timestamp>& when) {
   return when ? cli::localTime(*when) : std::string(16, ' ');
 }
@@ -166,7 +155,8 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto collatorLoaded = std::async(std::launch::async, [] { NameCollator::forUser(); });
   auto listed = files.list(RemotePath::resolve(options.path), options.all);
   collatorLoaded.get();
-  auto entries = RemoteSort::sorted(std::move(listed), *key, !options.reverse, kindName);
+  auto entries =
+      RemoteSort::sorted(std::move(listed), *key, !options.reverse, RemoteSort::kindName);
   // Printed in one write, not ten thousand.
   const std::string out = formattedListing(entries, options.json);
   std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
@@ -183,7 +173,7 @@ void statCommand(const GlobalOptions& global, const FilesOptions& options) {
     return;
   }
   std::cout << fmt::format("path      {}\nkind      {}\nsize      {} bytes\nmodified  {}\n",
-                           shown(entry->path), kindName(*entry), entry->size,
+                           shown(entry->path), RemoteSort::kindName(*entry), entry->size,
                            localTime(entry->modified));
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/tablet/adb_bridge.h"
+#include "core/tablet/adb_error.h"
 
 namespace lumivale::cli {
 
@@ -16,10 +17,6 @@ struct ScreenState {
 };
 
 ScreenState readScreen(AdbBridge& bridge, const std::string& serial);
-
-// One wording for the lock screen wherever the sentence is ours.
-inline constexpr const char* lockScreenRefusal =
-    "the lock screen is showing on your Lumivale; unlock it on the tablet first";
 
 // "awake", "asleep, locked": the screen as `status` and `info` show it.
 std::string describe(const ScreenState& screen);

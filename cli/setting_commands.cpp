@@ -13,18 +13,6 @@
 namespace lumivale::cli {
 namespace {
 
-const char* groupTitle(SettingTier::Kind tier) {
-  switch (tier) {
-    case SettingTier::Kind::device:
-      return "Available now";
-    case SettingTier::Kind::adb:
-      return "Advanced";
-    case SettingTier::Kind::unavailable:
-      break;
-  }
-  return "Not yet available";
-}
-
 // What a reading shows: its value, "Unset on this tablet.", its error, or why it cannot be had.
 std::string shown(const SettingReading& reading) {
   if (reading.error) return "error: " + *reading.error;
@@ -36,7 +24,7 @@ void printReadings(const std::vector<SettingReading>& readings) {
   std::optional<SettingTier::Kind> group;
   for (const auto& reading : readings) {
     if (reading.tier.kind() != group) {
-      std::cout << (group ? "\n" : "") << groupTitle(reading.tier.kind()) << "\n";
+      std::cout << (group ? "\n" : "") << reading.tier.groupTitle() << "\n";
       group = reading.tier.kind();
     }
     std::cout << fmt::format("  {:<23}{:<26}{}\n", reading.id, reading.title, shown(reading));

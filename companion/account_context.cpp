@@ -1,6 +1,7 @@
 #include "companion/account_context.h"
 
 #include "core/account/auth_error.h"
+#include "core/account/auth_messages.h"
 #include "core/account/keychain_policy.h"
 #include "core/account/session_lock.h"
 #include "core/settings/config_store.h"
@@ -29,7 +30,18 @@ PortmarkClient AccountContext::portmark() const {
   return PortmarkClient(config_, std::make_shared<HttpSession>());
 }
 
-SignOutReport signOutHere(AccountContext& account) {
+AuthUser signIn(AccountContext& account, const SignInForm& form) {
+  std::string problem = AuthMessages::formProblem(form.email, form.password);
+  if (!problem.empty()) throw AuthError(problem);
+  PortmarkClient portmark = account.portmark();
+  SignInResult result = form.createAccount
+                            ? portmark.signUpEmail(form.email, form.password, form.name)
+                            : portmark.signInEmail(form.email, form.password);
+  AccountSession::adopt(result, account.home(), portmark);
+  return result.user;
+}
+
+SignOutReport signOut(AccountContext& account) {
   return AccountSession::signOut(account.home(), [&](const std::string& token) {
     try {
       return account.portmark().signOut(token);

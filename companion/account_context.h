@@ -49,9 +49,21 @@ class AccountContext {
   SessionHome home_;
 };
 
-// Signs out on this machine, then asks the settings' server to end the session (a server
-// address that is refused is a server not told). The report's notices are for the user.
-SignOutReport signOutHere(AccountContext& account);
+// What the sign-in and sign-up forms send; `name` only for a new account.
+struct SignInForm {
+  std::string email;
+  std::string password;
+  std::optional<std::string> name;
+  bool createAccount = false;
+};
+
+// Checks the form, signs in (or creates the account) and keeps the new session in
+// place of the old one. Fails with AuthError, its sentence as it stands.
+AuthUser signIn(AccountContext& account, const SignInForm& form);
+
+// Forgets the sign-in here first, then asks the server to end it; a server address
+// that is refused now only skips the asking.
+SignOutReport signOut(AccountContext& account);
 
 // A session belongs to its sign-in server: when the server's address changed between
 // `before` and `after`, the session here is forgotten. Returns the sentences for the

@@ -16,6 +16,10 @@ struct AppSettings {
   std::optional<std::string> readingFolderTablet;  // the serial it syncs with
   std::optional<std::string> openFilesLastRoute;
   bool wirelessPreferred = false;
+  // The app's window as it was left: the pane shown and the size.
+  std::optional<std::string> windowPane;
+  std::optional<int> windowWidth;
+  std::optional<int> windowHeight;
 
   bool operator==(const AppSettings&) const = default;
 };

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -58,6 +59,15 @@ void take(const fs::path& file, const json& object, const char* key, bool& field
     reportWrongType(file, key);
 }
 
+void take(const fs::path& file, const json& object, const char* key, std::optional<int>& field) {
+  auto value = object.find(key);
+  if (value == object.end() || value->is_null()) return;
+  if (value->is_number_integer())
+    field = value->get<int>();
+  else
+    reportWrongType(file, key);
+}
+
 template <class Text>
 void take(const fs::path& file, const json& object, const char* key, std::optional<Text>& field) {
   auto value = object.find(key);
@@ -77,15 +87,20 @@ AppSettings decode(const fs::path& file, const json& object) {
   take(file, object, "readingFolderTablet", settings.readingFolderTablet);
   take(file, object, "openFilesLastRoute", settings.openFilesLastRoute);
   take(file, object, "wirelessPreferred", settings.wirelessPreferred);
+  take(file, object, "windowPane", settings.windowPane);
+  take(file, object, "windowWidth", settings.windowWidth);
+  take(file, object, "windowHeight", settings.windowHeight);
   return settings;
 }
 
-template <class Text>
-void put(json& object, const char* key, const std::optional<Text>& value) {
-  if (value)
-    object[key] = std::string(*value);
-  else
+template <class Value>
+void put(json& object, const char* key, const std::optional<Value>& value) {
+  if (!value)
     object.erase(key);
+  else if constexpr (std::is_same_v<Value, int>)
+    object[key] = *value;
+  else
+    object[key] = std::string(*value);
 }
 
 // `object` keeps the keys of other versions of the program as they were.
@@ -97,6 +112,9 @@ std::string encode(json object, const AppSettings& settings) {
   put(object, "readingFolderTablet", settings.readingFolderTablet);
   put(object, "openFilesLastRoute", settings.openFilesLastRoute);
   object["wirelessPreferred"] = settings.wirelessPreferred;
+  put(object, "windowPane", settings.windowPane);
+  put(object, "windowWidth", settings.windowWidth);
+  put(object, "windowHeight", settings.windowHeight);
   return object.dump(2) + "\n";
 }
 

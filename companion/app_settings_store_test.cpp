@@ -60,6 +60,9 @@ TEST_F(AppSettingsStoreTest, ChangesComeBackAsWrittenInAPrivateFileBesideTheOthe
   wanted.readingFolderTablet = "LV1A2B3C";
   wanted.openFilesLastRoute = "tablet";
   wanted.wirelessPreferred = true;
+  wanted.windowPane = "Desk";
+  wanted.windowWidth = 1024;
+  wanted.windowHeight = 700;
   EXPECT_EQ(store.update([&](AppSettings& settings) { settings = wanted; }), wanted);
   EXPECT_EQ(store.load(), wanted);
   EXPECT_EQ(store.file(), folder / "app-settings.json");

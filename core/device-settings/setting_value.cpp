@@ -14,6 +14,18 @@ std::string SettingTier::label() const {
   return "unavailable";
 }
 
+std::string SettingTier::groupTitle() const {
+  switch (kind_) {
+    case Kind::device:
+      return "Available now";
+    case Kind::adb:
+      return "Advanced";
+    case Kind::unavailable:
+      break;
+  }
+  return "Not yet available";
+}
+
 std::optional<bool> SettingValue::asOn() const {
   if (const bool* isOn = std::get_if<bool>(&data_)) return *isOn;
   return std::nullopt;

@@ -20,6 +20,8 @@ class SettingTier {
 
   Kind kind() const { return kind_; }
   std::string label() const;
+  // The heading of the tier's group, as the pane and the setting list show it.
+  std::string groupTitle() const;
   const std::optional<std::string>& reason() const { return reason_; }
 
   bool operator==(const SettingTier&) const = default;

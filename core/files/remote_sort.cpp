@@ -84,4 +84,15 @@ std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool a
   return result;
 }
 
+std::string kindName(const RemoteEntry& entry) {
+  if (entry.isFolder()) return "Folder";
+  if (entry.kind == RemoteEntry::Kind::symlink) return "Link";
+  auto dot = entry.name.rfind('.');
+  if (dot == std::string::npos || dot == 0) return "Document";
+  std::string extension = entry.name.substr(dot + 1);
+  for (char& c : extension)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return extension + " document";
+}
+
 }  // namespace lumivale::RemoteSort

@@ -23,6 +23,8 @@ std::optional<Key> key(std::string_view rawValue);
 int compareNames(std::string_view a, std::string_view b);
 
 using KindName = std::function<std::string(const RemoteEntry&)>;
+// The kind as listings show it: "Folder", "Link", "PDF document", "Document".
+std::string kindName(const RemoteEntry& entry);
 
 // Entries equal on the chosen key are ordered by name, ascending whatever the direction,
 // so a list keeps its reading order when only the direction is flipped.

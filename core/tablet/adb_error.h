@@ -16,4 +16,9 @@ class AdbError : public Error {
   bool toolsMissing_;
 };
 
+// One wording for the lock screen wherever the sentence is ours (the app's and the
+// command line's screenshot, tap and type).
+inline constexpr const char* lockScreenRefusal =
+    "the lock screen is showing on your Lumivale; unlock it on the tablet first";
+
 }  // namespace lumivale

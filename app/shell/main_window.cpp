@@ -1,0 +1,72 @@
+#include "app/shell/main_window.h"
+
+#include <exception>
+
+#include <QCloseEvent>
+#include <QHBoxLayout>
+
+#include "core/settings/log.h"
+
+namespace lumivale::app {
+
+MainWindow::MainWindow(companion::AppSettingsStore store, QWidget* parent)
+    : QMainWindow(parent),
+      store_(std::move(store)),
+      sidebar_(new QListWidget),
+      panes_(new QStackedWidget) {
+  setWindowTitle(tr("Lumivale"));
+  sidebar_->setObjectName("sidebar");
+  sidebar_->setAccessibleName(tr("Panes"));
+  sidebar_->setFixedWidth(170);
+  auto* centre = new QWidget;
+  auto* layout = new QHBoxLayout(centre);
+  layout->addWidget(sidebar_);
+  layout->addWidget(panes_, 1);
+  setCentralWidget(centre);
+  connect(sidebar_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);
+}
+
+void MainWindow::addPane(const QString& name, QWidget* pane) {
+  pane->setObjectName(name);
+  pane->setAccessibleName(name);
+  sidebar_->addItem(name);
+  panes_->addWidget(pane);
+}
+
+void MainWindow::restore() {
+  companion::AppSettings settings = store_.load();
+  resize(settings.windowWidth.value_or(960), settings.windowHeight.value_or(640));
+  sidebar_->setCurrentRow(0);
+  if (settings.windowPane) showPane(QString::fromStdString(*settings.windowPane));
+  sidebar_->setFocus();
+}
+
+void MainWindow::showPane(const QString& name) {
+  auto found = sidebar_->findItems(name, Qt::MatchExactly);
+  if (!found.isEmpty()) sidebar_->setCurrentItem(found.first());
+}
+
+QString MainWindow::currentPane() const {
+  auto* item = sidebar_->currentItem();
+  return item ? item->text() : QString();
+}
+
+QWidget* MainWindow::pane(const QString& name) const {
+  return panes_->findChild<QWidget*>(name, Qt::FindDirectChildrenOnly);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  try {
+    store_.update([this](companion::AppSettings& settings) {
+      settings.windowPane = currentPane().toStdString();
+      settings.windowWidth = width();
+      settings.windowHeight = height();
+    });
+  } catch (const std::exception& error) {
+    // Losing the window's place is not worth keeping the user from quitting.
+    logWarning("the window's place was not kept: {}", error.what());
+  }
+  QMainWindow::closeEvent(event);
+}
+
+}  // namespace lumivale::app
