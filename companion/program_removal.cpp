@@ -187,7 +187,7 @@ void ProgramRemoval::removeFromTablet(Report& report) {
 void ProgramRemoval::signOut(Report& report) {
   try {
     AccountContext account;
-    auto signedOut = signOut(account);
+    auto signedOut = companion::signOut(account);
     for (auto& notice : signedOut.notices)
       report.notices.push_back(std::move(notice));
     ++report.removed;
