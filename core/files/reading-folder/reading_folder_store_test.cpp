@@ -185,10 +185,13 @@ TEST(ReadingFolderStore, TheSetAsideJournalIsKeptBesideTheRecordUntilEmpty) {
   ReadingFolderStore::SetAsideFile journal =
       ReadingFolderStore::SetAsideFile::load(settings.path(), "T");
   EXPECT_TRUE(journal.empty());
-  journal.entries.push_back(
-      {"/sdcard/F/a.pdf", "/sdcard/F/.lumivale-partial-old-1", "1:2:3:4:81a4"});
+  journal.entries.push_back({"/sdcard/F/a.pdf", "/sdcard/F/.lumivale-partial-old-1"});
+  ReadingFolderManifest::CopiedFile copied;
+  copied.sha256 = std::string(64, 'c');
+  copied.tabletPath = "a.pdf";
+  copied.tabletModified = 4.5;
   journal.stages.push_back(
-      {"2", "a.pdf", "/sdcard/F/.lumivale-partial-2", "/sdcard/F/a.pdf", std::string(64, 'c')});
+      {"2", "a.pdf", "/sdcard/F/.lumivale-partial-2", "/sdcard/F/a.pdf", "1:2", copied});
   journal.save(settings.path());
   const fs::path file = settings.path() / "Reading folder" / "T.set-aside.json";
   const nlohmann::json json = nlohmann::json::parse(fileText(file));

@@ -16,8 +16,8 @@ constexpr std::string_view suffix = ".set-aside.json";
 
 }  // namespace
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Entry, path, heldAs, identity)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Stage, id, mac, staged, to, sha256)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Entry, path, heldAs)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Stage, id, mac, staged, to, identity, copied)
 
 SetAsideFile SetAsideFile::load(const fs::path& settingsFolder, std::string_view tablet) {
   const fs::path path = besideRecord(settingsFolder, tablet, suffix);
