@@ -12,6 +12,7 @@
 #include "cli/device_commands.h"
 #include "cli/exit_codes.h"
 #include "cli/files_commands.h"
+#include "cli/folder_commands.h"
 #include "cli/interrupt_cancel.h"
 #include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
@@ -26,8 +27,8 @@ namespace {
 // stops their adb run at once instead of ending the program around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
-      "devices", "use",  "status",  "info",   "wake",       "screenshot", "tap",
-      "type",    "open", "setting", "warmth", "brightness", "files",      "profile"};
+      "devices", "use",     "status", "info",       "wake",  "screenshot", "tap",   "type",
+      "open",    "setting", "warmth", "brightness", "files", "profile",    "folder"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -46,6 +47,7 @@ int main(int argc, char** argv) {
   cli::addSettingCommands(app, options);
   cli::addProfileCommands(app, options);
   cli::addFilesCommands(app, options);
+  cli::addFolderCommands(app, options);
   auto* clipboard =
       app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
   clipboard->require_subcommand(1);

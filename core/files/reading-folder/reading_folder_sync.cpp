@@ -123,6 +123,7 @@ class Run {
         publish();
       }
       std::visit([this](const auto& step) { attempt(step); }, action);
+      if (journal_.stages.size() >= publishBatch) publish();
     }
     publish();
     event_.finished = summary_;
@@ -262,7 +263,13 @@ class Run {
   void attempt(const Action& action) {
     event_.path = pathOf(action);
     try {
+      waiting_ = false;
       perform(action);
+      if (waiting_) {
+        waitingActions_.push_back(action);
+      } else {
+        summary_.done.push_back(action);
+      }
     } catch (const Cancelled&) {
       throw;
     } catch (const Error& error) {
@@ -422,10 +429,11 @@ class Run {
     return {stagedName->id, mac, staged, target, item->second.identity.value_or(""), copied};
   }
 
+  // A new copy sent and waiting to be put in place with others; the action waits beside it.
   void stage(const std::string& mac, const std::string& to, bool keptBoth) {
     journal_.stages.push_back(send(mac, to, keptBoth));
     saveJournal();
-    if (journal_.stages.size() >= publishBatch) publish();
+    waiting_ = true;
   }
 
   // Puts the staged new copies under their names, in one run, and records those that
@@ -444,10 +452,12 @@ class Run {
     } catch (const Error& error) {
       failure = error.message();
     }
-    for (const Journal::Stage& staged : journal_.stages) {
+    for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
+      const Journal::Stage& staged = journal_.stages[i];
       if (landed.contains(staged.to)) {
         manifest_.files[staged.mac] = staged.copied;
         ++(staged.copied.keptBoth ? summary_.keptBoth : summary_.copied);
+        summary_.done.push_back(waitingActions_[i]);
         continue;
       }
       files_.discardStage(staged.staged);
@@ -456,6 +466,7 @@ class Run {
           {staged.mac, failure.value_or(fmt::format("'{}' is taken",
                                                     RemotePath::escapedForDisplay(staged.to)))});
     }
+    waitingActions_.clear();
     save();
     clearJournal();
   }
@@ -471,6 +482,8 @@ class Run {
   std::map<std::string, const MacFile*> macFiles_;
   ReadingFolderSummary summary_;
   ReadingFolderSyncEvent event_;
+  bool waiting_ = false;                      // the action under way waits to be published
+  std::vector<Plan::Action> waitingActions_;  // beside journal_.stages
 };
 
 }  // namespace

@@ -28,6 +28,8 @@ struct ReadingFolderSummary {
   std::vector<ReadingFolderNote> notes;
   // Steps that failed, each with why; the others went on.
   std::vector<ReadingFolderNote> failures;
+  // The plan's actions carried out, in the plan's order.
+  std::vector<ReadingFolderPlan::Action> done;
 
   bool operator==(const ReadingFolderSummary&) const = default;
 };
