@@ -293,24 +293,23 @@ void addFolderCommands(CLI::App& app, GlobalOptions& global) {
   auto* group = app.add_subcommand("folder", "The Reading folder, kept copied to the tablet");
   group->require_subcommand(1);
   auto options = std::make_shared<FolderOptions>();
-  auto& o = *options;
 
   auto* choose = group->add_subcommand("choose", "Choose the folder to keep copied");
-  choose->add_option("PATH", o.path, "A folder on this computer")->required();
-  choose->add_option("--tablet-folder", o.tabletFolder,
+  choose->add_option("PATH", options->path, "A folder on this computer")->required();
+  choose->add_option("--tablet-folder", options->tabletFolder,
                      "Where it goes on the tablet (default /sdcard/Documents/From Mac)");
   choose
-      ->add_option("--remove-deleted", o.removeDeleted,
+      ->add_option("--remove-deleted", options->removeDeleted,
                    "on: a file deleted here is removed from the tablet too, when unchanged there")
       ->check(CLI::IsMember({"on", "off"}));
   choose->callback([options] { chooseCommand(*options); });
 
   auto* plan = group->add_subcommand("plan", "What the next sync would do; nothing is changed");
-  plan->add_flag("--json", o.json, "Print JSON");
+  plan->add_flag("--json", options->json, "Print JSON");
   plan->callback([&global, options] { planCommand(global, *options); });
 
   auto* sync = group->add_subcommand("sync", "Copy the folder's changes to the tablet now");
-  sync->add_flag("--json", o.json, "Print JSON");
+  sync->add_flag("--json", options->json, "Print JSON");
   sync->callback([&global, options] { syncCommand(global, *options); });
 
   group->add_subcommand("status", "The chosen folder and what each tablet holds of it")

@@ -25,26 +25,19 @@ class FolderCliTest : public FilesCliTest {
  protected:
   void SetUp() override {
     FilesCliTest::SetUp();
+    group = "folder";
     mac = local / "Reading";
     fs::create_directories(mac);
   }
 
-  std::vector<std::string> folderCommand(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), "folder"});
-    return arguments;
-  }
-  ToolRun folder(std::vector<std::string> arguments) const {
-    return ToolRun::runIn(environment, LUMIVALE_CLI_BINARY, folderCommand(std::move(arguments)),
-                          Seconds(300));
-  }
   void choose(const std::vector<std::string>& more = {}) const {
     std::vector<std::string> arguments{"choose", mac.string()};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    const ToolRun chosen = folder(arguments);
+    const ToolRun chosen = lumivale(arguments);
     ASSERT_EQ(chosen.status, 0) << chosen.stderrData;
   }
   nlohmann::json json(const std::vector<std::string>& arguments, int status = 0) const {
-    const ToolRun run = folder(arguments);
+    const ToolRun run = lumivale(arguments);
     EXPECT_EQ(run.status, status) << run.stderrData << run.stdoutData;
     return nlohmann::json::parse(run.stdoutData, nullptr, false);
   }
@@ -82,7 +75,7 @@ class FolderCliTest : public FilesCliTest {
 };
 
 TEST_F(FolderCliTest, AFirstCopyThenAnEditHereReplacesTheUnchangedCopy) {
-  const ToolRun none = folder({"sync"});
+  const ToolRun none = lumivale({"sync"});
   EXPECT_EQ(none.status, 1);
   EXPECT_EQ(none.stderrData,
             "lumivale: no reading folder is chosen yet; choose one with lumivale folder choose "
@@ -92,20 +85,20 @@ TEST_F(FolderCliTest, AFirstCopyThenAnEditHereReplacesTheUnchangedCopy) {
   onMac("Notes?.pdf", "notes");
   choose();
 
-  const ToolRun first = folder({"sync"});
+  const ToolRun first = lumivale({"sync"});
   ASSERT_EQ(first.status, 0) << first.stderrData;
   EXPECT_THAT(first.stdoutData, HasSubstr("3 copied, 0 replaced"));
   EXPECT_EQ(tabletFiles(),
             (Files{{"Notes_.pdf", "notes"}, {"Sub/b.txt", "b"}, {"a.pdf", "version 1"}}));
 
   onMac("a.pdf", "version 2, longer");
-  const ToolRun second = folder({"sync"});
+  const ToolRun second = lumivale({"sync"});
   ASSERT_EQ(second.status, 0) << second.stderrData;
   EXPECT_THAT(second.stdoutData, HasSubstr("replace    a.pdf\n"));
   EXPECT_THAT(second.stdoutData, HasSubstr("0 copied, 1 replaced"));
   EXPECT_EQ(tabletFiles().at("a.pdf"), "version 2, longer");
 
-  const ToolRun status = folder({"status"});
+  const ToolRun status = lumivale({"status"});
   ASSERT_EQ(status.status, 0) << status.stderrData;
   EXPECT_THAT(status.stdoutData, HasSubstr("3 files copied, last synced"));
 }
@@ -159,6 +152,67 @@ TEST_F(FolderCliTest, ThePlanIsExactlyWhatTheNextSyncDoes) {
   EXPECT_EQ(done["done"], plan["actions"]);
   EXPECT_EQ(done["failures"], nlohmann::json::array());
   EXPECT_EQ(json({"plan", "--json"})["actions"], nlohmann::json::array());
+}
+
+TEST_F(FolderCliTest, ACopyDeletedOnTheTabletComesBackOnlyWhenTheFileChangesHere) {
+  onMac("a.pdf", "version 1");
+  choose();
+  sync();
+  fs::remove(tabletFolder() / "a.pdf");
+  const nlohmann::json first = sync();
+  EXPECT_EQ(first["notes"][0]["sentence"],
+            "deleted on the Lumivale; it is copied again when it changes on the Mac");
+  EXPECT_EQ(sync()["done"], nlohmann::json::array());
+  EXPECT_EQ(tabletFiles(), Files{});
+  onMac("a.pdf", "version 2");
+  EXPECT_EQ(sync()["copied"], 1);
+  EXPECT_EQ(tabletFiles(), (Files{{"a.pdf", "version 2"}}));
+}
+
+// Same size, and the date put back to the second it had: the bytes still tell.
+TEST_F(FolderCliTest, AnEditOfTheSameSizeInTheSameSecondIsStillCopied) {
+  onMac("a.txt", "AAAA");
+  choose();
+  sync();
+  const auto date = fs::last_write_time(mac / "a.txt");
+  onMac("a.txt", "BBBB");
+  fs::last_write_time(mac / "a.txt", date);
+  EXPECT_EQ(sync()["replaced"], 1);
+  EXPECT_EQ(tabletFiles(), (Files{{"a.txt", "BBBB"}}));
+}
+
+TEST_F(FolderCliTest, NamesTheTabletCannotHoldAreMadeSafeOrNoted) {
+  onMac("a.pdf", "lower");
+  onMac("A.pdf", "upper");
+  onMac("caf\xe9.txt", "latin-1 name");
+  onMac(std::string(251, 'n') + ".pdf", "longest name");  // 255 bytes, the most there is
+  choose();
+  const nlohmann::json summary = sync();
+  EXPECT_EQ(summary["copied"], 3);
+  const Files onTablet = tabletFiles();
+  EXPECT_EQ(onTablet.size(), 3u);
+  EXPECT_EQ(onTablet.at("caf_.txt"), "latin-1 name");
+  EXPECT_EQ(onTablet.at(std::string(251, 'n') + ".pdf"), "longest name");
+  ASSERT_EQ(summary["notes"].size(), 1u);
+  EXPECT_EQ(summary["notes"][0]["sentence"],
+            "another file here has the same name on the Lumivale (the names differ only in "
+            "capitals or in characters the Lumivale does not allow), so this one was not copied");
+}
+
+TEST_F(FolderCliTest, WithRemovalOffAFileDeletedHereStaysOnTheTablet) {
+  onMac("a.pdf", "a");
+  onMac("b.pdf", "b");
+  choose();
+  sync();
+  fs::remove(mac / "a.pdf");
+  EXPECT_EQ(sync()["removed"], 0);
+  EXPECT_EQ(tabletFiles(), (Files{{"a.pdf", "a"}, {"b.pdf", "b"}}));
+  // Turning removal on later does not remove what was deleted while it was off.
+  choose({"--remove-deleted", "on"});
+  EXPECT_EQ(sync()["removed"], 0);
+  fs::remove(mac / "b.pdf");
+  EXPECT_EQ(sync()["removed"], 1);
+  EXPECT_EQ(tabletFiles(), (Files{{"a.pdf", "a"}}));
 }
 
 // What a run of this test's changes leaves, with or without a kill.
@@ -219,7 +273,7 @@ TEST_F(FolderCliTest, ARunKilledAtAnyMomentIsFinishedByTheNext) {
     }
     const Files before = tabletFiles();
 
-    auto full = folderCommand({"sync", "--json"});
+    auto full = command({"sync", "--json"});
     full.insert(full.begin(), LUMIVALE_CLI_BINARY);
     auto child = Spawn::launch("/usr/bin/setsid", full, environment, false, false);
     // Every visible file, at every look, holds whole bytes: its old or its new version.
