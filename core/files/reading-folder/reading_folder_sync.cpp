@@ -69,10 +69,11 @@ class Run {
     planned.scan = MacScan::read(
         options_.macFolder, {tabletFolder_, options_.limits, &planned.manifest}, files_.stop());
     planned.tree = tabletTree(cleanUpLeftovers);
-    planned.tree.hashSupported = files_.hashSupported();
     const auto needed = ReadingFolderPlanner::digestsNeeded(planned.scan, planned.manifest,
                                                             planned.tree, options_.removeDeleted);
-    if (!needed.empty()) {
+    // The tablet's sha256sum matters only when some copy needs its digest.
+    if (!needed.empty()) planned.tree.hashSupported = files_.hashSupported();
+    if (!needed.empty() && planned.tree.hashSupported) {
       std::vector<std::string> paths;
       for (const std::string& path : needed)
         paths.push_back(onTablet(path));

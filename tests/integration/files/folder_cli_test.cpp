@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/integration/eventually.h"
 #include "tests/integration/files/files_cli.h"
 
 namespace lumivale::testing {
@@ -69,6 +70,37 @@ class FolderCliTest : public FilesCliTest {
       found[path] = {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
     return found;
+  }
+
+  // A folder copied once, then changed on both sides: new files, edits, deletions and a
+  // file changed on both sides, so a run does every kind of step.
+  void carriedOnce() {
+    fs::remove_all(mac);
+    fs::remove_all(tabletFolder());
+    fs::remove_all(local / "config");
+    fs::create_directories(local / "config");
+    for (int i = 0; i < 12; ++i)
+      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 1 of r{}", i));
+    for (int i = 0; i < 3; ++i)
+      onMac(fmt::format("d{}.pdf", i), "to be deleted");
+    onMac("both.pdf", "version 1 of both");
+    choose({"--remove-deleted", "on"});
+    sync();
+    onTabletFolder("mine.txt", "the user's");
+    onTabletFolder("both.pdf", "changed on the tablet");
+    onMac("both.pdf", "version 2 of both");
+    for (int i = 0; i < 3; ++i)
+      fs::remove(mac / fmt::format("d{}.pdf", i));
+    for (int i = 0; i < 12; ++i) {
+      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 2 of r{}", i));
+      onMac(fmt::format("n{:02}.pdf", i), fmt::format("new file {}", i));
+    }
+  }
+  // `lumivale folder sync --json` started as the leader of a process group of its own.
+  std::shared_ptr<Spawn::Child> syncAlone() const {
+    auto full = command({"sync", "--json"});
+    full.insert(full.begin(), LUMIVALE_CLI_BINARY);
+    return Spawn::launch("/usr/bin/setsid", full, environment, false, true);
   }
 
   fs::path mac;
@@ -251,31 +283,10 @@ TEST_F(FolderCliTest, ARunKilledAtAnyMomentIsFinishedByTheNext) {
   };
   for (const auto& [moment, reached] : moments) {
     SCOPED_TRACE(moment);
-    fs::remove_all(mac);
-    fs::remove_all(tabletFolder());
-    fs::remove_all(local / "config");
-    fs::create_directories(local / "config");
-    for (int i = 0; i < 12; ++i)
-      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 1 of r{}", i));
-    for (int i = 0; i < 3; ++i)
-      onMac(fmt::format("d{}.pdf", i), "to be deleted");
-    onMac("both.pdf", "version 1 of both");
-    choose({"--remove-deleted", "on"});
-    sync();
-    onTabletFolder("mine.txt", "the user's");
-    onTabletFolder("both.pdf", "changed on the tablet");
-    onMac("both.pdf", "version 2 of both");
-    for (int i = 0; i < 3; ++i)
-      fs::remove(mac / fmt::format("d{}.pdf", i));
-    for (int i = 0; i < 12; ++i) {
-      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 2 of r{}", i));
-      onMac(fmt::format("n{:02}.pdf", i), fmt::format("new file {}", i));
-    }
+    carriedOnce();
     const Files before = tabletFiles();
 
-    auto full = command({"sync", "--json"});
-    full.insert(full.begin(), LUMIVALE_CLI_BINARY);
-    auto child = Spawn::launch("/usr/bin/setsid", full, environment, false, false);
+    auto child = syncAlone();
     // Every visible file, at every look, holds whole bytes: its old or its new version.
     const Files after = afterTheChanges();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
@@ -305,6 +316,19 @@ TEST_F(FolderCliTest, ARunKilledAtAnyMomentIsFinishedByTheNext) {
     EXPECT_THAT(hidden, IsEmpty());
     EXPECT_EQ(json({"plan", "--json"})["actions"], nlohmann::json::array());
   }
+}
+
+TEST_F(FolderCliTest, ARunStoppedWithCtrlCIsFinishedByTheNext) {
+  carriedOnce();
+  auto child = syncAlone();
+  ASSERT_TRUE(eventually([&] { return fs::exists(tabletFolder() / "n00.pdf"); }));
+  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
+  ::kill(-child->pid(), SIGINT);
+  EXPECT_EQ(child->wait(), 130);
+  sync();
+  std::vector<std::string> hidden;
+  EXPECT_EQ(tabletFiles(&hidden), afterTheChanges());
+  EXPECT_THAT(hidden, IsEmpty());
 }
 
 }  // namespace
