@@ -213,6 +213,17 @@ TEST_F(FolderCliTest, AnEditOfTheSameSizeInTheSameSecondIsStillCopied) {
   EXPECT_EQ(tabletFiles(), (Files{{"a.txt", "BBBB"}}));
 }
 
+TEST_F(FolderCliTest, AnotherTimeZoneCopiesNothingAgain) {
+  onMac("a.pdf", "a");
+  onMac("Sub/b.pdf", "b");
+  choose();
+  sync();
+  environment["TZ"] = "Pacific/Kiritimati";
+  const nlohmann::json again = sync();
+  EXPECT_EQ(again["done"], nlohmann::json::array());
+  EXPECT_EQ(again["unchanged"], 2);
+}
+
 TEST_F(FolderCliTest, NamesTheTabletCannotHoldAreMadeSafeOrNoted) {
   onMac("a.pdf", "lower");
   onMac("A.pdf", "upper");
