@@ -28,6 +28,10 @@ using Journal = ReadingFolderStore::SetAsideFile;
 // New copies are put in place this many at a time, in one tablet run, and recorded together.
 constexpr std::size_t publishBatch = 64;
 
+std::string notWhereSent(const std::string& mac) {
+  return fmt::format("the copy of '{}' is not where it was sent", mac);
+}
+
 bool isStaging(const std::string& relative) {
   std::size_t start = 0;
   for (;;) {
@@ -124,7 +128,7 @@ class Run {
         publish();
       }
       std::visit([this](const auto& step) { attempt(step); }, action);
-      if (journal_.stages.size() >= publishBatch) publish();
+      if (pending_.size() >= publishBatch) publish();
     }
     publish();
     event_.finished = summary_;
@@ -347,7 +351,9 @@ class Run {
     }
     const ReadingTree::Item* old = seen(action.to);
     if (old == nullptr) throw Error(fmt::format("'{}' is not on the tablet", action.to));
-    Journal::Stage staged = send(action.mac, action.to, false);
+    std::vector<Journal::Stage> sent{send(action.mac, action.to, false)};
+    if (!stamped(sent).front()) throw Error(notWhereSent(action.mac));
+    const Journal::Stage& staged = sent.front();
     const std::string target = onTablet(action.to);
     journal_.entries.push_back({target, *RemotePath::parent(staged.staged) + "/" +
                                             std::string(AdbFiles::keptPrefix) + staged.id});
@@ -356,8 +362,7 @@ class Run {
     try {
       files_.replaceIfUnchanged(staged.staged, target, *old);
     } catch (...) {
-      files_.discardStage(staged.staged);
-      files_.dropRecord(*RemotePath::parent(staged.staged), staged.id);
+      forget(staged);
       clearJournal();
       throw;
     }
@@ -408,7 +413,7 @@ class Run {
   };
 
   // Sends the computer file to a staging name beside `to`; the stage carries the record the
-  // copy gets once it is in place.
+  // copy gets once it is in place, all but the tablet's stamps, which `stamped` reads.
   Journal::Stage send(const std::string& mac, const std::string& to, bool keptBoth) {
     CopiedFile copied = recordOf(mac, to, keptBoth);
     const std::string target = onTablet(to);
@@ -417,30 +422,60 @@ class Run {
     const std::string staged = files_.pushStaged(
         options_.macFolder / mac, *RemotePath::parent(target), RemotePath::name(target), &bytes);
     event_.bytesDone = before + copied.size;
-    const auto stagedName = StagedName::of(RemotePath::name(staged));
-    const auto items = files_.readingItems({staged});
-    const auto item = items.find(staged);
-    if (!stagedName || item == items.end()) {
-      files_.discardStage(staged);
-      if (stagedName) files_.dropRecord(*RemotePath::parent(staged), stagedName->id);
-      throw Error(fmt::format("the copy of '{}' is not where it was sent", mac));
+    return {StagedName::of(RemotePath::name(staged))->id, mac, staged, target, "", copied};
+  }
+
+  // Reads the staged copies' identity and stamps into their stages, in few runs; false for
+  // each stage whose copy is not there (which is then erased).
+  std::vector<bool> stamped(std::vector<Journal::Stage>& stages) {
+    std::vector<std::string> paths;
+    for (const Journal::Stage& stage : stages)
+      paths.push_back(stage.staged);
+    const auto items = files_.readingItems(paths);
+    std::vector<bool> found;
+    for (Journal::Stage& stage : stages) {
+      const auto item = items.find(stage.staged);
+      found.push_back(item != items.end());
+      if (!found.back()) {
+        forget(stage);
+        continue;
+      }
+      stage.identity = item->second.identity.value_or("");
+      stage.copied.tabletSize = item->second.size;
+      stage.copied.tabletModified = item->second.modified;
     }
-    copied.tabletSize = item->second.size;
-    copied.tabletModified = item->second.modified;
-    return {stagedName->id, mac, staged, target, item->second.identity.value_or(""), copied};
+    return found;
+  }
+
+  // Erases a staged copy and its tablet record.
+  void forget(const Journal::Stage& stage) {
+    files_.discardStage(stage.staged);
+    files_.dropRecord(*RemotePath::parent(stage.staged), stage.id);
   }
 
   // A new copy sent and waiting to be put in place with others; the action waits beside it.
   void stage(const std::string& mac, const std::string& to, bool keptBoth) {
-    journal_.stages.push_back(send(mac, to, keptBoth));
-    saveJournal();
+    pending_.push_back(send(mac, to, keptBoth));
     waiting_ = true;
   }
 
   // Puts the staged new copies under their names, in one run, and records those that
   // arrived; a copy whose name was taken meanwhile is erased.
   void publish() {
-    if (journal_.stages.empty()) return;
+    if (pending_.empty()) return;
+    std::vector<Plan::Action> actions;
+    const std::vector<bool> found = stamped(pending_);
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      if (found[i]) {
+        journal_.stages.push_back(pending_[i]);
+        actions.push_back(waitingActions_[i]);
+      } else {
+        summary_.failures.push_back({pending_[i].mac, notWhereSent(pending_[i].mac)});
+      }
+    }
+    pending_.clear();
+    waitingActions_.clear();
+    saveJournal();
     std::vector<std::pair<std::string, std::string>> moves;
     for (const Journal::Stage& staged : journal_.stages)
       moves.emplace_back(staged.staged, staged.to);
@@ -458,16 +493,14 @@ class Run {
       if (landed.contains(staged.to)) {
         manifest_.files[staged.mac] = staged.copied;
         ++(staged.copied.keptBoth ? summary_.keptBoth : summary_.copied);
-        summary_.done.push_back(waitingActions_[i]);
+        summary_.done.push_back(actions[i]);
         continue;
       }
-      files_.discardStage(staged.staged);
-      files_.dropRecord(*RemotePath::parent(staged.staged), staged.id);
+      forget(staged);
       summary_.failures.push_back(
           {staged.mac, failure.value_or(fmt::format("'{}' is taken",
                                                     RemotePath::escapedForDisplay(staged.to)))});
     }
-    waitingActions_.clear();
     save();
     clearJournal();
   }
@@ -483,8 +516,10 @@ class Run {
   std::map<std::string, const MacFile*> macFiles_;
   ReadingFolderSummary summary_;
   ReadingFolderSyncEvent event_;
-  bool waiting_ = false;                      // the action under way waits to be published
-  std::vector<Plan::Action> waitingActions_;  // beside journal_.stages
+  bool waiting_ = false;  // the action under way waits to be published
+  // New copies sent and not yet journalled, with their actions.
+  std::vector<Journal::Stage> pending_;
+  std::vector<Plan::Action> waitingActions_;
 };
 
 }  // namespace

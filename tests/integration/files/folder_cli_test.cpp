@@ -58,15 +58,19 @@ class FolderCliTest : public FilesCliTest {
   Files tabletFiles(std::vector<std::string>* hidden = nullptr) const {
     Files found;
     if (!fs::exists(tabletFolder())) return found;
-    for (const auto& item : fs::recursive_directory_iterator(tabletFolder())) {
-      const std::string path = fs::relative(item.path(), tabletFolder()).string();
+    // A run may move items while they are looked at: what vanishes is passed over.
+    std::error_code error;
+    for (auto item = fs::recursive_directory_iterator(tabletFolder(), error);
+         !error && item != fs::recursive_directory_iterator(); item.increment(error)) {
+      const std::string path = item->path().lexically_relative(tabletFolder()).string();
       if (path.find(".lumivale-") != std::string::npos) {
         if (hidden != nullptr) hidden->push_back(path);
         continue;
       }
-      if (!item.is_regular_file()) continue;
-      std::ifstream in(item.path(), std::ios::binary);
-      if (!in) continue;  // moved away since the folder was read
+      std::error_code gone;
+      if (!item->is_regular_file(gone)) continue;
+      std::ifstream in(item->path(), std::ios::binary);
+      if (!in) continue;
       found[path] = {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
     return found;
