@@ -179,6 +179,28 @@ class Run {
     return putBack ? tabletTree(false) : tree;
   }
 
+  // The staged copy has left its staging name and is what its target holds now.
+  static bool holdsItsCopy(const Journal::Stage& stage,
+                           const std::map<std::string, ReadingTree::Item>& items) {
+    const auto now = items.find(stage.to);
+    return !items.contains(stage.staged) && now != items.end() &&
+           now->second.identity == stage.identity;
+  }
+
+  // The targets that hold their stage's copy, asked of the tablet after a step failed part
+  // way: a move may have happened before it failed.
+  std::set<std::string> arrived(const std::vector<Journal::Stage>& stages) const {
+    std::vector<std::string> paths;
+    for (const Journal::Stage& stage : stages)
+      paths.insert(paths.end(), {stage.staged, stage.to});
+    const auto items = files_.readingItems(paths);
+    std::set<std::string> found;
+    for (const Journal::Stage& stage : stages) {
+      if (holdsItsCopy(stage, items)) found.insert(stage.to);
+    }
+    return found;
+  }
+
   // Finishes or undoes what an interrupted run left under way, from its journal.
   void settle() {
     journal_ = Journal::load(options_.settingsFolder, options_.tablet);
@@ -189,11 +211,7 @@ class Run {
     for (const Journal::Stage& stage : journal_.stages)
       paths.insert(paths.end(), {stage.staged, stage.to});
     const auto items = files_.readingItems(paths);
-    const auto holdsStage = [&](const Journal::Stage& stage) {
-      const auto now = items.find(stage.to);
-      return !items.contains(stage.staged) && now != items.end() &&
-             now->second.identity == stage.identity;
-    };
+    const auto holdsStage = [&](const Journal::Stage& stage) { return holdsItsCopy(stage, items); };
     for (const Journal::Entry& entry : journal_.entries) {
       if (!items.contains(entry.heldAs)) continue;
       try {
@@ -361,10 +379,16 @@ class Run {
     saveJournal();
     try {
       files_.replaceIfUnchanged(staged.staged, target, *old);
-    } catch (...) {
-      forget(staged);
-      clearJournal();
-      throw;
+    } catch (const Cancelled&) {
+      throw;  // the journal stays for the next run to settle
+    } catch (const Error&) {
+      if (!arrived({staged}).contains(target)) {
+        forget(staged);
+        clearJournal();
+        throw;
+      }
+      // It failed after the copy took its name: only the old one is left to erase.
+      files_.discardStage(journal_.entries.back().heldAs);
     }
     manifest_.files[action.mac] = staged.copied;
     ++summary_.replaced;
@@ -487,6 +511,8 @@ class Run {
       throw;
     } catch (const Error& error) {
       failure = error.message();
+      // When the tablet cannot say either, the journal stays for the next run to settle.
+      landed = arrived(journal_.stages);
     }
     for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
       const Journal::Stage& staged = journal_.stages[i];
