@@ -277,12 +277,11 @@ void statusCommand() {
                                std::chrono::duration_cast<std::chrono::system_clock::duration>(
                                    std::chrono::duration<double>(*pair.updatedAt))))
                          : "never";
-      std::cout << fmt::format("tablet {}     {} files copied, last synced {}\n", serial,
+      std::cout << fmt::format("tablet {}: {} files copied, last synced {}\n", serial,
                                pair.files.size(), when);
     }
     if (!ReadingFolderStore::SetAsideFile::load(settings, serial).empty()) {
-      std::cout << fmt::format("tablet {}     a stopped sync is finished by the next one\n",
-                               serial);
+      std::cout << fmt::format("tablet {}: a stopped sync is finished by the next one\n", serial);
     }
   }
 }
