@@ -13,6 +13,7 @@
 #include "cli/device_commands.h"
 #include "cli/exit_codes.h"
 #include "cli/files_commands.h"
+#include "cli/folder_commands.h"
 #include "cli/interrupt_cancel.h"
 #include "cli/profile_commands.h"
 #include "cli/setting_commands.h"
@@ -29,8 +30,9 @@ namespace {
 // around it.
 bool worksOnTablet(const CLI::App& app) {
   static const std::set<std::string> tabletCommands{
-      "devices", "use",    "status",     "info",  "wake",    "screenshot", "tap",   "type", "open",
-      "setting", "warmth", "brightness", "files", "profile", "clipboard",  "tools", "wifi"};
+      "devices", "use",     "status",    "info",    "wake",   "screenshot",
+      "tap",     "type",    "open",      "setting", "warmth", "brightness",
+      "files",   "profile", "clipboard", "tools",   "wifi",   "folder"};
   auto chosen = app.get_subcommands();
   return !chosen.empty() && tabletCommands.contains(chosen.front()->get_name());
 }
@@ -49,6 +51,7 @@ int main(int argc, char** argv) {
   cli::addSettingCommands(app, options);
   cli::addProfileCommands(app, options);
   cli::addFilesCommands(app, options);
+  cli::addFolderCommands(app, options);
   auto* clipboard =
       app.add_subcommand("clipboard", "The clipboard shared with the tablet, and its history");
   clipboard->require_subcommand(1);

@@ -14,6 +14,8 @@ struct AppSettings {
   std::optional<std::filesystem::path> readingFolderPath;
   bool readingFolderRemoveDeleted = false;         // deletions here are carried to the tablet
   std::optional<std::string> readingFolderTablet;  // the serial it syncs with
+  // Where on the tablet it goes; absent means the standard folder.
+  std::optional<std::string> readingFolderTabletFolder;
   std::optional<std::string> openFilesLastRoute;
   bool wirelessPreferred = false;
   // The app's window as it was left: the pane shown and the size.

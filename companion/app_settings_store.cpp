@@ -85,6 +85,7 @@ AppSettings decode(const fs::path& file, const json& object) {
   take(file, object, "readingFolderPath", settings.readingFolderPath);
   take(file, object, "readingFolderRemoveDeleted", settings.readingFolderRemoveDeleted);
   take(file, object, "readingFolderTablet", settings.readingFolderTablet);
+  take(file, object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   take(file, object, "openFilesLastRoute", settings.openFilesLastRoute);
   take(file, object, "wirelessPreferred", settings.wirelessPreferred);
   take(file, object, "windowPane", settings.windowPane);
@@ -110,6 +111,7 @@ std::string encode(json object, const AppSettings& settings) {
   put(object, "readingFolderPath", settings.readingFolderPath);
   object["readingFolderRemoveDeleted"] = settings.readingFolderRemoveDeleted;
   put(object, "readingFolderTablet", settings.readingFolderTablet);
+  put(object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   put(object, "openFilesLastRoute", settings.openFilesLastRoute);
   object["wirelessPreferred"] = settings.wirelessPreferred;
   put(object, "windowPane", settings.windowPane);

@@ -58,6 +58,7 @@ TEST_F(AppSettingsStoreTest, ChangesComeBackAsWrittenInAPrivateFileBesideTheOthe
   wanted.readingFolderPath = "/home/reader/Reading folder";
   wanted.readingFolderRemoveDeleted = true;
   wanted.readingFolderTablet = "LV1A2B3C";
+  wanted.readingFolderTabletFolder = "/sdcard/Books";
   wanted.openFilesLastRoute = "tablet";
   wanted.wirelessPreferred = true;
   wanted.windowPane = "Desk";

@@ -119,7 +119,7 @@ ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial, S
 TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial, StopToken command) {
   ReadyTablet tablet = requireReadyTablet(pinnedSerial, command);
   AdbFiles files = AdbFiles(*tablet.bridge, tablet.serial).stoppedBy(std::move(command));
-  return {tablet.bridge, files};
+  return {tablet.bridge, files, tablet.tablet};
 }
 
 }  // namespace lumivale::companion

@@ -67,6 +67,7 @@ ReadyTablet requireReadyTablet(const std::optional<std::string>& pinnedSerial,
 struct TabletFiles {
   std::shared_ptr<AdbBridge> bridge;
   AdbFiles files;
+  std::string tablet;  // the tablet's own serial
 };
 TabletFiles openTabletFiles(const std::optional<std::string>& pinnedSerial, StopToken command = {});
 

@@ -131,6 +131,10 @@ class AdbFiles {
   //
   // Everything under `folder` in one listing; empty when the folder is not there yet.
   ReadingTree readingTree(const std::string& folder) const;
+  // The items at `paths` as the tree shows them, each with its identity, in few runs, by
+  // path; what is not there is left out.
+  std::map<std::string, ReadingTree::Item> readingItems(
+      const std::vector<std::string>& paths) const;
   // The digests of many files in few runs, by path; a file that cannot be read is left out.
   std::map<std::string, std::string> sha256s(const std::vector<std::string>& paths) const;
   // Sends `local` to a staging name in `folder`, with a record saying it is for `name`, and

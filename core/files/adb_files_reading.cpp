@@ -16,8 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::vector<std::string> treeFormat{"-printf", "%M|%s|%T@|", "-print0"};
-
 // Moves each pair of arguments ("$1" to "$2") where the name is free; the storage ignores
 // case, so the test sees a name taken in other capitals too.
 constexpr std::string_view publishScript =
@@ -54,6 +52,37 @@ ReadingTree AdbFiles::readingTree(const std::string& folder) const {
         fmt::format("could not list {}: {}", shown(valid), displayable(firstLine(result.output))));
   }
   return ReadingTree::parse(result.output, valid);
+}
+
+std::map<std::string, ReadingTree::Item> AdbFiles::readingItems(
+    const std::vector<std::string>& paths) const {
+  std::vector<std::string> valid;
+  for (const std::string& path : paths)
+    valid.push_back(RemotePath::validate(path));
+  std::map<std::string, ReadingTree::Item> found;
+  for (const auto& batch : batches(valid, batchBudget)) {
+    std::vector<std::string> command{"find"};
+    command.insert(command.end(), batch.begin(), batch.end());
+    command.insert(command.end(), {"-maxdepth", "0", "-printf", "%i|%M|%s|%T@|", "-print0"});
+    // What is not there is left out; the others are still read.
+    const auto result = exec(command, folderTimeout, false);
+    std::size_t start = 0;
+    while (start < result.output.size()) {
+      std::size_t end = result.output.find('\0', start);
+      if (end == std::string::npos) end = result.output.size();
+      const std::string_view record = std::string_view(result.output).substr(start, end - start);
+      start = end + 1;
+      const std::size_t bar = record.find('|');
+      if (bar == std::string_view::npos) continue;
+      // Each record is parsed as a tree of its own, rooted at "/".
+      const ReadingTree one = ReadingTree::parse(record.substr(bar + 1), "/");
+      if (one.items.size() != 1) continue;
+      ReadingTree::Item item = one.items.begin()->second;
+      item.identity = std::string(record.substr(0, bar));
+      found["/" + one.items.begin()->first] = std::move(item);
+    }
+  }
+  return found;
 }
 
 std::map<std::string, std::string> AdbFiles::sha256s(const std::vector<std::string>& paths) const {
@@ -168,13 +197,10 @@ std::string AdbFiles::setAsideIfUnchanged(const std::string& path, const Reading
   moveChecked(valid, heldAs, "set " + name + " aside");
   // The listing's own format, to the fraction of a second: a same-size edit in the same
   // second still shows.
-  std::vector<std::string> command{"find", heldAs, "-maxdepth", "0"};
-  command.insert(command.end(), treeFormat.begin(), treeFormat.end());
-  const auto result = exec(command, stepTimeout, false);
-  const ReadingTree now = ReadingTree::parse(result.output, *RemotePath::parent(heldAs));
-  const auto held = now.items.find(RemotePath::name(heldAs));
-  if (result.status == 0 && held != now.items.end() && !held->second.isFolder &&
-      held->second.size == seen.size && held->second.modified == seen.modified) {
+  const auto now = readingItems({heldAs});
+  const auto held = now.find(heldAs);
+  if (held != now.end() && !held->second.isFolder && held->second.size == seen.size &&
+      held->second.modified == seen.modified) {
     return heldAs;
   }
   settling().moveBack(heldAs, valid);

@@ -10,9 +10,7 @@
 
 namespace lumivale {
 
-namespace {
-
-std::string escaped(const std::string& path) {
+std::string storedMacPath(const std::string& path) {
   std::string out;
   for (std::size_t at = 0; at < path.size();) {
     const auto decoded = utf8::decode(path, at);
@@ -27,7 +25,7 @@ std::string escaped(const std::string& path) {
   return out;
 }
 
-std::string unescaped(const std::string& text) {
+std::string macPathFromStored(const std::string& text) {
   std::string out;
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (text[at] == '%' && at + 2 < text.size() &&
@@ -41,6 +39,8 @@ std::string unescaped(const std::string& text) {
   }
   return out;
 }
+
+namespace {
 
 template <typename T>
 void putOptional(nlohmann::json& json, const char* key, const std::optional<T>& value) {
@@ -85,8 +85,8 @@ void from_json(const nlohmann::json& json, ReadingFolderManifest::CopiedFile& fi
 void to_json(nlohmann::json& json, const ReadingFolderManifest& manifest) {
   nlohmann::json files = nlohmann::json::object();
   for (const auto& [path, file] : manifest.files)
-    files[escaped(path)] = file;
-  json = {{"macFolder", escaped(manifest.macFolder)},
+    files[storedMacPath(path)] = file;
+  json = {{"macFolder", storedMacPath(manifest.macFolder)},
           {"tabletFolder", manifest.tabletFolder},
           {"files", std::move(files)},
           {"folders", manifest.folders}};
@@ -95,11 +95,11 @@ void to_json(nlohmann::json& json, const ReadingFolderManifest& manifest) {
 }
 
 void from_json(const nlohmann::json& json, ReadingFolderManifest& manifest) {
-  manifest.macFolder = unescaped(json.at("macFolder").get<std::string>());
+  manifest.macFolder = macPathFromStored(json.at("macFolder").get<std::string>());
   json.at("tabletFolder").get_to(manifest.tabletFolder);
   manifest.files.clear();
   for (const auto& [path, file] : json.at("files").items()) {
-    manifest.files[unescaped(path)] = file.get<ReadingFolderManifest::CopiedFile>();
+    manifest.files[macPathFromStored(path)] = file.get<ReadingFolderManifest::CopiedFile>();
   }
   json.at("folders").get_to(manifest.folders);
   getOptional(json, "updatedAt", manifest.updatedAt);

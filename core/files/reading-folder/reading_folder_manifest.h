@@ -45,6 +45,8 @@ struct ReadingFolderManifest {
 // Computer-side paths ("macFolder" and the keys of "files") may hold bytes that are not
 // UTF-8, which JSON cannot carry: in the stored text each such byte, and each "%", is
 // written as "%" and two hex digits.
+std::string storedMacPath(const std::string& path);
+std::string macPathFromStored(const std::string& text);
 void to_json(nlohmann::json& json, const ReadingFolderManifest::CopiedFile& file);
 void from_json(const nlohmann::json& json, ReadingFolderManifest::CopiedFile& file);
 void to_json(nlohmann::json& json, const ReadingFolderManifest& manifest);

@@ -38,9 +38,11 @@ struct World {
   void onTablet(const std::string& path, const std::string& content, double modified = 200,
                 bool withDigest = false) {
     tree.items[path] = {false, static_cast<std::int64_t>(content.size()), modified,
-                        withDigest ? std::optional(digest(content)) : std::nullopt};
+                        withDigest ? std::optional(digest(content)) : std::nullopt, std::nullopt};
   }
-  void folderOnTablet(const std::string& path) { tree.items[path] = {true, 0, 1, std::nullopt}; }
+  void folderOnTablet(const std::string& path) {
+    tree.items[path] = {true, 0, 1, std::nullopt, std::nullopt};
+  }
   // A record of `path` copied with `content`, and the copy on the tablet as it was made.
   void copied(const std::string& path, const std::string& content,
               const std::string& tabletPath = "") {

@@ -180,15 +180,19 @@ TEST(ReadingFolderStore, OnlyOneCopyToATabletAtATime) {
   EXPECT_TRUE(again.held());
 }
 
+// A computer name need not be UTF-8: the journal keeps it byte for byte.
 TEST(ReadingFolderStore, TheSetAsideJournalIsKeptBesideTheRecordUntilEmpty) {
   TemporaryFolder settings;
   ReadingFolderStore::SetAsideFile journal =
       ReadingFolderStore::SetAsideFile::load(settings.path(), "T");
   EXPECT_TRUE(journal.empty());
-  journal.entries.push_back(
-      {"/sdcard/F/a.pdf", "/sdcard/F/.lumivale-partial-old-1", "1:2:3:4:81a4"});
-  journal.stages.push_back(
-      {"2", "a.pdf", "/sdcard/F/.lumivale-partial-2", "/sdcard/F/a.pdf", std::string(64, 'c')});
+  journal.entries.push_back({"/sdcard/F/a.pdf", "/sdcard/F/.lumivale-partial-old-1"});
+  ReadingFolderManifest::CopiedFile copied;
+  copied.sha256 = std::string(64, 'c');
+  copied.tabletPath = "a.pdf";
+  copied.tabletModified = 4.5;
+  journal.stages.push_back({"2", "caf\xe9 100%.pdf", "/sdcard/F/.lumivale-partial-2",
+                            "/sdcard/F/caf_ 100%.pdf", "1:2", copied});
   journal.save(settings.path());
   const fs::path file = settings.path() / "Reading folder" / "T.set-aside.json";
   const nlohmann::json json = nlohmann::json::parse(fileText(file));

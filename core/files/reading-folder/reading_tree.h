@@ -17,6 +17,8 @@ struct ReadingTree {
     std::optional<double> modified;  // seconds since 1970
     // Filled in by the caller for the paths the planner asks about (digestsNeeded).
     std::optional<std::string> sha256;
+    // The inode, filled by AdbFiles::readingItems: a move keeps it, a new copy does not.
+    std::optional<std::string> identity;
 
     bool operator==(const Item&) const = default;
   };

@@ -16,8 +16,21 @@ constexpr std::string_view suffix = ".set-aside.json";
 
 }  // namespace
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Entry, path, heldAs, identity)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Stage, id, mac, staged, to, sha256)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetAsideFile::Entry, path, heldAs)
+// "mac" is written as the record writes computer paths, which need not be UTF-8.
+void to_json(nlohmann::json& json, const SetAsideFile::Stage& stage) {
+  json = {{"id", stage.id}, {"mac", storedMacPath(stage.mac)}, {"staged", stage.staged},
+          {"to", stage.to}, {"identity", stage.identity},      {"copied", stage.copied}};
+}
+
+void from_json(const nlohmann::json& json, SetAsideFile::Stage& stage) {
+  json.at("id").get_to(stage.id);
+  stage.mac = macPathFromStored(json.at("mac").get<std::string>());
+  json.at("staged").get_to(stage.staged);
+  json.at("to").get_to(stage.to);
+  json.at("identity").get_to(stage.identity);
+  json.at("copied").get_to(stage.copied);
+}
 
 SetAsideFile SetAsideFile::load(const fs::path& settingsFolder, std::string_view tablet) {
   const fs::path path = besideRecord(settingsFolder, tablet, suffix);

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/files/reading-folder/reading_folder_manifest.h"
+
 namespace lumivale::ReadingFolderStore {
 
 // What a sync run has under way on the tablet, written before each step that moves
@@ -16,19 +18,20 @@ struct SetAsideFile {
   // A user-visible tablet item moved aside to a staging name while its replacement goes in
   // place: put back if the replacement did not arrive.
   struct Entry {
-    std::string path;      // "path": the name it belongs to
-    std::string heldAs;    // "heldAs": the staging path it waits under
-    std::string identity;  // "identity": what it was when set aside (AdbFiles::identity)
+    std::string path;    // "path": the name it belongs to
+    std::string heldAs;  // "heldAs": the staging path it waits under
 
     bool operator==(const Entry&) const = default;
   };
-  // A copy sent to a staging name and not yet under its own.
+  // A copy sent to a staging name and not yet under its own: once `to` holds the very item
+  // that was staged, `copied` becomes the file's record.
   struct Stage {
-    std::string id;      // "id": the staging id on the tablet
-    std::string mac;     // "mac": the computer file, relative to the Reading folder
-    std::string staged;  // "staged": where it arrived
-    std::string to;      // "to": the name it is for
-    std::string sha256;  // "sha256": the bytes that were sent
+    std::string id;        // "id": the staging id on the tablet
+    std::string mac;       // "mac": the computer file, relative to the Reading folder
+    std::string staged;    // "staged": where it arrived
+    std::string to;        // "to": the name it is for
+    std::string identity;  // "identity": the staged item's (AdbFiles::readingItems)
+    ReadingFolderManifest::CopiedFile copied;  // "copied": its record
 
     bool operator==(const Stage&) const = default;
   };

@@ -11,7 +11,7 @@
 
 namespace lumivale::testing {
 
-// Runs the real `lumivale files` against the stand-in, as a user would.
+// Runs the real `lumivale files` (or another group) against the stand-in, as a user would.
 class FilesCliTest : public StandinFilesTest {
  protected:
   void SetUp() override {
@@ -25,7 +25,7 @@ class FilesCliTest : public StandinFilesTest {
   }
 
   std::vector<std::string> command(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), "files"});
+    arguments.insert(arguments.begin(), {"--serial", tablet->serial(), group});
     return arguments;
   }
 
@@ -57,6 +57,7 @@ class FilesCliTest : public StandinFilesTest {
   }
 
   Environment environment;
+  std::string group = "files";  // the command group every run is of
 };
 
 }  // namespace lumivale::testing

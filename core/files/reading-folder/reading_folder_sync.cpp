@@ -1,0 +1,563 @@
+#include "core/files/reading-folder/reading_folder_sync.h"
+
+#include <map>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "core/cancelled.h"
+#include "core/files/reading-folder/mac_scan.h"
+#include "core/files/reading-folder/reading_folder_lock.h"
+#include "core/files/reading-folder/reading_folder_planner.h"
+#include "core/files/reading-folder/reading_folder_store.h"
+#include "core/files/reading-folder/set_aside_journal.h"
+#include "core/files/remote_path.h"
+#include "core/files/staging_record.h"
+#include "core/files/utf8.h"
+#include "core/settings/log.h"
+
+namespace lumivale::ReadingFolderSync {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Plan = ReadingFolderPlan;
+using CopiedFile = ReadingFolderManifest::CopiedFile;
+using Journal = ReadingFolderStore::SetAsideFile;
+
+// New copies are put in place this many at a time, in one tablet run, and recorded together.
+constexpr std::size_t publishBatch = 64;
+
+std::string notWhereSent(const std::string& mac) {
+  return fmt::format("the copy of '{}' is not where it was sent", mac);
+}
+
+bool isStaging(const std::string& relative) {
+  std::size_t start = 0;
+  for (;;) {
+    if (std::string_view(relative).substr(start).starts_with(".lumivale-")) return true;
+    const std::size_t slash = relative.find('/', start);
+    if (slash == std::string::npos) return false;
+    start = slash + 1;
+  }
+}
+
+std::string folderOf(const std::string& relative) {
+  const std::size_t slash = relative.rfind('/');
+  return slash == std::string::npos ? "" : relative.substr(0, slash + 1);
+}
+
+// Both sides read and planned.
+struct Planned {
+  ReadingFolderManifest manifest;
+  MacScan scan;
+  ReadingTree tree;
+  ReadingFolderPlan plan;
+};
+
+class Run {
+ public:
+  Run(const AdbFiles& files, const Options& options, ReadingFolderSyncObserver* observer)
+      : files_(files), options_(options), observer_(observer) {
+    tabletFolder_ = RemotePath::validate(options.tabletFolder);
+  }
+
+  ReadingFolderManifest loadRecord() const {
+    const MacRoot root = MacRoot::of(options_.macFolder);
+    const auto stored = ReadingFolderStore::load(options_.settingsFolder, options_.tablet);
+    return ReadingFolderStore::manifest(stored, root, tabletFolder_).manifest;
+  }
+
+  Planned plan(ReadingFolderManifest manifest, bool cleanUpLeftovers) const {
+    Planned planned{std::move(manifest), {}, {}, {}};
+    planned.scan = MacScan::read(
+        options_.macFolder, {tabletFolder_, options_.limits, &planned.manifest}, files_.stop());
+    planned.tree = tabletTree(cleanUpLeftovers);
+    const auto needed = ReadingFolderPlanner::digestsNeeded(planned.scan, planned.manifest,
+                                                            planned.tree, options_.removeDeleted);
+    // The tablet's sha256sum matters only when some copy needs its digest.
+    if (!needed.empty()) planned.tree.hashSupported = files_.hashSupported();
+    if (!needed.empty() && planned.tree.hashSupported) {
+      std::vector<std::string> paths;
+      for (const std::string& path : needed)
+        paths.push_back(onTablet(path));
+      const auto digests = files_.sha256s(paths);
+      for (const std::string& path : needed) {
+        if (const auto digest = digests.find(onTablet(path)); digest != digests.end()) {
+          planned.tree.items.at(path).sha256 = digest->second;
+        }
+      }
+    }
+    planned.plan = ReadingFolderPlanner::plan(planned.scan, planned.manifest, planned.tree,
+                                              options_.removeDeleted);
+    return planned;
+  }
+
+  ReadingFolderSummary run() {
+    const ReadingFolderStore::Lock lock(options_.settingsFolder, options_.tablet);
+    manifest_ = loadRecord();
+    settle();
+    Planned planned = plan(std::move(manifest_), true);
+    manifest_ = std::move(planned.manifest);
+    tree_ = std::move(planned.tree);
+    for (const auto& [path, item] : tree_.items)
+      lowered_[utf8::asciiLowered(path)] = &item;
+    for (const MacFile& file : planned.scan.files)
+      macFiles_[file.path] = &file;
+    const Plan& plan = planned.plan;
+    summary_.notes = plan.notes;
+    summary_.unchanged = plan.unchanged;
+    summary_.held = plan.held;
+    event_.steps = static_cast<int>(plan.actions.size());
+    for (const Plan::Action& action : plan.actions) {
+      if (const auto* copy = std::get_if<Plan::Copy>(&action)) event_.bytes += sizeOf(copy->mac);
+      if (const auto* both = std::get_if<Plan::KeepBoth>(&action))
+        event_.bytes += sizeOf(both->mac);
+    }
+    tell();
+    refreshStamps();
+    for (const Plan::Bookkeeping& step : plan.bookkeeping)
+      std::visit([this](const auto& change) { keep(change); }, step);
+    save();
+    // The tablet folder itself is made by the first run that puts something in it.
+    if (tree_.items.empty() && !plan.actions.empty()) files_.makeDirectory(tabletFolder_, true);
+    for (const Plan::Action& action : plan.actions) {
+      // New copies wait to be put in place together; anything else goes after them.
+      const auto* copy = std::get_if<Plan::Copy>(&action);
+      if (!std::holds_alternative<Plan::KeepBoth>(action) && (copy == nullptr || copy->replacing)) {
+        publish();
+      }
+      std::visit([this](const auto& step) { attempt(step); }, action);
+      if (pending_.size() >= publishBatch) publish();
+    }
+    publish();
+    event_.finished = summary_;
+    tell();
+    return summary_;
+  }
+
+ private:
+  std::string onTablet(const std::string& relative) const { return tabletFolder_ + "/" + relative; }
+
+  std::int64_t sizeOf(const std::string& mac) const {
+    const auto file = macFiles_.find(mac);
+    return file == macFiles_.end() ? 0 : file->second->size;
+  }
+
+  void tell() {
+    if (observer_ != nullptr) observer_->notify(event_);
+  }
+
+  void save() { ReadingFolderStore::save(options_.settingsFolder, options_.tablet, manifest_); }
+
+  void saveJournal() { journal_.save(options_.settingsFolder); }
+
+  // The tablet's tree without the staging items of unfinished operations; those no running
+  // program owns are cleaned up first, when asked.
+  ReadingTree tabletTree(bool cleanUpLeftovers) const {
+    ReadingTree tree = files_.readingTree(tabletFolder_);
+    std::set<std::string> withLeftovers;
+    std::erase_if(tree.items, [&](const auto& entry) {
+      if (!isStaging(entry.first)) return false;
+      withLeftovers.insert(folderOf(entry.first));
+      return true;
+    });
+    if (!cleanUpLeftovers || withLeftovers.empty()) return tree;
+    bool putBack = false;
+    for (const std::string& folder : withLeftovers) {
+      const std::string path =
+          folder.empty() ? tabletFolder_ : onTablet(folder.substr(0, folder.size() - 1));
+      const auto report = files_.cleanUp(path);
+      for (const std::string& failure : report.failures)
+        logWarning("reading folder: {}", failure);
+      for (const CleanUpStep& step : report.done) {
+        putBack = putBack || step.does == CleanUpStep::Does::putBack ||
+                  step.does == CleanUpStep::Does::putUnderNewName;
+      }
+    }
+    // An item put back under its name is part of the tree again.
+    return putBack ? tabletTree(false) : tree;
+  }
+
+  // The staged copy has left its staging name and is what its target holds now.
+  static bool holdsItsCopy(const Journal::Stage& stage,
+                           const std::map<std::string, ReadingTree::Item>& items) {
+    const auto now = items.find(stage.to);
+    return !items.contains(stage.staged) && now != items.end() &&
+           now->second.identity == stage.identity;
+  }
+
+  // The targets that hold their stage's copy, asked of the tablet after a step failed part
+  // way: a move may have happened before it failed.
+  std::set<std::string> arrived(const std::vector<Journal::Stage>& stages) const {
+    std::vector<std::string> paths;
+    for (const Journal::Stage& stage : stages)
+      paths.insert(paths.end(), {stage.staged, stage.to});
+    const auto items = files_.readingItems(paths);
+    std::set<std::string> found;
+    for (const Journal::Stage& stage : stages) {
+      if (holdsItsCopy(stage, items)) found.insert(stage.to);
+    }
+    return found;
+  }
+
+  // Finishes or undoes what an interrupted run left under way, from its journal.
+  void settle() {
+    journal_ = Journal::load(options_.settingsFolder, options_.tablet);
+    if (journal_.empty()) return;
+    std::vector<std::string> paths;
+    for (const Journal::Entry& entry : journal_.entries)
+      paths.insert(paths.end(), {entry.heldAs, entry.path});
+    for (const Journal::Stage& stage : journal_.stages)
+      paths.insert(paths.end(), {stage.staged, stage.to});
+    const auto items = files_.readingItems(paths);
+    const auto holdsStage = [&](const Journal::Stage& stage) { return holdsItsCopy(stage, items); };
+    for (const Journal::Entry& entry : journal_.entries) {
+      if (!items.contains(entry.heldAs)) continue;
+      try {
+        if (!items.contains(entry.path)) {
+          files_.moveBack(entry.heldAs, entry.path);
+        } else if (std::ranges::any_of(journal_.stages, [&](const Journal::Stage& stage) {
+                     return stage.to == entry.path && holdsStage(stage);
+                   })) {
+          files_.discardStage(entry.heldAs);  // the replacement arrived
+        }
+      } catch (const Cancelled&) {
+        throw;
+      } catch (const Error& error) {
+        // Left hidden under its staging name, where clean-up finds it.
+        logWarning("reading folder: {}", error.message());
+      }
+    }
+    for (const Journal::Stage& stage : journal_.stages) {
+      const std::string folder = *RemotePath::parent(stage.staged);
+      if (items.contains(stage.staged)) {
+        files_.discardStage(stage.staged);
+      } else if (holdsStage(stage)) {
+        manifest_.files[stage.mac] = stage.copied;
+      }
+      files_.dropRecord(folder, stage.id);
+    }
+    save();
+    journal_ = Journal{};
+    journal_.serial = options_.tablet;
+    saveJournal();
+  }
+
+  const ReadingTree::Item* seen(const std::string& relative) const {
+    const auto found = lowered_.find(utf8::asciiLowered(relative));
+    return found == lowered_.end() ? nullptr : found->second;
+  }
+
+  // A record whose tablet copy was proved unchanged by its digest takes the copy's date, so
+  // that the next run need not hash it again.
+  void refreshStamps() {
+    for (auto& [mac, copied] : manifest_.files) {
+      const ReadingTree::Item* item = seen(copied.tabletPath);
+      if (item != nullptr && item->sha256 == copied.sha256 && item->size == copied.tabletSize) {
+        copied.tabletModified = item->modified;
+      }
+    }
+  }
+
+  void keep(const Plan::Forget& forget) { manifest_.files.erase(forget.mac); }
+  void keep(const Plan::Touch& touch) {
+    const auto old = manifest_.files.find(touch.oldMac);
+    if (old == manifest_.files.end()) return;
+    CopiedFile copied = old->second;
+    manifest_.files.erase(old);
+    copied.size = touch.size;
+    copied.modified = touch.modified;
+    if (const auto file = macFiles_.find(touch.mac); file != macFiles_.end()) {
+      copied.inode = file->second->inode;
+      copied.changed = file->second->changed;
+    }
+    manifest_.files[touch.mac] = copied;
+  }
+  void keep(const Plan::RemovedOnTablet& removed) {
+    if (auto found = manifest_.files.find(removed.mac); found != manifest_.files.end()) {
+      found->second.removedOnTablet = true;
+    }
+  }
+  void keep(const Plan::ForgetFolder& folder) { std::erase(manifest_.folders, folder.path); }
+
+  // One action, with its failure noted and the run going on.
+  template <typename Action>
+  void attempt(const Action& action) {
+    event_.path = pathOf(action);
+    try {
+      waiting_ = false;
+      perform(action);
+      if (waiting_) {
+        waitingActions_.push_back(action);
+      } else {
+        summary_.done.push_back(action);
+      }
+    } catch (const Cancelled&) {
+      throw;
+    } catch (const Error& error) {
+      summary_.failures.push_back({event_.path, error.message()});
+    }
+    ++event_.stepsDone;
+    tell();
+  }
+
+  static std::string pathOf(const Plan::RenameCase& action) {
+    return action.mac.value_or(action.to);
+  }
+  static std::string pathOf(const Plan::MakeFolder& action) { return action.path; }
+  static std::string pathOf(const Plan::RemoveFolder& action) { return action.path; }
+  template <typename Action>
+  static std::string pathOf(const Action& action) {
+    return action.mac;
+  }
+
+  void perform(const Plan::RenameCase& action) {
+    files_.rename(onTablet(action.from), RemotePath::name(onTablet(action.to)));
+    for (auto& [mac, copied] : manifest_.files) {
+      if ((!action.mac || mac == *action.mac) && copied.tabletPath == action.from) {
+        copied.tabletPath = action.to;
+      }
+    }
+    ++summary_.renamed;
+    save();
+  }
+
+  void perform(const Plan::Remove& action) {
+    const ReadingTree::Item* item = seen(action.at);
+    if (item == nullptr) throw Error(fmt::format("'{}' is not on the tablet", action.at));
+    files_.removeIfUnchanged(onTablet(action.at), *item);
+    manifest_.files.erase(action.mac);
+    ++summary_.removed;
+    save();
+  }
+
+  void perform(const Plan::MakeFolder& action) {
+    files_.makeDirectory(onTablet(action.path), true);
+    if (std::ranges::find(manifest_.folders, action.path) == manifest_.folders.end()) {
+      manifest_.folders.push_back(action.path);
+    }
+    ++summary_.foldersMade;
+    save();
+  }
+
+  void perform(const Plan::RemoveFolder& action) {
+    std::erase(manifest_.folders, action.path);
+    if (files_.removeEmptyFolder(onTablet(action.path))) {
+      ++summary_.foldersRemoved;
+    } else {
+      summary_.notes.push_back({action.path, std::string(NoteText::folderStillHolds)});
+    }
+    save();
+  }
+
+  void perform(const Plan::Adopt& action) {
+    const ReadingTree::Item* item = seen(action.at);
+    if (item == nullptr) throw Error(fmt::format("'{}' is not on the tablet", action.at));
+    CopiedFile copied = recordOf(action.mac, action.at, false);
+    copied.tabletSize = item->size;
+    copied.tabletModified = item->modified;
+    manifest_.files[action.mac] = copied;
+    ++summary_.copied;
+    save();
+  }
+
+  void perform(const Plan::Copy& action) {
+    if (!action.replacing) {
+      stage(action.mac, action.to, false);
+      return;
+    }
+    const ReadingTree::Item* old = seen(action.to);
+    if (old == nullptr) throw Error(fmt::format("'{}' is not on the tablet", action.to));
+    std::vector<Journal::Stage> sent{send(action.mac, action.to, false)};
+    if (!stamped(sent).front()) throw Error(notWhereSent(action.mac));
+    const Journal::Stage& staged = sent.front();
+    const std::string target = onTablet(action.to);
+    journal_.entries.push_back({target, *RemotePath::parent(staged.staged) + "/" +
+                                            std::string(AdbFiles::keptPrefix) + staged.id});
+    journal_.stages.push_back(staged);
+    saveJournal();
+    try {
+      files_.replaceIfUnchanged(staged.staged, target, *old);
+    } catch (const Cancelled&) {
+      throw;  // the journal stays for the next run to settle
+    } catch (const Error&) {
+      if (!arrived({staged}).contains(target)) {
+        forget(staged);
+        clearJournal();
+        throw;
+      }
+      // It failed after the copy took its name: only the old one is left to erase.
+      files_.discardStage(journal_.entries.back().heldAs);
+    }
+    manifest_.files[action.mac] = staged.copied;
+    ++summary_.replaced;
+    save();
+    clearJournal();
+  }
+
+  void perform(const Plan::KeepBoth& action) {
+    stage(action.mac, folderOf(action.beside) + action.as, true);
+  }
+
+  void clearJournal() {
+    journal_.entries.clear();
+    journal_.stages.clear();
+    saveJournal();
+  }
+
+  CopiedFile recordOf(const std::string& mac, const std::string& to, bool keptBoth) const {
+    const auto file = macFiles_.find(mac);
+    if (file == macFiles_.end() || !file->second->sha256) {
+      throw Error(fmt::format("'{}' was not read whole, so it was not copied", mac));
+    }
+    CopiedFile copied;
+    copied.size = file->second->size;
+    copied.modified = file->second->modified;
+    copied.sha256 = *file->second->sha256;
+    copied.tabletPath = to;
+    if (keptBoth) copied.keptBoth = true;
+    copied.inode = file->second->inode;
+    copied.changed = file->second->changed;
+    return copied;
+  }
+
+  // Reports a copy's bytes as part of the run's.
+  class Bytes : public TransferObserver {
+   public:
+    explicit Bytes(Run& run) : run_(run), base_(run.event_.bytesDone) {}
+    void notify(const TransferProgress& progress) override {
+      run_.event_.bytesDone = base_ + progress.done;
+      run_.tell();
+    }
+
+   private:
+    Run& run_;
+    std::int64_t base_;
+  };
+
+  // Sends the computer file to a staging name beside `to`; the stage carries the record the
+  // copy gets once it is in place, all but the tablet's stamps, which `stamped` reads.
+  Journal::Stage send(const std::string& mac, const std::string& to, bool keptBoth) {
+    CopiedFile copied = recordOf(mac, to, keptBoth);
+    const std::string target = onTablet(to);
+    const std::int64_t before = event_.bytesDone;
+    Bytes bytes(*this);
+    const std::string staged = files_.pushStaged(
+        options_.macFolder / mac, *RemotePath::parent(target), RemotePath::name(target), &bytes);
+    event_.bytesDone = before + copied.size;
+    return {StagedName::of(RemotePath::name(staged))->id, mac, staged, target, "", copied};
+  }
+
+  // Reads the staged copies' identity and stamps into their stages, in few runs; false for
+  // each stage whose copy is not there (which is then erased).
+  std::vector<bool> stamped(std::vector<Journal::Stage>& stages) {
+    std::vector<std::string> paths;
+    for (const Journal::Stage& stage : stages)
+      paths.push_back(stage.staged);
+    const auto items = files_.readingItems(paths);
+    std::vector<bool> found;
+    for (Journal::Stage& stage : stages) {
+      const auto item = items.find(stage.staged);
+      found.push_back(item != items.end());
+      if (!found.back()) {
+        forget(stage);
+        continue;
+      }
+      stage.identity = item->second.identity.value_or("");
+      stage.copied.tabletSize = item->second.size;
+      stage.copied.tabletModified = item->second.modified;
+    }
+    return found;
+  }
+
+  // Erases a staged copy and its tablet record.
+  void forget(const Journal::Stage& stage) {
+    files_.discardStage(stage.staged);
+    files_.dropRecord(*RemotePath::parent(stage.staged), stage.id);
+  }
+
+  // A new copy sent and waiting to be put in place with others; the action waits beside it.
+  void stage(const std::string& mac, const std::string& to, bool keptBoth) {
+    pending_.push_back(send(mac, to, keptBoth));
+    waiting_ = true;
+  }
+
+  // Puts the staged new copies under their names, in one run, and records those that
+  // arrived; a copy whose name was taken meanwhile is erased.
+  void publish() {
+    if (pending_.empty()) return;
+    std::vector<Plan::Action> actions;
+    const std::vector<bool> found = stamped(pending_);
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      if (found[i]) {
+        journal_.stages.push_back(pending_[i]);
+        actions.push_back(waitingActions_[i]);
+      } else {
+        summary_.failures.push_back({pending_[i].mac, notWhereSent(pending_[i].mac)});
+      }
+    }
+    pending_.clear();
+    waitingActions_.clear();
+    saveJournal();
+    std::vector<std::pair<std::string, std::string>> moves;
+    for (const Journal::Stage& staged : journal_.stages)
+      moves.emplace_back(staged.staged, staged.to);
+    std::set<std::string> landed;
+    std::optional<std::string> failure;
+    try {
+      landed = files_.publishStaged(moves);
+    } catch (const Cancelled&) {
+      throw;
+    } catch (const Error& error) {
+      failure = error.message();
+      // When the tablet cannot say either, the journal stays for the next run to settle.
+      landed = arrived(journal_.stages);
+    }
+    for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
+      const Journal::Stage& staged = journal_.stages[i];
+      if (landed.contains(staged.to)) {
+        manifest_.files[staged.mac] = staged.copied;
+        ++(staged.copied.keptBoth ? summary_.keptBoth : summary_.copied);
+        summary_.done.push_back(actions[i]);
+        continue;
+      }
+      forget(staged);
+      summary_.failures.push_back(
+          {staged.mac, failure.value_or(fmt::format("'{}' is taken",
+                                                    RemotePath::escapedForDisplay(staged.to)))});
+    }
+    save();
+    clearJournal();
+  }
+
+  const AdbFiles& files_;
+  const Options& options_;
+  ReadingFolderSyncObserver* observer_;
+  std::string tabletFolder_;
+  ReadingFolderManifest manifest_;
+  Journal journal_;
+  ReadingTree tree_;
+  std::map<std::string, const ReadingTree::Item*> lowered_;
+  std::map<std::string, const MacFile*> macFiles_;
+  ReadingFolderSummary summary_;
+  ReadingFolderSyncEvent event_;
+  bool waiting_ = false;  // the action under way waits to be published
+  // New copies sent and not yet journalled, with their actions.
+  std::vector<Journal::Stage> pending_;
+  std::vector<Plan::Action> waitingActions_;
+};
+
+}  // namespace
+
+ReadingFolderPlan preview(const AdbFiles& files, const Options& options) {
+  Run run(files, options, nullptr);
+  return run.plan(run.loadRecord(), false).plan;
+}
+
+ReadingFolderSummary run(const AdbFiles& files, const Options& options,
+                         ReadingFolderSyncObserver* observer) {
+  return Run(files, options, observer).run();
+}
+
+}  // namespace lumivale::ReadingFolderSync
