@@ -108,18 +108,18 @@ class EventLog : public Observer<SharedClipboardEvent> {
 
 class SharedClipboardTest : public ::testing::Test {
  protected:
-  std::unique_ptr<SharedClipboard> link(ScriptedTabletWait& wait) {
+  // Starts the link with the first helper answering ready; `tabletComesBack` says whether
+  // the tablet returns once the helper ends.
+  std::shared_ptr<FakeAdbStream> startLink(bool tabletComesBack) {
+    wait = std::make_unique<ScriptedTabletWait>(tabletComesBack);
     SharedClipboard::Options options{.serial = "LV1", .pollInterval = Seconds(0.005)};
     options.onTransfer = [this](const ClipTransfer& transfer) {
       std::lock_guard guard(lock);
       transfers.push_back(transfer);
     };
-    return std::make_unique<SharedClipboard>(ClipRunners{tablet, tablet, streams}, wait, pasteboard,
-                                             options, events);
-  }
-  // Starts `clipboard` with the first helper answering ready.
-  std::shared_ptr<FakeAdbStream> started(SharedClipboard& clipboard) {
-    auto starting = std::async(std::launch::async, [&] { clipboard.start(); });
+    link = std::make_unique<SharedClipboard>(ClipRunners{tablet, tablet, streams}, *wait,
+                                             pasteboard, options, events);
+    auto starting = std::async(std::launch::async, [&] { link->start(); });
     auto helper = streams.stream(0);
     if (helper) helper->output(kReady);
     starting.get();
@@ -132,12 +132,12 @@ class SharedClipboardTest : public ::testing::Test {
   EventLog events;
   std::mutex lock;
   std::vector<ClipTransfer> transfers;
+  std::unique_ptr<ScriptedTabletWait> wait;
+  std::unique_ptr<SharedClipboard> link;
 };
 
 TEST_F(SharedClipboardTest, CarriesCopiesBothWaysWithoutEchoes) {
-  ScriptedTabletWait wait(true);
-  auto clipboard = link(wait);
-  auto helper = started(*clipboard);
+  auto helper = startLink(true);
   ASSERT_TRUE(helper);
   EXPECT_EQ(events.waitFor(Kind::syncing).text, "service");
   EXPECT_EQ(tablet.files.count(std::string(ClipHelper::remotePath)), 1u);
@@ -154,7 +154,7 @@ TEST_F(SharedClipboardTest, CarriesCopiesBothWaysWithoutEchoes) {
   EXPECT_EQ(events.waitFor(Kind::synced).direction, ClipDirection::lumivaleToMac);
   EXPECT_EQ(pasteboard.read(), PasteboardContent::ofText("from tablet"));
 
-  clipboard->stop();
+  link->stop();
   events.waitFor(Kind::stopped);
   // The tablet's echo of our set was not written back; our own write was not sent.
   EXPECT_EQ(pasteboard.writes(), 1);
@@ -172,22 +172,18 @@ TEST_F(SharedClipboardTest, CarriesCopiesBothWaysWithoutEchoes) {
 }
 
 TEST_F(SharedClipboardTest, ASecretCopyIsNeverSentNorRecorded) {
-  ScriptedTabletWait wait(true);
-  auto clipboard = link(wait);
-  auto helper = started(*clipboard);
+  auto helper = startLink(true);
   ASSERT_TRUE(helper);
   pasteboard.copy(PasteboardContent::of(PasteboardContent::Kind::secret));
   EXPECT_EQ(events.waitFor(Kind::skipped).text, "marked as a password");
-  clipboard->stop();
+  link->stop();
   EXPECT_THAT(helper->linesWritten(), Not(Contains(::testing::HasSubstr("set"))));
   std::lock_guard guard(lock);
   EXPECT_TRUE(transfers.empty());
 }
 
 TEST_F(SharedClipboardTest, AHelperThatEndsIsStartedAgainSinceTheLastClip) {
-  ScriptedTabletWait wait(true);
-  auto clipboard = link(wait);
-  auto first = started(*clipboard);
+  auto first = startLink(true);
   ASSERT_TRUE(first);
   first->output("{\"type\":\"clip\",\"text\":\"old\",\"reply\":false,\"at\":1234}\n");
   events.waitFor(Kind::synced);
@@ -199,28 +195,26 @@ TEST_F(SharedClipboardTest, AHelperThatEndsIsStartedAgainSinceTheLastClip) {
   EXPECT_EQ(second->arguments(), ClipHelper::arguments("LV1", 1234));
   second->output(kReady);
   events.waitFor(Kind::syncing);
-  clipboard->stop();
+  link->stop();
   EXPECT_EQ(events.kinds(), (std::vector<Kind>{Kind::preparing, Kind::syncing, Kind::synced,
                                                Kind::restarting, Kind::syncing, Kind::stopped}));
 }
 
 TEST_F(SharedClipboardTest, ATabletThatDoesNotComeBackEndsTheLink) {
-  ScriptedTabletWait wait(false);
-  auto clipboard = link(wait);
-  auto helper = started(*clipboard);
+  auto helper = startLink(false);
   ASSERT_TRUE(helper);
   helper->errors("error: no devices/emulators found\n");
   helper->exit(1);
   EXPECT_EQ(events.waitFor(Kind::restarting).text, "the tablet disconnected");
   EXPECT_EQ(events.waitFor(Kind::failed).text, "the tablet disconnected");
-  EXPECT_TRUE(clipboard->waitForFailure(StopToken()));
-  clipboard->stop();
-  EXPECT_EQ(testing::messageOf([&] { clipboard->start(); }), "this shared clipboard was stopped");
+  EXPECT_TRUE(link->waitForFailure(StopToken()));
+  link->stop();
+  EXPECT_EQ(testing::messageOf([&] { link->start(); }), "this shared clipboard was stopped");
 }
 
 TEST_F(SharedClipboardTest, NeverRunsOverUnencryptedWifi) {
-  ScriptedTabletWait wait(true);
-  SharedClipboard clipboard({tablet, tablet, streams}, wait, pasteboard,
+  ScriptedTabletWait comesBack(true);
+  SharedClipboard clipboard({tablet, tablet, streams}, comesBack, pasteboard,
                             {.serial = "LV1", .unencryptedWifi = true}, events);
   EXPECT_EQ(testing::messageOf([&] { clipboard.start(); }),
             "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up encrypted "
