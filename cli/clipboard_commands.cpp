@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <mutex>
 
 #include "cli/local_time.h"
 #include "companion/kept_clipboard_history.h"
@@ -61,6 +62,8 @@ class StatusPrinter : public Observer<SharedClipboardEvent> {
  public:
   explicit StatusPrinter(ClipStatusLine::Route route) : line_(route, localTime) {}
   void notify(const SharedClipboardEvent& event) override {
+    // Ctrl-C while the link starts stops it from the signal's thread.
+    std::lock_guard guard(lock_);
     if (event.kind == SharedClipboardEvent::Kind::failed) failure_ = event.text;
     line_.apply(event);
     std::string text = line_.text();
@@ -68,9 +71,13 @@ class StatusPrinter : public Observer<SharedClipboardEvent> {
     shown_ = text;
     std::cout << text << std::endl;
   }
-  const std::string& failure() const { return failure_; }
+  std::string failure() const {
+    std::lock_guard guard(lock_);
+    return failure_;
+  }
 
  private:
+  mutable std::mutex lock_;
   ClipStatusLine line_;
   std::string shown_;
   std::string failure_;
