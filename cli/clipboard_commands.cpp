@@ -6,13 +6,18 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <mutex>
 
 #include "cli/clipboard_history_commands.h"
+#include "cli/local_time.h"
+#include "companion/kept_clipboard_history.h"
 #include "companion/tablet_clipboard.h"
 #include "companion/tablet_link.h"
 #include "core/clipboard/clip_error.h"
 #include "core/clipboard/clip_one_shot.h"
 #include "core/clipboard/clip_wire.h"
+#include "core/clipboard/shared_clipboard.h"
+#include "platform/system_pasteboard.h"
 
 namespace lumivale::cli {
 namespace {
@@ -33,6 +38,78 @@ std::string standardInput() {
 
 ClipRunners runners(AdbBridge& bridge) {
   return {bridge, bridge, bridge};
+}
+
+// Each copy that went across goes into the kept history; a history that cannot be saved
+// is said once per copy and the link goes on.
+void record(const ClipTransfer& transfer) {
+  const auto* synced = std::get_if<ClipTransfer::Synced>(&transfer.value);
+  if (!synced) return;
+  const auto origin = synced->direction == ClipDirection::macToLumivale
+                          ? ClipboardHistory::Origin::fromMac
+                          : ClipboardHistory::Origin::fromLumivale;
+  try {
+    if (auto problem = companion::recordClipboardCopy(synced->text, origin, synced->at))
+      std::cerr << "lumivale: " << problem->description() << "\n";
+  } catch (const Error& unsaved) {
+    std::cerr << "lumivale: " << unsaved.message() << "\n";
+  }
+}
+
+// How long the link waits for the tablet to come back before it gives up.
+constexpr Seconds kDeviceWait{60};
+
+// Prints the status line each time it reads differently, and keeps why the link failed.
+class StatusPrinter : public Observer<SharedClipboardEvent> {
+ public:
+  explicit StatusPrinter(ClipStatusLine::Route route) : line_(route, localTime) {}
+  void notify(const SharedClipboardEvent& event) override {
+    // Ctrl-C while the link starts stops it from the signal's thread.
+    std::lock_guard guard(lock_);
+    if (event.kind == SharedClipboardEvent::Kind::failed) failure_ = event.text;
+    line_.apply(event);
+    std::string text = line_.text();
+    if (text == shown_) return;
+    shown_ = text;
+    std::cout << text << std::endl;
+  }
+  std::string failure() const {
+    std::lock_guard guard(lock_);
+    return failure_;
+  }
+
+ private:
+  mutable std::mutex lock_;
+  ClipStatusLine line_;
+  std::string shown_;
+  std::string failure_;
+};
+
+void share(GlobalOptions& options) {
+  auto session = companion::requireReadyTablet(options.serial, options.command);
+  auto pasteboard = SystemPasteboard::open();
+  // A Wi-Fi connection is handed out only once its tablet passed the secret check.
+  const bool wifi = session.serial != session.tablet;
+  StatusPrinter printer(wifi ? ClipStatusLine::Route::wifi : ClipStatusLine::Route::usb);
+  BridgeTabletWait tabletWait(*session.bridge);
+  SharedClipboard link(runners(*session.bridge), tabletWait, *pasteboard,
+                       {.serial = session.serial,
+                        .deviceWait = kDeviceWait * session.bridge->hooks().timeoutScale,
+                        .onTransfer = record},
+                       printer);
+  {
+    // Ctrl-C while it starts ends the start.
+    auto interrupt = options.command.hold([&link] { link.stop(); });
+    try {
+      link.start();
+    } catch (const Error&) {
+      options.command.throwIfCancelled();
+      throw;
+    }
+  }
+  const bool failed = link.waitForFailure(options.command);
+  link.stop();
+  if (failed) throw ClipError(printer.failure());
 }
 
 }  // namespace
@@ -59,6 +136,10 @@ void addClipboardCommands(CLI::App& clipboard, GlobalOptions& options) {
     companion::TabletClipboard tablet(options.serial, options.command);
     sendToTabletKept(wanted, tablet);
   });
+
+  auto* shareCommand = clipboard.add_subcommand(
+      "share", "Share the clipboard with the tablet both ways until Ctrl-C");
+  shareCommand->callback([&options] { share(options); });
 }
 
 }  // namespace lumivale::cli

@@ -119,4 +119,12 @@ std::vector<std::string> arguments(const std::string& serial, std::optional<std:
   return args;
 }
 
+std::string endText(const AdbStreamEnd& end, bool ready, const std::string& serial) {
+  if (end.reason == AdbStreamEnd::Reason::disconnected) return "the tablet disconnected";
+  if (!ready)
+    return fmt::format("the clipboard helper did not start on {}: {}", serial, end.message);
+  const std::string said = TabletShell::firstLine(end.stderrTail);
+  return said.empty() ? "the helper exited" : fmt::format("the helper exited: {}", said);
+}
+
 }  // namespace lumivale::ClipHelper

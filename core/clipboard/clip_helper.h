@@ -35,5 +35,10 @@ bool ensureInstalled(AdbRunner& shell, AdbFileRunner& files, const std::string& 
 std::vector<std::string> arguments(const std::string& serial,
                                    std::optional<std::int64_t> since = std::nullopt);
 
+// Why a helper ended, in words: "the tablet disconnected", "the helper exited" (with the
+// first line of what it said on standard error), or, when it never said it was ready,
+// "the clipboard helper did not start on {serial}: {reason}".
+std::string endText(const AdbStreamEnd& end, bool ready, const std::string& serial);
+
 }  // namespace ClipHelper
 }  // namespace lumivale

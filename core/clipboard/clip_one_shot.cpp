@@ -6,7 +6,6 @@
 #include "core/clipboard/clip_helper.h"
 #include "core/clipboard/clip_helper_process.h"
 #include "core/clipboard/clip_wire.h"
-#include "core/tablet/tablet_shell.h"
 
 namespace lumivale::ClipOneShot {
 namespace {
@@ -19,15 +18,6 @@ template <typename... Ts>
 struct Overloaded : Ts... {
   using Ts::operator()...;
 };
-
-// Why the helper gave no answer, once it has ended.
-std::string endReason(const AdbStreamEnd& end, bool ready, const std::string& serial) {
-  if (end.reason == AdbStreamEnd::Reason::disconnected) return "the tablet disconnected";
-  if (!ready)
-    return fmt::format("the clipboard helper did not start on {}: {}", serial, end.message);
-  const std::string said = TabletShell::firstLine(end.stderrTail);
-  return said.empty() ? "the helper exited" : fmt::format("the helper exited: {}", said);
-}
 
 // Runs the helper for `request` and returns its answer: a reply clip or skip, empty or
 // ack. Anything else fails with `errorPrefix` and the reason.
@@ -44,7 +34,7 @@ ClipWire::Incoming answer(ClipRunners runners, const std::string& serial,
     auto line = helper.nextLine(kAnswerTimeout);
     if (stop) stop->throwIfCancelled();
     if (!line) {
-      if (auto end = helper.ended()) throw fail(endReason(*end, ready, serial));
+      if (auto end = helper.ended()) throw fail(ClipHelper::endText(*end, ready, serial));
       throw fail(fmt::format("the helper did not answer within {:g} s", kAnswerTimeout.count()));
     }
     ClipWire::Decoded decoded;

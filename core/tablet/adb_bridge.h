@@ -39,6 +39,7 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
 
   const std::filesystem::path& adbPath() const { return adbPath_; }
   const Environment& environment() const { return environment_; }
+  const StandinHooks& hooks() const { return hooks_; }
   bool serverStarted() const;
 
   // Commands for any other serial are refused from now on.
