@@ -10,7 +10,6 @@
 
 #include "cli/clipboard_history_commands.h"
 #include "cli/local_time.h"
-#include "companion/kept_clipboard_history.h"
 #include "companion/tablet_clipboard.h"
 #include "companion/tablet_link.h"
 #include "core/clipboard/clip_error.h"
@@ -45,15 +44,11 @@ ClipRunners runners(AdbBridge& bridge) {
 void record(const ClipTransfer& transfer) {
   const auto* synced = std::get_if<ClipTransfer::Synced>(&transfer.value);
   if (!synced) return;
-  const auto origin = synced->direction == ClipDirection::macToLumivale
-                          ? ClipboardHistory::Origin::fromMac
-                          : ClipboardHistory::Origin::fromLumivale;
-  try {
-    if (auto problem = companion::recordClipboardCopy(synced->text, origin, synced->at))
-      std::cerr << "lumivale: " << problem->description() << "\n";
-  } catch (const Error& unsaved) {
-    std::cerr << "lumivale: " << unsaved.message() << "\n";
-  }
+  keepInClipboardHistory(synced->text,
+                         synced->direction == ClipDirection::macToLumivale
+                             ? ClipboardHistory::Origin::fromMac
+                             : ClipboardHistory::Origin::fromLumivale,
+                         synced->at);
 }
 
 // How long the link waits for the tablet to come back before it gives up.

@@ -8,7 +8,9 @@
 
 #include "cli/exit_codes.h"
 #include "cli/local_time.h"
+#include "companion/computer_clipboard.h"
 #include "companion/kept_clipboard_history.h"
+#include "companion/tablet_clipboard.h"
 #include "core/clipboard/clipboard_history_json.h"
 
 namespace lumivale::cli {
@@ -18,6 +20,7 @@ struct HistoryArguments {
   bool json = false;
   std::size_t row = 0;
   std::string keep;
+  std::string to = "computer";
 };
 
 constexpr std::size_t previewLength = 40;
@@ -63,15 +66,20 @@ void printRows(const ClipboardHistory& history, bool kept) {
   }
 }
 
+UsageError noSuchRow(std::size_t row, std::size_t count) {
+  return UsageError(fmt::format("the clipboard history has no row {} (it has {})", row, count));
+}
+
 void sayNotKept(const std::string& why) {
   std::cerr << "lumivale: not kept in the clipboard history: " << why << "\n";
 }
 
 }  // namespace
 
-void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin) {
+void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin,
+                            ClipboardHistory::Time at) {
   try {
-    if (auto problem = companion::recordClipboardCopy(text, origin))
+    if (auto problem = companion::recordClipboardCopy(text, origin, at))
       sayNotKept(problem->description());
   } catch (const Error& error) {
     sayNotKept(error.message());
@@ -84,7 +92,7 @@ void sendToTabletKept(const std::string& text, ClipHandOff& tablet) {
   if (kept.problem()) sayNotKept(kept.problem()->description());
 }
 
-void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions&) {
+void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options) {
   auto arguments = std::make_shared<HistoryArguments>();
 
   auto* history = clipboard.add_subcommand(
@@ -101,6 +109,22 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions&) {
       printRows(list, kept.kept());
   });
 
+  auto* copy = history->add_subcommand(
+      "copy", "Copy a row's text again, to the computer, the tablet or both (the row stays)");
+  copy->add_option("N", arguments->row, "The row's number, as the history shows it")
+      ->required()
+      ->check(CLI::PositiveNumber);
+  copy->add_option("--to", arguments->to, "computer, tablet or both (default: computer)")
+      ->check(CLI::IsMember({"computer", "tablet", "both"}));
+  copy->callback([&options, arguments] {
+    const ClipboardHistory list = loadOrRefuse(companion::KeptClipboardHistory::standard());
+    if (arguments->row > list.items().size()) throw noSuchRow(arguments->row, list.items().size());
+    companion::ComputerClipboard computer;
+    companion::TabletClipboard tablet(options.serial, options.command);
+    copyAgain(list.items()[arguments->row - 1].text, *copyDestinationNamed(arguments->to), computer,
+              tablet);
+  });
+
   auto* remove = history->add_subcommand("remove", "Remove one row of the history");
   remove->add_option("N", arguments->row, "The row's number, as the history shows it")
       ->required()
@@ -114,9 +138,7 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions&) {
     });
     if (auto* problem = std::get_if<ClipboardHistoryStore::LoadProblem>(&loaded))
       throw Error(problem->description());
-    if (arguments->row > count)
-      throw UsageError(
-          fmt::format("the clipboard history has no row {} (it has {})", arguments->row, count));
+    if (arguments->row > count) throw noSuchRow(arguments->row, count);
   });
 
   auto* clear = history->add_subcommand("clear", "Empty the history and delete its file");

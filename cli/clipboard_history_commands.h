@@ -18,7 +18,8 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options);
 // Lists a text that went to the tablet in the kept history. The text went across whatever
 // happens here, so a history that cannot take it is said on standard error and the
 // command still succeeds.
-void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin);
+void keepInClipboardHistory(const std::string& text, ClipboardHistory::Origin origin,
+                            ClipboardHistory::Time at = std::chrono::system_clock::now());
 
 // Hands `text` to the tablet, listed as sent in the kept history; when the hand-off fails
 // the list is put back as it was and the failure thrown on.

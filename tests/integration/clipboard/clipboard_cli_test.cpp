@@ -128,6 +128,28 @@ TEST_F(ClipboardCliTest, ASetIsListedAsSentAndAFailedOneIsNot) {
   EXPECT_EQ(nlohmann::json::parse(lumivale({"history", "--json"}).stdoutData), rows);
 }
 
+TEST_F(ClipboardCliTest, ARowCopiedAgainReachesEitherSideAndKeepsItsPlace) {
+  ASSERT_EQ(lumivale({"set", "first"}).status, 0);
+  ASSERT_EQ(lumivale({"set", "second"}).status, 0);
+  const auto before = nlohmann::json::parse(lumivale({"history", "--json"}).stdoutData);
+  ASSERT_EQ(before.size(), 2u);
+  ASSERT_EQ(before[1]["text"], "first");
+
+  auto toTablet = lumivale({"history", "copy", "2", "--to", "tablet"});
+  EXPECT_EQ(toTablet.status, 0) << toTablet.stderrData;
+  EXPECT_EQ(tabletText(), "first");
+
+  environment["LUMIVALE_CLIP_PASTEBOARD"] = (local / "pasteboard.json").string();
+  auto toBoth = lumivale({"history", "copy", "1", "--to", "both"});
+  EXPECT_EQ(toBoth.status, 0) << toBoth.stderrData;
+  EXPECT_EQ(tabletText(), "second");
+  auto pasteboard = nlohmann::json::parse(std::ifstream(local / "pasteboard.json"));
+  EXPECT_EQ(pasteboard["formats"]["text/plain;charset=utf-8"], "second");
+
+  EXPECT_EQ(nlohmann::json::parse(lumivale({"history", "--json"}).stdoutData), before);
+  EXPECT_EQ(lumivale({"history", "copy", "3"}).status, 2);
+}
+
 TEST_F(ClipboardCliTest, GetPrintsWhatWasCopiedOnTheTablet) {
   tablet->copyOnTablet(R"({"text":"copied on the tablet\nwith \u00e9"})");
   auto got = lumivale({"get"});

@@ -82,7 +82,8 @@ TEST_F(ProfileCommands, BedThenOutsideThenRestoreGivesTheValuesFromBeforeBed) {
 
   ToolRun restore = lumivale({"profile", "restore", "--json"});
   ASSERT_EQ(restore.status, 0) << restore.stderrData;
-  for (const auto& step : nlohmann::json::parse(restore.stdoutData)["steps"])
+  const auto restored = nlohmann::json::parse(restore.stdoutData);
+  for (const auto& step : restored["steps"])
     EXPECT_EQ(step["result"], "restored") << step;
   EXPECT_EQ(stored("system", "screen_brightness"), "102");
   EXPECT_EQ(stored("system", "screen_brightness_mode"), "0");
