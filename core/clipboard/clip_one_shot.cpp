@@ -6,6 +6,7 @@
 #include "core/clipboard/clip_helper.h"
 #include "core/clipboard/clip_helper_process.h"
 #include "core/clipboard/clip_wire.h"
+#include "core/overloaded.h"
 
 namespace lumivale::ClipOneShot {
 namespace {
@@ -13,11 +14,6 @@ namespace {
 // The helper starts a runtime on the tablet: seconds on a slow one.
 constexpr Seconds kAnswerTimeout{30};
 constexpr Seconds kFinishTimeout{5};
-
-template <typename... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
 
 // Runs the helper for `request` and returns its answer: a reply clip or skip, empty or
 // ack. Anything else fails with `errorPrefix` and the reason.

@@ -6,6 +6,7 @@
 #include "core/clipboard/clip_helper.h"
 #include "core/clipboard/clip_wire.h"
 #include "core/clipboard/clipboard_history.h"
+#include "core/overloaded.h"
 
 namespace lumivale {
 namespace {
@@ -18,11 +19,6 @@ constexpr Seconds kWriteTimeout{5};
 constexpr Seconds kFinishTimeout{5};
 // Between attempts while adb still lists a tablet that is going away.
 constexpr Seconds kRetryPause{1};
-
-template <typename... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
 
 SharedClipboardEvent event(Kind kind, std::string text = {}) {
   return {.kind = kind, .text = std::move(text)};

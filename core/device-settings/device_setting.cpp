@@ -5,17 +5,10 @@
 
 #include "core/device-settings/setting_error.h"
 #include "core/device-settings/setting_parse.h"
+#include "core/overloaded.h"
 
 namespace lumivale {
 namespace {
-
-template <class... Handlers>
-struct Overloaded : Handlers... {
-  using Handlers::operator()...;
-};
-// Spelled out: clang deduces an aggregate's arguments only from version 17 on.
-template <typename... Handlers>
-Overloaded(Handlers...) -> Overloaded<Handlers...>;
 
 std::string rangeText(const DeviceSetting::Slider& slider) {
   return std::to_string(slider.min) + "-" + std::to_string(slider.max);

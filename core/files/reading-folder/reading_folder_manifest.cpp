@@ -99,7 +99,7 @@ void from_json(const nlohmann::json& json, ReadingFolderManifest& manifest) {
   json.at("tabletFolder").get_to(manifest.tabletFolder);
   manifest.files.clear();
   for (const auto& [path, file] : json.at("files").items()) {
-    manifest.files[macPathFromStored(path)] = file.get<ReadingFolderManifest::CopiedFile>();
+    file.get_to(manifest.files[macPathFromStored(path)]);
   }
   json.at("folders").get_to(manifest.folders);
   getOptional(json, "updatedAt", manifest.updatedAt);
