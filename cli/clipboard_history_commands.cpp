@@ -119,7 +119,11 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options) {
   copy->callback([&options, arguments] {
     const ClipboardHistory list = loadOrRefuse(companion::KeptClipboardHistory::standard());
     if (arguments->row > list.items().size()) throw noSuchRow(arguments->row, list.items().size());
-    companion::ComputerClipboard computer;
+    companion::ComputerClipboard computer(options.command, [] {
+      std::cerr << "Keeping the text on this computer's clipboard until something else is "
+                   "copied, at most a minute (Ctrl-C ends it now)."
+                << std::endl;
+    });
     companion::TabletClipboard tablet(options.serial, options.command);
     copyAgain(list.items()[arguments->row - 1].text, *copyDestinationNamed(arguments->to), computer,
               tablet);
