@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/clipboard/clip_pasteboard.h"
@@ -20,6 +21,10 @@ inline constexpr std::chrono::seconds keepLimit{60};
 // (its toolkit loaded on this first use). Throws ClipError when the desktop's cannot be
 // reached.
 std::unique_ptr<ClipPasteboard> open();
+
+// Why copies made on this computer may go unseen, where they may: without X, Wayland
+// shows the clipboard only to the window in front.
+std::optional<std::string> unseenCopies();
 
 // Makes `text` the clipboard for a command that ends right after. Where the copy would go
 // with this process (X11 without a clipboard manager), calls `waiting` and stays until

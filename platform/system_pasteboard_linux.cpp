@@ -7,9 +7,13 @@
 namespace lumivale::SystemPasteboard {
 namespace {
 
+const char* setOrNull(const char* name) {
+  const char* value = std::getenv(name);
+  return value && *value ? value : nullptr;
+}
+
 const char* privateFile() {
-  const char* named = std::getenv(environmentKey);
-  return named && *named ? named : nullptr;
+  return setOrNull(environmentKey);
 }
 
 }  // namespace
@@ -17,6 +21,12 @@ const char* privateFile() {
 std::unique_ptr<ClipPasteboard> open() {
   if (const char* file = privateFile()) return std::make_unique<FilePasteboard>(file);
   return std::make_unique<DesktopPasteboard>();
+}
+
+std::optional<std::string> unseenCopies() {
+  if (privateFile() || setOrNull("DISPLAY") || !setOrNull("WAYLAND_DISPLAY")) return std::nullopt;
+  return "on Wayland only the window in front sees the clipboard, so copies made on this "
+         "computer may not reach the tablet (a session with X or XWayland has no such limit)";
 }
 
 void copyAndKeep(const std::string& text, const StopToken& stop,

@@ -1,5 +1,8 @@
 #include "platform/qt_pasteboard/gui_thread.h"
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <QDir>
@@ -38,7 +41,27 @@ std::string checkX11() {
   return std::string(kUnreachable) + "the X display " + std::getenv("DISPLAY") + " does not answer";
 }
 
+bool answers(const std::string& socketPath) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (socketPath.size() >= sizeof address.sun_path) return false;
+  socketPath.copy(address.sun_path, socketPath.size());
+  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return false;
+  const bool connected =
+      ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  ::close(probe);
+  return connected;
+}
+
+// A compositor that is not there, or a missing plugin, would make Qt end the process.
 std::string checkWayland() {
+  std::string display = std::getenv("WAYLAND_DISPLAY");
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  const std::string socketPath =
+      display.starts_with('/') || !runtime ? display : std::string(runtime) + "/" + display;
+  if (!answers(socketPath))
+    return std::string(kUnreachable) + "the Wayland display " + display + " does not answer";
   const QDir platforms(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/platforms");
   if (!platforms.entryList({"libqwayland*"}).isEmpty()) return {};
   return std::string(kUnreachable) + "Qt's Wayland support is not installed (qt6-wayland)";

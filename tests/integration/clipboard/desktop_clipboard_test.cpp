@@ -4,13 +4,17 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <QGuiApplication>
+#include <cstdlib>
 #include <filesystem>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "core/tablet/spawn.h"
 #include "core/tablet/tool_run.h"
+#include "platform/desktop_pasteboard.h"
 #include "tests/integration/clipboard/share_run.h"
 #include "tests/integration/standin_cli.h"
 
@@ -149,6 +153,41 @@ TEST_F(DesktopClipboardTest, WithoutADesktopTheCommandsSaySo) {
   auto copy = lumivale({"clipboard", "history", "copy", "1", "--to", "computer"});
   EXPECT_EQ(copy.status, 1);
   EXPECT_EQ(copy.stderrData, expected);
+
+  environment["WAYLAND_DISPLAY"] = (local / "no-compositor").string();
+  copy = lumivale({"clipboard", "history", "copy", "1", "--to", "computer"});
+  EXPECT_EQ(copy.status, 1);
+  EXPECT_EQ(copy.stderrData,
+            "lumivale: the computer's clipboard cannot be reached: the Wayland "
+            "display " +
+                (local / "no-compositor").string() + " does not answer\n");
+}
+
+// In the app a QGuiApplication already runs: the clipboard is used on its thread, from
+// there directly and from a worker through its event loop, and no second one is started.
+TEST_F(DesktopClipboardTest, InsideAnApplicationItsOwnThreadIsUsed) {
+  ::setenv("DISPLAY", x->display().c_str(), 1);
+  static char name[] = "app", option[] = "-platform", platform[] = "xcb";
+  static char* arguments[] = {name, option, platform, nullptr};
+  int count = 3;
+  QGuiApplication application(count, arguments);
+  DesktopPasteboard pasteboard;
+  const std::int64_t written = pasteboard.write("from the app");
+  EXPECT_EQ(pasteboard.changeCount(), written);
+  // The application keeps its copy offered as long as it runs.
+  EXPECT_FALSE(pasteboard.offeredAlone());
+
+  PasteboardContent seen;
+  std::thread worker([&] {
+    EXPECT_EQ(readWithXclip(), "from the app");
+    copyWithXclip("from another program");
+    EXPECT_TRUE(within([&] { return pasteboard.changeCount() != written; }));
+    seen = pasteboard.read();
+    QMetaObject::invokeMethod(&application, &QCoreApplication::quit, Qt::QueuedConnection);
+  });
+  application.exec();
+  worker.join();
+  EXPECT_EQ(seen, PasteboardContent::ofText("from another program"));
 }
 
 }  // namespace
