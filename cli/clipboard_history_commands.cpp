@@ -120,8 +120,10 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options) {
     const ClipboardHistory list = loadOrRefuse(companion::KeptClipboardHistory::standard());
     if (arguments->row > list.items().size()) throw noSuchRow(arguments->row, list.items().size());
     companion::ComputerClipboard computer(options.command, [] {
-      std::cerr << "Keeping the text on this computer's clipboard until something else is "
-                   "copied, at most a minute (Ctrl-C ends it now)."
+      std::cerr << fmt::format(
+                       "Keeping the text on this computer's clipboard until something else is "
+                       "copied, at most {} seconds (Ctrl-C ends it now).",
+                       SystemPasteboard::keepLimit.count())
                 << std::endl;
     });
     companion::TabletClipboard tablet(options.serial, options.command);

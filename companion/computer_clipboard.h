@@ -12,7 +12,7 @@ namespace lumivale::companion {
 
 // This computer's clipboard as one side a copy can be handed to, by a command that ends
 // right after: where the copy would go with it, `waiting` is called and the command stays
-// until something else is copied, `command` is cancelled or a minute passes.
+// until something else is copied, `command` is cancelled or keepLimit passes.
 class ComputerClipboard : public ClipHandOff {
  public:
   ComputerClipboard(StopToken command, std::function<void()> waiting)
