@@ -74,6 +74,7 @@ void stopOwnApplication() {
   if (!ownThread.joinable()) return;
   QMetaObject::invokeMethod(ownApplication, &QCoreApplication::quit, Qt::QueuedConnection);
   ownThread.join();
+  ownApplication = nullptr;
 }
 
 std::string startOwnApplication(const char* platform) {
