@@ -83,6 +83,7 @@ class StatusPrinter : public Observer<SharedClipboardEvent> {
 void share(GlobalOptions& options) {
   auto session = companion::requireReadyTablet(options.serial, options.command);
   auto pasteboard = SystemPasteboard::open();
+  if (auto unseen = SystemPasteboard::unseenCopies()) std::cerr << "Note: " << *unseen << ".\n";
   // A Wi-Fi connection is handed out only once its tablet passed the secret check.
   const bool wifi = session.serial != session.tablet;
   StatusPrinter printer(wifi ? ClipStatusLine::Route::wifi : ClipStatusLine::Route::usb);

@@ -119,7 +119,13 @@ void addClipboardHistoryCommands(CLI::App& clipboard, GlobalOptions& options) {
   copy->callback([&options, arguments] {
     const ClipboardHistory list = loadOrRefuse(companion::KeptClipboardHistory::standard());
     if (arguments->row > list.items().size()) throw noSuchRow(arguments->row, list.items().size());
-    companion::ComputerClipboard computer;
+    companion::ComputerClipboard computer(options.command, [] {
+      std::cerr << fmt::format(
+                       "Keeping the text on this computer's clipboard until something else is "
+                       "copied, at most {} seconds (Ctrl-C ends it now).",
+                       SystemPasteboard::keepLimit.count())
+                << std::endl;
+    });
     companion::TabletClipboard tablet(options.serial, options.command);
     copyAgain(list.items()[arguments->row - 1].text, *copyDestinationNamed(arguments->to), computer,
               tablet);
