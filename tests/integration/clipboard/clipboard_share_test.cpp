@@ -271,6 +271,46 @@ TEST_F(ClipboardShareTest, ATabletBackWithinTheWaitSyncsAgain) {
   EXPECT_EQ(run.interrupt(), 0) << run.transcript();
 }
 
+// A tablet that stops where it is while adb keeps its connection, as one that went out of
+// Wi-Fi range does: only the unanswered pings tell. Deadlines a third of the usual keep
+// the wait short.
+class FrozenTabletTest : public ClipboardShareTest {
+ protected:
+  void SetUp() override {
+    ClipboardShareTest::SetUp();
+    environment["LUMIVALE_TABLET_TIMEOUT_SCALE"] = "0.3";
+  }
+  void TearDown() override {
+    tablet->thaw();
+    ASSERT_EQ(tablet->waitForState("device"), "device");
+    ClipboardShareTest::TearDown();
+  }
+};
+
+TEST_F(FrozenTabletTest, BackWithinTheWaitItSyncsAgain) {
+  auto run = share();
+  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+  tablet->freeze();
+  ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
+  tablet->thaw();
+  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+  copyOnTablet("after the thaw");
+  EXPECT_TRUE(within([&] { return computerText() == "after the thaw"; })) << run.transcript();
+  EXPECT_EQ(run.interrupt(), 0) << run.transcript();
+}
+
+TEST_F(FrozenTabletTest, AwayPastTheWaitTheLinkFails) {
+  auto run = share();
+  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+  tablet->freeze();
+  ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
+  EXPECT_EQ(run.finish(), 1) << run.transcript();
+  // adb still lists it, so each start again was tried and went unanswered.
+  EXPECT_EQ(run.errors(),
+            "lumivale: Your Lumivale is not answering. Wake it, or plug it in again.\n")
+      << run.transcript();
+}
+
 TEST_F(ClipboardShareTest, AStaleHelperOfAnotherHashIsReplaced) {
   std::ofstream(tablet->hostPath("/data/local/tmp/lumivale-clip.dex"), std::ios::trunc)
       << "an older helper";
