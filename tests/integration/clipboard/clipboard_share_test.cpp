@@ -271,23 +271,38 @@ TEST_F(ClipboardShareTest, ATabletBackWithinTheWaitSyncsAgain) {
   EXPECT_EQ(run.interrupt(), 0) << run.transcript();
 }
 
-// A tablet that stops where it is while adb keeps its connection, as one that went out of
-// Wi-Fi range does: only the unanswered pings tell. Deadlines a third of the usual keep
-// the wait short.
-class FrozenTabletTest : public ClipboardShareTest {
+// A tablet that goes away for a while, with deadlines a third of the usual so that the
+// wait for it is short.
+class TabletAwayTest : public ClipboardShareTest {
  protected:
   void SetUp() override {
     ClipboardShareTest::SetUp();
     environment["LUMIVALE_TABLET_TIMEOUT_SCALE"] = "0.3";
   }
   void TearDown() override {
-    tablet->thaw();
+    if (switchedOff)
+      tablet->start();
+    else
+      tablet->thaw();
     ASSERT_EQ(tablet->waitForState("device"), "device");
     ClipboardShareTest::TearDown();
   }
+  bool switchedOff = false;
 };
 
-TEST_F(FrozenTabletTest, BackWithinTheWaitItSyncsAgain) {
+TEST_F(TabletAwayTest, SwitchedOffPastTheWaitTheLinkFails) {
+  auto run = share();
+  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+  switchedOff = true;
+  tablet->stop();
+  ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
+  EXPECT_EQ(run.finish(), 1) << run.transcript();
+  EXPECT_EQ(run.errors(), "lumivale: the tablet disconnected\n") << run.transcript();
+}
+
+// Frozen, the tablet stops where it is while adb keeps its connection, as one that went out
+// of Wi-Fi range does: only the unanswered pings tell.
+TEST_F(TabletAwayTest, FrozenAndBackWithinTheWaitItSyncsAgain) {
   auto run = share();
   ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
   tablet->freeze();
@@ -299,7 +314,7 @@ TEST_F(FrozenTabletTest, BackWithinTheWaitItSyncsAgain) {
   EXPECT_EQ(run.interrupt(), 0) << run.transcript();
 }
 
-TEST_F(FrozenTabletTest, AwayPastTheWaitTheLinkFails) {
+TEST_F(TabletAwayTest, FrozenPastTheWaitTheLinkFails) {
   auto run = share();
   ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
   tablet->freeze();
