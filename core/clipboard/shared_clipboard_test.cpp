@@ -243,20 +243,6 @@ TEST_F(SharedClipboardTest, AHelperThatStopsAnsweringIsStartedAgainSinceTheLastC
                                Kind::syncing, Kind::synced, Kind::stopped}));
 }
 
-TEST_F(SharedClipboardTest, ATabletListedButSilentEndsTheLinkOnceTheWaitIsOver) {
-  auto helper = startLink(
-      true, {.serial = "LV1", .pollInterval = Seconds(0.005), .deviceWait = Seconds(0.2)});
-  ASSERT_TRUE(helper);
-  helper->errors("error: connection reset\n");
-  helper->exit(1);
-  EXPECT_EQ(events.waitFor(Kind::restarting).text, "the tablet disconnected");
-  // adb says the tablet is there; the helper started again never answers.
-  EXPECT_EQ(events.waitFor(Kind::failed).text, "the tablet disconnected");
-  EXPECT_TRUE(link->waitForFailure(StopToken()));
-  EXPECT_GE(streams.openCount(), 2u);
-  link->stop();
-}
-
 TEST_F(SharedClipboardTest, NeverRunsOverUnencryptedWifi) {
   ScriptedTabletWait comesBack(true);
   SharedClipboard clipboard({tablet, tablet, streams}, comesBack, pasteboard,
