@@ -219,7 +219,7 @@ TEST_F(SharedClipboardTest, ATabletThatDoesNotComeBackEndsTheLink) {
 
 TEST_F(SharedClipboardTest, AHelperThatStopsAnsweringIsStartedAgainSinceTheLastClip) {
   auto first = startLink(
-      true, {.serial = "LV1", .pollInterval = Seconds(0.005), .pingInterval = Seconds(0.01)});
+      true, {.serial = "LV1", .pollInterval = Seconds(0.005), .pingInterval = Seconds(0.25)});
   ASSERT_TRUE(first);
   first->output("{\"type\":\"clip\",\"text\":\"before\",\"reply\":false,\"at\":70}\n");
   events.waitFor(Kind::synced);
