@@ -88,9 +88,11 @@ void share(GlobalOptions& options) {
   const bool wifi = session.serial != session.tablet;
   StatusPrinter printer(wifi ? ClipStatusLine::Route::wifi : ClipStatusLine::Route::usb);
   BridgeTabletWait tabletWait(*session.bridge);
+  const double scale = session.bridge->hooks().timeoutScale;
   SharedClipboard link(runners(*session.bridge), tabletWait, *pasteboard,
                        {.serial = session.serial,
-                        .deviceWait = kDeviceWait * session.bridge->hooks().timeoutScale,
+                        .deviceWait = kDeviceWait * scale,
+                        .pingInterval = ClipWire::pingInterval * scale,
                         .onTransfer = record},
                        printer);
   {

@@ -78,24 +78,41 @@ AdbStreamEnd ClipHelperProcess::terminateNow() {
 
 void ClipHelperProcess::received(std::string_view record) {
   std::lock_guard guard(lock_);
-  lines_.emplace_back(record);
+  // One given up for gone says nothing more, whatever comes late.
+  if (end_) return;
+  ++linesHeard_;
+  if (record != ClipWire::pongLine()) lines_.emplace_back(record);
   changed_.notify_all();
 }
 
 void ClipHelperProcess::ended(const AdbStreamEnd& end) {
   std::lock_guard guard(lock_);
-  end_ = end;
+  if (!end_) end_ = end;
   changed_.notify_all();
 }
 
 void ClipHelperProcess::ping() {
   std::unique_lock guard(lock_);
+  auto over = [this] { return !pinging_ || end_; };
   while (true) {
-    changed_.wait_for(guard, options_.pingInterval, [this] { return !pinging_ || end_; });
-    if (!pinging_ || end_) return;
+    changed_.wait_for(guard, options_.pingInterval, over);
+    if (over()) return;
+    const std::uint64_t heard = linesHeard_;
     guard.unlock();
     stream_->writeLine(ClipWire::pingLine(), kPingWriteTimeout);
     guard.lock();
+    // A helper still starting is bounded by its caller's wait for it. After that any
+    // line will do: the pong comes after whatever the helper was writing.
+    if (heard == 0 || changed_.wait_for(guard, options_.answerWait,
+                                        [&] { return over() || linesHeard_ != heard; }))
+      continue;
+    AdbStreamEnd gone;
+    gone.reason = AdbStreamEnd::Reason::disconnected;
+    gone.message =
+        fmt::format("no answer from the tablet within {:g} s", options_.answerWait.count());
+    end_ = std::move(gone);
+    changed_.notify_all();
+    return;
   }
 }
 

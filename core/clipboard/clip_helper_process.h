@@ -17,13 +17,16 @@ namespace lumivale {
 
 // The clipboard helper running on the tablet through one adb stream: its output lines
 // queued for a reader, lines written to it, a ping every `pingInterval` so that it does
-// not stop by itself. Every call may come from any thread.
+// not stop by itself. A ping not answered within `answerWait` means the tablet went away
+// while adb still holds its connection: the helper then counts as ended (disconnected)
+// and nothing it says later is passed on. Every call may come from any thread.
 class ClipHelperProcess : private AdbStreamSink {
  public:
   struct Options {
     std::string serial;
     std::optional<std::int64_t> since = std::nullopt;
     Seconds pingInterval = ClipWire::pingInterval;
+    Seconds answerWait = ClipWire::pingInterval;
     std::size_t maxLine = ClipWire::maxLine;
   };
 
@@ -62,6 +65,7 @@ class ClipHelperProcess : private AdbStreamSink {
   std::condition_variable changed_;
   std::deque<std::string> lines_;
   std::optional<AdbStreamEnd> end_;
+  std::uint64_t linesHeard_ = 0;  // pongs included
   bool pinging_ = true;
   std::unique_ptr<AdbStream> stream_;
   std::thread pinger_;

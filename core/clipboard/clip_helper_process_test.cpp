@@ -1,5 +1,8 @@
 #include "core/clipboard/clip_helper_process.h"
 
+#include <chrono>
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,6 +17,16 @@ using ::testing::Contains;
 using testing::FakeAdbStreamRunner;
 
 constexpr Seconds kLong{60};
+
+// Whether `count` lines (pings, here) reached the helper before a generous deadline.
+bool waitForPings(const testing::FakeAdbStream& stream, std::size_t count) {
+  const auto giveUp = std::chrono::steady_clock::now() + kLong;
+  while (stream.linesWritten().size() < count) {
+    if (std::chrono::steady_clock::now() > giveUp) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
 
 TEST(ClipHelperProcessTest, RunsTheHelperAndPassesItsLinesInOrder) {
   FakeAdbStreamRunner runner;
@@ -37,20 +50,49 @@ TEST(ClipHelperProcessTest, RunsTheHelperAndPassesItsLinesInOrder) {
   EXPECT_EQ(helper.stderrTail(), "java.lang.RuntimeException: gone\n");
 }
 
-TEST(ClipHelperProcessTest, PingsUntilItIsFinishedThenAsksItToQuit) {
+TEST(ClipHelperProcessTest, PingsWhileAnsweredThenAsksItToQuit) {
   FakeAdbStreamRunner runner;
-  ClipHelperProcess helper(runner, {.serial = "LV1", .pingInterval = Seconds(0.01)});
+  ClipHelperProcess helper(runner,
+                           {.serial = "LV1", .pingInterval = Seconds(0.01), .answerWait = kLong});
   auto stream = runner.stream(0);
   ASSERT_TRUE(stream);
-  // Each ping is answered, so that the test sees it arrive.
-  stream->reply(R"({"type":"ping"})", "pong\n");
-  EXPECT_EQ(helper.nextLine(kLong), "pong");
-  EXPECT_EQ(helper.nextLine(kLong), "pong");
+  stream->reply(R"({"type":"ping"})", ClipWire::pongLine() + "\n");
+  stream->output("{\"type\":\"ready\",\"sdk\":33,\"mode\":\"m\"}\n");
+  EXPECT_EQ(helper.nextLine(kLong), R"({"type":"ready","sdk":33,"mode":"m"})");
+  ASSERT_TRUE(waitForPings(*stream, 3));
+  // The answers keep it going and are its own business: the reader never sees them.
+  stream->settle();
+  EXPECT_FALSE(helper.ended());
+  EXPECT_EQ(helper.nextLine(Seconds(0)), std::nullopt);
 
   AdbStreamEnd end = helper.finish(kLong);
   EXPECT_EQ(end.reason, AdbStreamEnd::Reason::stopped);
   EXPECT_EQ(stream->linesWritten().back(), R"({"type":"quit"})");
   EXPECT_TRUE(stream->inputClosed());
+}
+
+TEST(ClipHelperProcessTest, OnceStartedAnUnansweredPingEndsItAsDisconnected) {
+  FakeAdbStreamRunner runner;
+  ClipHelperProcess helper(
+      runner, {.serial = "LV1", .pingInterval = Seconds(0.01), .answerWait = Seconds(0.01)});
+  auto stream = runner.stream(0);
+  ASSERT_TRUE(stream);
+  // Starting is bounded by the wait for its ready line, not by the pings.
+  ASSERT_TRUE(waitForPings(*stream, 3));
+  EXPECT_FALSE(helper.ended());
+
+  // adb holds the stream open; the tablet behind it says nothing more.
+  stream->output("{\"type\":\"ready\",\"sdk\":33,\"mode\":\"m\"}\n");
+  EXPECT_EQ(helper.nextLine(kLong), R"({"type":"ready","sdk":33,"mode":"m"})");
+  EXPECT_EQ(helper.nextLine(kLong), std::nullopt);
+  ASSERT_TRUE(helper.ended());
+  EXPECT_EQ(ClipHelper::endText(*helper.ended(), true, "LV1"), "the tablet disconnected");
+
+  // What it says once given up for gone belongs to a link that moved on.
+  stream->output(R"({"type":"clip","text":"late","reply":false,"at":1})"
+                 "\n");
+  stream->settle();
+  EXPECT_EQ(helper.nextLine(Seconds(0)), std::nullopt);
 }
 
 TEST(ClipHelperProcessTest, ALineOverTheMaximumEndsTheHelper) {

@@ -68,6 +68,9 @@ std::string pingLine() {
 std::string quitLine() {
   return line(Json{{"type", "quit"}});
 }
+std::string pongLine() {
+  return line(Json{{"type", "pong"}});
+}
 
 Decoded decodeLine(std::string_view text) {
   if (text.size() > maxLine) throw undecodable();

@@ -24,6 +24,8 @@ std::string setLine(std::string_view text);
 std::string getLine();
 std::string pingLine();
 std::string quitLine();
+// The helper's answer to a ping, exactly as it writes it.
+std::string pongLine();
 
 struct Ready {
   int sdk = 0;

@@ -13,6 +13,7 @@ TEST(ClipWireTest, RequestsAreWrittenByteForByte) {
   EXPECT_EQ(getLine(), R"({"type":"get"})");
   EXPECT_EQ(pingLine(), R"({"type":"ping"})");
   EXPECT_EQ(quitLine(), R"({"type":"quit"})");
+  EXPECT_EQ(pongLine(), R"({"type":"pong"})");
   // Lines, quotes, tabs and control characters escaped; slashes and UTF-8 as they are.
   EXPECT_EQ(setLine("line one\nline \"two\"\t\x01 a/b caf\u00e9 \U0001F600"),
             R"({"type":"set","text":"line one\nline \"two\"\t\u0001 a/b café 😀"})");

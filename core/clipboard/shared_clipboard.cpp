@@ -54,7 +54,7 @@ void SharedClipboard::start() {
   // Only what is copied from now on goes across.
   state_.lastMacChangeCount = pasteboard_.changeCount();
   launch(std::nullopt);
-  awaitReady();
+  awaitReady(kReadyTimeout);
   std::lock_guard guard(lock_);
   if (closed_) throw ClipError("this shared clipboard was stopped");
   worker_ = std::thread([this] { run(); });
@@ -91,23 +91,30 @@ bool SharedClipboard::waitForFailure(const StopToken& stop) {
 
 void SharedClipboard::launch(std::optional<std::int64_t> since) {
   auto helper = std::make_shared<ClipHelperProcess>(
-      runners_.streams, ClipHelperProcess::Options{.serial = options_.serial, .since = since},
+      runners_.streams,
+      ClipHelperProcess::Options{.serial = options_.serial,
+                                 .since = since,
+                                 .pingInterval = options_.pingInterval,
+                                 .answerWait = options_.pingInterval},
       &stop_);
+  // Only the current helper is read: whatever an earlier one still says goes nowhere.
   std::lock_guard guard(lock_);
   current_ = std::move(helper);
 }
 
-void SharedClipboard::awaitReady() {
+void SharedClipboard::awaitReady(Seconds timeout) {
   auto helper = current();
+  const auto giveUp =
+      StopToken::Clock::now() + std::chrono::duration_cast<StopToken::Clock::duration>(timeout);
   while (true) {
-    auto line = helper->nextLine(kReadyTimeout);
+    auto line = helper->nextLine(giveUp - StopToken::Clock::now());
     stop_.throwIfCancelled();
     if (!line) {
       if (auto end = helper->ended())
         throw ClipError(ClipHelper::endText(*end, false, options_.serial));
       throw ClipError(
           fmt::format("the clipboard helper did not start on {}: no answer within {:g} s",
-                      options_.serial, kReadyTimeout.count()));
+                      options_.serial, timeout.count()));
     }
     const ClipWire::Decoded decoded = ClipWire::decodeLine(*line);
     if (auto* ready = std::get_if<ClipWire::Ready>(&decoded.incoming)) {
@@ -233,28 +240,31 @@ void SharedClipboard::carried(ClipDirection direction, const std::string& text) 
 
 bool SharedClipboard::helperEnded() {
   auto ended = current();
-  std::string why = ClipHelper::endText(*ended->ended(), true, options_.serial);
+  const std::string why = ClipHelper::endText(*ended->ended(), true, options_.serial);
   ended->terminateNow();
   // Sets in flight died with it; the tablet holds what it acknowledged.
   state_.pendingSets.clear();
   emit(event(Kind::restarting, why));
-  const auto deadline = StopToken::Clock::now() +
-                        std::chrono::duration_cast<StopToken::Clock::duration>(options_.deviceWait);
+  // Every attempt ends by the deadline, also on a tablet that adb lists but that does not
+  // answer.
+  const StopToken attempts = stop_.child(options_.deviceWait);
+  std::string failure = why;
   while (!stopping_) {
-    const Seconds left = deadline - StopToken::Clock::now();
+    const Seconds left = attempts.budget(options_.deviceWait);
     if (left <= Seconds(0) || !tabletWait_.waitForDevice(options_.serial, left, stop_)) break;
     try {
-      ClipHelper::ensureInstalled(runners_.shell, runners_.files, options_.serial, &stop_);
+      ClipHelper::ensureInstalled(runners_.shell, runners_.files, options_.serial, &attempts);
       launch(lastClipAt_);
-      awaitReady();
+      awaitReady(attempts.budget(kReadyTimeout));
       return true;
-    } catch (const Error& failure) {
-      why = failure.message();
+    } catch (const Error& attempt) {
+      // One cut short by the deadline says less than how the helper ended.
+      if (attempts.budget(options_.deviceWait) > Seconds(0)) failure = attempt.message();
     }
     if (!pause(kRetryPause)) return false;
   }
   if (stopping_) return false;
-  emit(event(Kind::failed, why));
+  emit(event(Kind::failed, failure));
   std::lock_guard guard(lock_);
   failed_ = true;
   changed_.notify_all();

@@ -16,6 +16,7 @@
 #include "core/clipboard/clip_sync_state.h"
 #include "core/clipboard/clip_tablet_wait.h"
 #include "core/clipboard/clip_transfer.h"
+#include "core/clipboard/clip_wire.h"
 #include "core/clipboard/shared_clipboard_event.h"
 #include "core/observer.h"
 
@@ -32,6 +33,8 @@ class SharedClipboard {
     std::string serial;
     Seconds pollInterval{0.25};
     Seconds deviceWait{60};
+    // Between pings to the helper, and how long one may go unanswered.
+    Seconds pingInterval = ClipWire::pingInterval;
     // Called before each look at the computer's clipboard (the app hands it to its main thread).
     std::function<void()> pollGate{};
     // Every copy that went across, for the clipboard history.
@@ -57,7 +60,7 @@ class SharedClipboard {
 
  private:
   void launch(std::optional<std::int64_t> since);
-  void awaitReady();
+  void awaitReady(Seconds timeout);
   void run();
   void handleLine(const std::string& line);
   void poll();

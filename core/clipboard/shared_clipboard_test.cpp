@@ -7,6 +7,7 @@
 
 #include "core/clipboard/clip_error.h"
 #include "core/clipboard/clip_helper.h"
+#include "core/clipboard/clip_wire.h"
 #include "core/clipboard/testing/fake_clip_tablet.h"
 #include "core/files/testing/message_of.h"
 #include "core/tablet/testing/fake_adb_stream.h"
@@ -110,9 +111,10 @@ class SharedClipboardTest : public ::testing::Test {
  protected:
   // Starts the link with the first helper answering ready; `tabletComesBack` says whether
   // the tablet returns once the helper ends.
-  std::shared_ptr<FakeAdbStream> startLink(bool tabletComesBack) {
+  std::shared_ptr<FakeAdbStream> startLink(bool tabletComesBack,
+                                           SharedClipboard::Options options = {
+                                               .serial = "LV1", .pollInterval = Seconds(0.005)}) {
     wait = std::make_unique<ScriptedTabletWait>(tabletComesBack);
-    SharedClipboard::Options options{.serial = "LV1", .pollInterval = Seconds(0.005)};
     options.onTransfer = [this](const ClipTransfer& transfer) {
       std::lock_guard guard(lock);
       transfers.push_back(transfer);
@@ -121,7 +123,10 @@ class SharedClipboardTest : public ::testing::Test {
                                              pasteboard, options, events);
     auto starting = std::async(std::launch::async, [&] { link->start(); });
     auto helper = streams.stream(0);
-    if (helper) helper->output(kReady);
+    if (helper) {
+      helper->reply(R"({"type":"ping"})", ClipWire::pongLine() + "\n");
+      helper->output(kReady);
+    }
     starting.get();
     return helper;
   }
@@ -210,6 +215,32 @@ TEST_F(SharedClipboardTest, ATabletThatDoesNotComeBackEndsTheLink) {
   EXPECT_TRUE(link->waitForFailure(StopToken()));
   link->stop();
   EXPECT_EQ(testing::messageOf([&] { link->start(); }), "this shared clipboard was stopped");
+}
+
+TEST_F(SharedClipboardTest, AHelperThatStopsAnsweringIsStartedAgainSinceTheLastClip) {
+  auto first = startLink(
+      true, {.serial = "LV1", .pollInterval = Seconds(0.005), .pingInterval = Seconds(0.25)});
+  ASSERT_TRUE(first);
+  first->output("{\"type\":\"clip\",\"text\":\"before\",\"reply\":false,\"at\":70}\n");
+  events.waitFor(Kind::synced);
+  // adb keeps the stream open, but the tablet behind it takes no more pings.
+  first->stall();
+  EXPECT_EQ(events.waitFor(Kind::restarting).text, "the tablet disconnected");
+  auto second = streams.stream(1);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->arguments(), ClipHelper::arguments("LV1", 70));
+  second->reply(R"({"type":"ping"})", ClipWire::pongLine() + "\n");
+  second->output(kReady);
+  events.waitFor(Kind::syncing);
+
+  second->output("{\"type\":\"clip\",\"text\":\"after\",\"reply\":false,\"at\":90}\n");
+  events.waitFor(Kind::synced);
+  link->stop();
+  EXPECT_EQ(pasteboard.read(), PasteboardContent::ofText("after"));
+  EXPECT_EQ(pasteboard.writes(), 2);
+  EXPECT_EQ(events.kinds(),
+            (std::vector<Kind>{Kind::preparing, Kind::syncing, Kind::synced, Kind::restarting,
+                               Kind::syncing, Kind::synced, Kind::stopped}));
 }
 
 TEST_F(SharedClipboardTest, NeverRunsOverUnencryptedWifi) {

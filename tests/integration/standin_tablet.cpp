@@ -147,15 +147,22 @@ StandinTablet::StandinTablet(StandinOptions options)
 }
 
 StandinTablet::~StandinTablet() {
-  disconnect();
-  stopDaemon();
+  stop();
   std::error_code ignored;
   if (!std::getenv("LUMIVALE_KEEP_STANDIN")) fs::remove_all(dataFolder_, ignored);
 }
 
 void StandinTablet::restart() {
+  stop();
+  start();
+}
+
+void StandinTablet::stop() {
   disconnect();
   stopDaemon();
+}
+
+void StandinTablet::start() {
   startDaemon(port_);
   connectAtStart();
 }

@@ -98,6 +98,10 @@ class StandinTablet {
   // Stops the daemon, then starts it again on the same port and data folder:
   // what is in the root survives, as on a rebooted tablet.
   void restart();
+  // The two halves of restart(), for a tablet that stays away a while: adb forgets it,
+  // as one that was switched off, until start() brings it back.
+  void stop();
+  void start();
 
   // "127.0.0.1:PORT", the serial adb lists.
   const std::string& serial() const { return serial_; }

@@ -166,15 +166,67 @@ TEST_F(ClipboardShareTest, AKilledHelperIsStartedAgainWithoutReplayingOldClips) 
   EXPECT_EQ(run.interrupt(), 0) << run.transcript();
 }
 
-TEST_F(ClipboardShareTest, ATabletBackWithinTheWaitSyncsAgain) {
-  auto run = share();
-  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
-  tablet->restart();
-  ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
-  ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
-  copyOnTablet("after the reboot");
-  EXPECT_TRUE(within([&] { return computerText() == "after the reboot"; })) << run.transcript();
-  EXPECT_EQ(run.interrupt(), 0) << run.transcript();
+// A tablet that goes away for a while, with deadlines a third of the usual so that the
+// wait for it is short.
+class TabletAwayTest : public ClipboardShareTest {
+ protected:
+  void SetUp() override {
+    ClipboardShareTest::SetUp();
+    environment["LUMIVALE_TABLET_TIMEOUT_SCALE"] = "0.3";
+  }
+  void TearDown() override {
+    if (switchedOff)
+      tablet->start();
+    else
+      tablet->thaw();
+    ASSERT_EQ(tablet->waitForState("device"), "device");
+    ClipboardShareTest::TearDown();
+  }
+
+  // The link waits while the tablet is away, then syncs again once it is back.
+  void expectSyncAgain(const std::function<void()>& away, const std::function<void()>& back) {
+    auto run = share();
+    ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+    away();
+    ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
+    back();
+    ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+    copyOnTablet("back again");
+    EXPECT_TRUE(within([&] { return computerText() == "back again"; })) << run.transcript();
+    EXPECT_EQ(run.interrupt(), 0) << run.transcript();
+  }
+  // The link waits while the tablet is away, then fails with `failure`.
+  void expectFailure(const std::function<void()>& away, const std::string& failure) {
+    auto run = share();
+    ASSERT_TRUE(run.waitForLine("On over")) << run.transcript();
+    away();
+    ASSERT_TRUE(run.waitForLine("Waiting for your Lumivale")) << run.transcript();
+    EXPECT_EQ(run.finish(), 1) << run.transcript();
+    EXPECT_EQ(run.errors(), "lumivale: " + failure + "\n") << run.transcript();
+  }
+
+  bool switchedOff = false;
+};
+
+TEST_F(TabletAwayTest, RestartedWithinTheWaitItSyncsAgain) {
+  expectSyncAgain([] { tablet->restart(); }, [] {});
+}
+
+TEST_F(TabletAwayTest, SwitchedOffPastTheWaitTheLinkFails) {
+  switchedOff = true;
+  expectFailure([] { tablet->stop(); }, "the tablet disconnected");
+}
+
+// Frozen, the tablet stops where it is while adb keeps its connection, as one that went out
+// of Wi-Fi range does: only the unanswered pings tell.
+TEST_F(TabletAwayTest, FrozenAndBackWithinTheWaitItSyncsAgain) {
+  expectSyncAgain([] { tablet->freeze(); }, [] { tablet->thaw(); });
+}
+
+TEST_F(TabletAwayTest, FrozenPastTheWaitTheLinkFails) {
+  // adb still lists it, so each start again was tried and went unanswered.
+  expectFailure([] { tablet->freeze(); },
+                "Your Lumivale is not answering. Wake it, or plug it in again.");
 }
 
 TEST_F(ClipboardShareTest, AStaleHelperOfAnotherHashIsReplaced) {

@@ -57,7 +57,11 @@ final class Session {
         get();
       } else if (type.equals("quit")) {
         return false;
-      } else if (!type.equals("ping")) {
+      } else if (type.equals("ping")) {
+        // The answer tells the desktop that the tablet is still there: a connection that
+        // went away without closing would otherwise look alive.
+        out.send("pong");
+      } else {
         out.error("unknown request type " + type);
       }
     } catch (JSONException e) {

@@ -141,9 +141,9 @@ final class ProtocolTests {
       }
     });
 
-    add("quit, the end of the input and a missed ping each end the helper", () -> {
+    add("a ping is answered; quit, the end of the input and a missed ping end the helper", () -> {
       try (HelperProcess helper = started()) {
-        helper.send("{\"type\":\"ping\"}");
+        checkEqual("{\"type\":\"pong\"}", sendAndRead(helper, "{\"type\":\"ping\"}"));
         helper.send("{\"type\":\"quit\"}");
         checkEqual(0, helper.waitForExit());
       }
