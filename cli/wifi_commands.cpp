@@ -10,12 +10,13 @@
 
 #include "cli/exit_codes.h"
 #include "companion/tablet_link.h"
-#include "core/pause.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
+#include "core/tablet/wifi/reconnect_loop.h"
 #include "core/tablet/wifi/wifi_reconnect.h"
 #include "core/tablet/wifi/wifi_setup.h"
+#include "platform/network_changes.h"
 
 namespace lumivale::cli {
 namespace {
@@ -143,13 +144,18 @@ void addWifiCommands(CLI::App& app, GlobalOptions& options) {
 
   wifi->add_subcommand("watch",
                        "Connect the tablets set up for Wi-Fi again whenever they come back "
-                       "(every 30 seconds, until Ctrl-C)")
+                       "(every 30 seconds and when the network changes, until Ctrl-C)")
       ->callback([&options] {
         auto bridge = companion::openBridge(options.command);
-        for (;;) {
-          connectRound(*bridge, std::nullopt, options.command);
-          pauseFor(options.command, WifiReconnect::interval);
-        }
+        auto changes = platform::followNetworkChanges();
+        WifiReconnect::keepTrying(
+            *changes,
+            [&](WifiReconnect::RoundCause cause) {
+              if (cause == WifiReconnect::RoundCause::networkChanged)
+                std::cout << "The network changed: looking again." << std::endl;
+              connectRound(*bridge, std::nullopt, options.command);
+            },
+            options.command);
       });
 }
 

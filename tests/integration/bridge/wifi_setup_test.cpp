@@ -60,6 +60,47 @@ class WifiSetupTest : public ::testing::Test {
     return "127.0.0.1:" + std::to_string(tablet.wifiPort().value_or(0));
   }
 
+  // `lumivale wifi watch` in the foreground, stopped with Ctrl-C at the end of the test.
+  class Watch {
+   public:
+    explicit Watch(std::shared_ptr<Spawn::Child> child) : child_(std::move(child)) {}
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+    ~Watch() {
+      child_->signalIfRunning(SIGINT);
+      EXPECT_EQ(child_->wait(), 130);
+    }
+    // What it printed since the last call, up to and including `wanted` (or all of it
+    // when `wanted` does not come within two minutes).
+    std::string readUntil(const std::string& wanted) {
+      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+      size_t found = std::string::npos;
+      while ((found = pending_.find(wanted)) == std::string::npos &&
+             std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{child_->stdoutPipe()->get(), POLLIN, 0};
+        if (::poll(&ready, 1, 1000) <= 0) continue;
+        char buffer[512];
+        ssize_t count = ::read(child_->stdoutPipe()->get(), buffer, sizeof buffer);
+        if (count <= 0) break;
+        pending_.append(buffer, static_cast<size_t>(count));
+      }
+      const size_t end = found == std::string::npos ? pending_.size() : found + wanted.size();
+      std::string printed = pending_.substr(0, end);
+      pending_.erase(0, end);
+      return printed;
+    }
+
+   private:
+    std::shared_ptr<Spawn::Child> child_;
+    std::string pending_;
+  };
+  Watch startWatch() {
+    Environment environment = tablet.adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+    return Watch(Spawn::launch(LUMIVALE_CLI, {"wifi", "watch"}, environment, true, false));
+  }
+
   StandinTablet tablet;
   std::filesystem::path configFolder;
 };
@@ -159,23 +200,30 @@ TEST_F(WifiSetupTest, ATabletBackFromSleepIsConnectedAgain) {
 
   // The loop in the foreground: its first round finds the tablet; Ctrl-C ends it.
   sleepAndWake();
-  Environment environment = tablet.adbEnvironment();
-  environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
-  environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
-  auto watch = Spawn::launch(LUMIVALE_CLI, {"wifi", "watch"}, environment, true, false);
-  std::string printed;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-  while (printed.find(again) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
-    pollfd ready{watch->stdoutPipe()->get(), POLLIN, 0};
-    if (::poll(&ready, 1, 1000) <= 0) continue;
-    char buffer[512];
-    ssize_t count = ::read(watch->stdoutPipe()->get(), buffer, sizeof buffer);
-    if (count <= 0) break;
-    printed.append(buffer, static_cast<size_t>(count));
-  }
-  EXPECT_EQ(printed, again);
-  watch->signalIfRunning(SIGINT);
-  EXPECT_EQ(watch->wait(), 130);
+  Watch watch = startWatch();
+  EXPECT_EQ(watch.readUntil(again), again);
+}
+
+TEST_F(WifiSetupTest, ANetworkChangeWakesTheWatchAtOnce) {
+  const std::string wifiSerial = setUpThenUnplug();
+  Watch watch = startWatch();
+  const std::string connectedAs = tablet.serial() + ": connected as " + wifiSerial + "\n";
+  ASSERT_EQ(watch.readUntil(connectedAs), connectedAs);
+
+  // Asleep and back; then an address comes and goes on this computer, as when it joins
+  // a network, and the loop looks again without waiting for its round.
+  tablet.setFault("sleep=keep-port");
+  tablet.adbServer()->adb({"disconnect", wifiSerial});
+  tablet.clearFault("sleep");
+  const std::string address = "127.77." + std::to_string(::getpid() % 250) + ".1/32";
+  ASSERT_EQ(ToolRun::run("/usr/sbin/ip", {"addr", "add", address, "dev", "lo"}, Seconds(30)).status,
+            0);
+  ASSERT_EQ(ToolRun::run("/usr/sbin/ip", {"addr", "del", address, "dev", "lo"}, Seconds(30)).status,
+            0);
+  const std::string lookedAgain =
+      "The network changed: looking again.\n" + tablet.serial() + ": connected";
+  EXPECT_NE(watch.readUntil(lookedAgain).find(lookedAgain), std::string::npos);
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
 }
 
 TEST_F(WifiSetupTest, AForgottenTabletIsNoLongerUsed) {
