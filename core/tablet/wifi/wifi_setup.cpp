@@ -9,6 +9,7 @@
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_parse.h"
+#include "core/tablet/wifi/wifi_transport.h"
 #include "core/utc_now.h"
 
 namespace lumivale::WifiSetup {
@@ -145,7 +146,7 @@ RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
   std::string model = firstLine(bridge.shell(cableSerial, "getprop ro.product.model", kStep, stop));
   auto earlier = rememberedAs(config, cableSerial);
   RememberedTablet tablet = entryFor(cableSerial, model, *address, *port, config, earlier);
-  tablet.transport = "tcp";
+  tablet.transport = WifiTransport::overCable;
   tablet.turnedOnWirelessDebugging =
       turnedOn || (earlier && earlier->turnedOnWirelessDebugging.value_or(false));
   return checkIn(bridge, tablet, cableSerial, earlier, stop);
@@ -181,7 +182,7 @@ RememberedTablet withCode(AdbBridge& bridge, const std::string& hostPort, const 
   if (serial.empty()) serial = service->instance;
   auto earlier = rememberedAs(config, serial);
   RememberedTablet tablet = entryFor(serial, model, host, service->port, config, earlier);
-  tablet.transport = "tls";
+  tablet.transport = WifiTransport::paired;
   tablet.mdnsName = service->instance;
   tablet.turnedOnWirelessDebugging = earlier && earlier->turnedOnWirelessDebugging.value_or(false);
   return checkIn(bridge, tablet, wifiSerial, earlier, stop);

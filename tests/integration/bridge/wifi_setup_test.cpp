@@ -226,6 +226,21 @@ TEST_F(WifiSetupTest, ANetworkChangeWakesTheWatchAtOnce) {
   EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
 }
 
+TEST_F(WifiSetupTest, TheSharedClipboardPausesOverUnencryptedWifi) {
+  setUpThenUnplug();
+  ToolRun share = testing::runLumivale(
+      tablet, configFolder, {"clipboard", "share"}, true,
+      {{"LUMIVALE_CLIP_PASTEBOARD", (configFolder / "pasteboard.json").string()}});
+  EXPECT_EQ(share.status, 1);
+  // The link's status line, then the link ending with the command.
+  EXPECT_EQ(share.stdoutData, "Paused: unencrypted Wi-Fi\nOff\n");
+  EXPECT_EQ(share.stderrData,
+            "lumivale: Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set "
+            "up encrypted Wi-Fi in Devices.\n");
+  EXPECT_EQ(tablet.shell("ls /data/local/tmp/lumivale-clip.dex").status, 1)
+      << "nothing was copied to the tablet for it";
+}
+
 TEST_F(WifiSetupTest, AForgottenTabletIsNoLongerUsed) {
   const std::string wifiSerial = setUpThenUnplug();
   ToolRun listed = lumivale({"wifi", "list"});
