@@ -10,6 +10,7 @@
 
 #include "cli/exit_codes.h"
 #include "companion/tablet_link.h"
+#include "companion/wifi_setup_flow.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
@@ -22,16 +23,10 @@ namespace lumivale::cli {
 namespace {
 
 void setUp(const GlobalOptions& options) {
-  LumivaleConfig config = ConfigStore::load();
   // Not pinned: the set-up also talks to the tablet's Wi-Fi serial, new to this look.
   auto bridge = companion::openBridge(options.command);
-  companion::TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
-  if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
-  if (look.choice.selected->isWifi())
-    throw AdbError("Plug your Lumivale in with USB-C to set up Wi-Fi, then try again.");
-  RememberedTablet tablet = WifiSetup::overCable(*bridge, *look.serial, config);
-  std::cout << fmt::format("Wi-Fi is set up for {} at {}:{}.\n", tablet.name, tablet.lastIP,
-                           tablet.lastPort);
+  RememberedTablet tablet = companion::setUpWifiOverCable(*bridge, options.serial);
+  std::cout << companion::setUpSentence(tablet) << "\n";
 }
 
 // The tablets remembered by the account signed in.
