@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -60,15 +61,19 @@ class WifiSetupTest : public ::testing::Test {
     return "127.0.0.1:" + std::to_string(tablet.wifiPort().value_or(0));
   }
 
-  // `lumivale wifi watch` in the foreground, stopped with Ctrl-C at the end of the test.
-  class Watch {
+  // A `lumivale` command that runs until Ctrl-C (`wifi watch`, `clipboard share`), stopped
+  // so at the end of the test.
+  class Foreground {
    public:
-    explicit Watch(std::shared_ptr<Spawn::Child> child) : child_(std::move(child)) {}
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-    ~Watch() {
+    explicit Foreground(std::shared_ptr<Spawn::Child> child) : child_(std::move(child)) {}
+    Foreground(const Foreground&) = delete;
+    Foreground& operator=(const Foreground&) = delete;
+    ~Foreground() { interrupt(); }
+    // Ctrl-C, then the exit status.
+    int interrupt() {
       child_->signalIfRunning(SIGINT);
-      EXPECT_EQ(child_->wait(), 130);
+      if (!status_) status_ = child_->wait();
+      return *status_;
     }
     // What it printed since the last call, up to and including `wanted` (or all of it
     // when `wanted` does not come within two minutes).
@@ -93,12 +98,14 @@ class WifiSetupTest : public ::testing::Test {
    private:
     std::shared_ptr<Spawn::Child> child_;
     std::string pending_;
+    std::optional<int> status_;
   };
-  Watch startWatch() {
+  Foreground inForeground(const std::vector<std::string>& arguments) {
     Environment environment = tablet.adbEnvironment();
     environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
     environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
-    return Watch(Spawn::launch(LUMIVALE_CLI, {"wifi", "watch"}, environment, true, false));
+    environment["LUMIVALE_CLIP_PASTEBOARD"] = (configFolder / "pasteboard.json").string();
+    return Foreground(Spawn::launch(LUMIVALE_CLI, arguments, environment, true, false));
   }
 
   StandinTablet tablet;
@@ -200,13 +207,14 @@ TEST_F(WifiSetupTest, ATabletBackFromSleepIsConnectedAgain) {
 
   // The loop in the foreground: its first round finds the tablet; Ctrl-C ends it.
   sleepAndWake();
-  Watch watch = startWatch();
+  Foreground watch = inForeground({"wifi", "watch"});
   EXPECT_EQ(watch.readUntil(again), again);
+  EXPECT_EQ(watch.interrupt(), 130);
 }
 
 TEST_F(WifiSetupTest, ANetworkChangeWakesTheWatchAtOnce) {
   const std::string wifiSerial = setUpThenUnplug();
-  Watch watch = startWatch();
+  Foreground watch = inForeground({"wifi", "watch"});
   const std::string connectedAs = tablet.serial() + ": connected as " + wifiSerial + "\n";
   ASSERT_EQ(watch.readUntil(connectedAs), connectedAs);
 
@@ -224,6 +232,7 @@ TEST_F(WifiSetupTest, ANetworkChangeWakesTheWatchAtOnce) {
       "The network changed: looking again.\n" + tablet.serial() + ": connected";
   EXPECT_NE(watch.readUntil(lookedAgain).find(lookedAgain), std::string::npos);
   EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
+  EXPECT_EQ(watch.interrupt(), 130);
 }
 
 TEST_F(WifiSetupTest, TheSharedClipboardPausesOverUnencryptedWifi) {
@@ -318,6 +327,10 @@ TEST_F(WifiSetupTest, PairingWithTheCodeSetsUpAnEncryptedConnection) {
   EXPECT_FALSE(remembered[0].contains("checkPending"));
   tablet.disconnect();
   EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  127.0.0.1:" + port + "\nscreen: awake\n");
+  // Encrypted: the shared clipboard runs over it.
+  Foreground share = inForeground({"clipboard", "share"});
+  EXPECT_EQ(share.readUntil("On over Wi-Fi\n"), "Waiting for your Lumivale\nOn over Wi-Fi\n");
+  EXPECT_EQ(share.interrupt(), 0);
 }
 
 TEST_F(WifiSetupTest, SetUpNeedsAnAccountAndUnencryptedWifiAllowed) {
