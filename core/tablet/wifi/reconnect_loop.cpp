@@ -1,5 +1,7 @@
 #include "core/tablet/wifi/reconnect_loop.h"
 
+#include <algorithm>
+
 namespace lumivale::WifiReconnect {
 namespace {
 
