@@ -3,7 +3,8 @@
 # BENCH_ROUNDS times (default 20) its Wi-Fi side sleeps and comes back on its port, adb
 # having let go of it, and the time is taken from its return until `lumivale warmth`
 # answers over Wi-Fi again, after one reconnect round (`lumivale wifi connect`, what
-# `lumivale wifi watch` runs every 30 seconds). Prints the median and the spread.
+# `lumivale wifi watch` runs every 30 seconds and when the network changes). Prints the
+# median and the spread.
 # Uses the optimised build of the bench preset, built when missing. Needs root.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -16,6 +16,8 @@
 #include "core/clipboard/clip_one_shot.h"
 #include "core/clipboard/clip_wire.h"
 #include "core/clipboard/shared_clipboard.h"
+#include "core/settings/config_store.h"
+#include "core/tablet/wifi/wifi_transport.h"
 #include "platform/system_pasteboard.h"
 
 namespace lumivale::cli {
@@ -93,7 +95,9 @@ void share(GlobalOptions& options) {
                        {.serial = session.serial,
                         .deviceWait = kDeviceWait * scale,
                         .pingInterval = ClipWire::pingInterval * scale,
-                        .onTransfer = record},
+                        .onTransfer = record,
+                        .unencryptedWifi = WifiTransport::unencrypted(
+                            session.serial, session.tablet, ConfigStore::load().wifiTablets)},
                        printer);
   {
     // Ctrl-C while it starts ends the start.

@@ -10,27 +10,23 @@
 
 #include "cli/exit_codes.h"
 #include "companion/tablet_link.h"
-#include "core/pause.h"
+#include "companion/wifi_setup_flow.h"
 #include "core/settings/config_json.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
+#include "core/tablet/wifi/reconnect_loop.h"
 #include "core/tablet/wifi/wifi_reconnect.h"
 #include "core/tablet/wifi/wifi_setup.h"
+#include "platform/network_changes.h"
 
 namespace lumivale::cli {
 namespace {
 
 void setUp(const GlobalOptions& options) {
-  LumivaleConfig config = ConfigStore::load();
   // Not pinned: the set-up also talks to the tablet's Wi-Fi serial, new to this look.
   auto bridge = companion::openBridge(options.command);
-  companion::TabletLook look = companion::lookForTablets(*bridge, options.serial, config);
-  if (auto refusal = look.choice.state.refusal()) throw AdbError(*refusal);
-  if (look.choice.selected->isWifi())
-    throw AdbError("Plug your Lumivale in with USB-C to set up Wi-Fi, then try again.");
-  RememberedTablet tablet = WifiSetup::overCable(*bridge, *look.serial, config);
-  std::cout << fmt::format("Wi-Fi is set up for {} at {}:{}.\n", tablet.name, tablet.lastIP,
-                           tablet.lastPort);
+  RememberedTablet tablet = companion::setUpWifiOverCable(*bridge, options.serial);
+  std::cout << companion::setUpSentence(tablet) << "\n";
 }
 
 // The tablets remembered by the account signed in.
@@ -143,13 +139,18 @@ void addWifiCommands(CLI::App& app, GlobalOptions& options) {
 
   wifi->add_subcommand("watch",
                        "Connect the tablets set up for Wi-Fi again whenever they come back "
-                       "(every 30 seconds, until Ctrl-C)")
+                       "(every 30 seconds and when the network changes, until Ctrl-C)")
       ->callback([&options] {
         auto bridge = companion::openBridge(options.command);
-        for (;;) {
-          connectRound(*bridge, std::nullopt, options.command);
-          pauseFor(options.command, WifiReconnect::interval);
-        }
+        auto changes = platform::followNetworkChanges();
+        WifiReconnect::keepTrying(
+            *changes,
+            [&](WifiReconnect::RoundCause cause) {
+              if (cause == WifiReconnect::RoundCause::networkChanged)
+                std::cout << "The network changed: looking again." << std::endl;
+              connectRound(*bridge, std::nullopt, options.command);
+            },
+            options.command);
       });
 }
 

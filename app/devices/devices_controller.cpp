@@ -1,5 +1,8 @@
 #include "app/devices/devices_controller.h"
 
+#include <QMetaObject>
+
+#include "companion/wifi_setup_flow.h"
 #include "core/settings/atomic_file.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_bridge.h"
@@ -78,6 +81,44 @@ void DevicesController::saveScreenshot(const QString& path) {
              file = path.toStdString()](const StopToken&) { writeFileAtomically(file, png); },
             [this, path] { emit screenshotSaved(path); },
             [this](const std::string& message) { fail(message); });
+}
+
+bool DevicesController::onCable() const {
+  const TabletView& view = tracker_.view();
+  if (!view.ready()) return false;
+  for (const AdbTablet& tablet : view.tablets)
+    for (const AdbDevice& connection : tablet.connections)
+      if (connection.serial == *view.serial) return !connection.isWifi();
+  return false;
+}
+
+void DevicesController::setUpWifi() {
+  const TabletView& view = tracker_.view();
+  if (!view.ready()) return emit wifiSetupFailed(QString::fromStdString(view.refusal.value_or("")));
+  if (settingUpWifi_) return;
+  settingUpWifi_ = true;
+  wifiWork_.run<RememberedTablet>(
+      [this, bridge = tracker_.bridge(), chosen = tracker_.view().chosen](const StopToken& stop) {
+        ObserverFunction<WifiSetup::Step> progress([this](const WifiSetup::Step& step) {
+          QMetaObject::invokeMethod(
+              this,
+              [this, text = QString::fromStdString(WifiSetup::stepText(step))] {
+                emit wifiStep(text);
+              },
+              Qt::QueuedConnection);
+        });
+        return companion::setUpWifiOverCable(*bridge, chosen, &stop, &progress);
+      },
+      [this](RememberedTablet tablet) {
+        settingUpWifi_ = false;
+        emit wifiSetUp(QString::fromStdString(companion::setUpSentence(tablet)));
+        tracker_.lookAgain();
+      },
+      [this](const std::string& message) {
+        settingUpWifi_ = false;
+        emit wifiSetupFailed(QString::fromStdString(message));
+        tracker_.lookAgain();
+      });
 }
 
 }  // namespace lumivale::app

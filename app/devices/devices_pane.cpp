@@ -51,6 +51,8 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
       wake_(new QPushButton(tr("&Wake"))),
       takeScreenshot_(new QPushButton(tr("Take s&creenshot"))),
       saveScreenshot_(new QPushButton(tr("Sa&ve screenshot…"))),
+      setUpWifi_(new QPushButton(tr("Set up Wi-&Fi"))),
+      wifiProgress_(new QLabel),
       screenshot_(new QLabel),
       problem_(new QLabel(this)) {
   state_->setAccessibleName(tr("Tablet state"));
@@ -65,6 +67,10 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
   takeScreenshot_->setAccessibleName(tr("Take a screenshot"));
   saveScreenshot_->setAccessibleName(tr("Save the screenshot"));
   saveScreenshot_->setEnabled(false);
+  setUpWifi_->setAccessibleName(tr("Set up Wi-Fi"));
+  setUpWifi_->setToolTip(tr("Use this tablet over Wi-Fi too, set up while it is on the cable"));
+  wifiProgress_->setAccessibleName(tr("Wi-Fi set-up"));
+  wifiProgress_->setWordWrap(true);
   screenshot_->setObjectName("screenshot");
   screenshot_->setAccessibleName(tr("Screenshot"));
   screenshot_->setMinimumHeight(160);
@@ -82,7 +88,9 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
   buttons->addWidget(takeScreenshot_);
   buttons->addWidget(saveScreenshot_);
   buttons->addStretch();
+  buttons->addWidget(setUpWifi_);
   readyLayout->addLayout(buttons);
+  readyLayout->addWidget(wifiProgress_);
   readyLayout->addWidget(screenshot_, 1);
   auto* box = new QGroupBox(tr("The tablet in use"), this);
   auto* boxLayout = new QVBoxLayout(box);
@@ -108,6 +116,17 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
   connect(wake_, &QPushButton::clicked, &controller_, &DevicesController::wake);
   connect(takeScreenshot_, &QPushButton::clicked, &controller_, &DevicesController::takeScreenshot);
   connect(saveScreenshot_, &QPushButton::clicked, this, &DevicesPane::saveScreenshot);
+  connect(setUpWifi_, &QPushButton::clicked, this, [this] {
+    controller_.setUpWifi();
+    showWifiSetup();
+  });
+  connect(&controller_.tracker(), &TabletTracker::changed, this, &DevicesPane::showWifiSetup);
+  connect(&controller_, &DevicesController::wifiStep, wifiProgress_, &QLabel::setText);
+  for (auto ended : {&DevicesController::wifiSetUp, &DevicesController::wifiSetupFailed})
+    connect(&controller_, ended, this, [this](const QString& said) {
+      wifiProgress_->setText(said);
+      showWifiSetup();
+    });
   connect(&controller_.tracker(), &TabletTracker::changed, this, &DevicesPane::showTablets);
   connect(&controller_, &DevicesController::factsChanged, this, &DevicesPane::showFacts);
   connect(&controller_, &DevicesController::screenshotTaken, this, &DevicesPane::showScreenshot);
@@ -116,6 +135,7 @@ DevicesPane::DevicesPane(DevicesController& controller, QWidget* parent)
           [this](const QString& path) { problem_->setText(tr("Saved %1.").arg(path)); });
   showTablets();
   showFacts();
+  showWifiSetup();
 }
 
 void DevicesPane::showTablets() {
@@ -156,6 +176,10 @@ void DevicesPane::showScreenshot() {
       picture.scaled(screenshot_->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
   saveScreenshot_->setEnabled(!picture.isNull());
   problem_->clear();
+}
+
+void DevicesPane::showWifiSetup() {
+  setUpWifi_->setEnabled(controller_.onCable() && !controller_.settingUpWifi());
 }
 
 void DevicesPane::saveScreenshot() {

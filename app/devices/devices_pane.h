@@ -22,6 +22,7 @@ class DevicesPane : public QWidget {
   void showFacts();
   void showScreenshot();
   void saveScreenshot();
+  void showWifiSetup();
 
   DevicesController& controller_;
   QLabel* state_;
@@ -31,6 +32,8 @@ class DevicesPane : public QWidget {
   QPushButton* wake_;
   QPushButton* takeScreenshot_;
   QPushButton* saveScreenshot_;
+  QPushButton* setUpWifi_;
+  QLabel* wifiProgress_;
   QLabel* screenshot_;
   QLabel* problem_;
 };

@@ -31,11 +31,13 @@ void ClipStatusLine::apply(const SharedClipboardEvent& event) {
     case Kind::stopped:
       phase_ = Phase::stopped;
       break;
+    case Kind::paused:
+      phase_ = Phase::paused;
+      break;
   }
 }
 
 std::string ClipStatusLine::text() const {
-  if (route_ == Route::unencryptedWifi) return "Paused: unencrypted Wi-Fi";
   switch (phase_) {
     case Phase::starting:
     case Phase::waiting:
@@ -44,6 +46,8 @@ std::string ClipStatusLine::text() const {
       return "Stopped, waiting for your Lumivale";
     case Phase::stopped:
       return "Off";
+    case Phase::paused:
+      return "Paused: unencrypted Wi-Fi";
     case Phase::on:
       break;
   }

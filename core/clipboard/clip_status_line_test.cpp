@@ -41,9 +41,9 @@ TEST(ClipStatusLineTest, SaysWhichWayItRunsAndNeverRunsOnUnencryptedWifi) {
   ClipStatusLine wifi(ClipStatusLine::Route::wifi, noon);
   wifi.apply({.kind = Kind::syncing});
   EXPECT_EQ(wifi.text(), "On over Wi-Fi");
-  ClipStatusLine open(ClipStatusLine::Route::unencryptedWifi, noon);
-  open.apply({.kind = Kind::syncing});
-  EXPECT_EQ(open.text(), "Paused: unencrypted Wi-Fi");
+  wifi.apply({.kind = Kind::paused, .text = "Paused: your Lumivale is on unencrypted Wi-Fi."});
+  EXPECT_EQ(wifi.text(), "Paused: unencrypted Wi-Fi");
+  EXPECT_EQ(wifi.sidebarText(), "");
 }
 
 }  // namespace

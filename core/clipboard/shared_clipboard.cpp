@@ -45,10 +45,13 @@ void SharedClipboard::start() {
     if (closed_) throw ClipError("this shared clipboard was stopped");
     if (worker_.joinable()) return;
   }
-  if (options_.unencryptedWifi)
-    throw ClipError(
+  if (options_.unencryptedWifi) {
+    const std::string why =
         "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up encrypted "
-        "Wi-Fi in Devices.");
+        "Wi-Fi in Devices.";
+    emit(event(Kind::paused, why));
+    throw ClipError(why);
+  }
   emit(event(Kind::preparing));
   ClipHelper::ensureInstalled(runners_.shell, runners_.files, options_.serial, &stop_);
   // Only what is copied from now on goes across.

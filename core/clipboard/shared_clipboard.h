@@ -51,7 +51,8 @@ class SharedClipboard {
   SharedClipboard& operator=(const SharedClipboard&) = delete;
 
   // Installs and starts the helper, returning once it is ready. Throws ClipError (after
-  // stop(): "this shared clipboard was stopped"), AdbError when adb fails.
+  // stop(): "this shared clipboard was stopped"; over unencrypted Wi-Fi, after reporting
+  // `paused`), AdbError when adb fails.
   void start();
   // Quits the helper, ends the link and reports `stopped`. Any thread but the observer's.
   void stop();

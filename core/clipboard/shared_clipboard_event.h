@@ -19,6 +19,7 @@ struct SharedClipboardEvent {
     restarting,  // `text`: why the helper ended
     failed,      // `text`
     stopped,
+    paused,  // `text`: why it does not run, and what to do
   };
   Kind kind = Kind::preparing;
   std::string text{};
@@ -31,7 +32,7 @@ struct SharedClipboardEvent {
 // The line shown beside the switch, built from the events as they come.
 class ClipStatusLine {
  public:
-  enum class Route { usb, wifi, unencryptedWifi };
+  enum class Route { usb, wifi };
   using TimeText = std::string (*)(std::chrono::system_clock::time_point);
 
   ClipStatusLine(Route route, TimeText timeText) : route_(route), timeText_(timeText) {}
@@ -42,7 +43,7 @@ class ClipStatusLine {
   std::string sidebarText() const;
 
  private:
-  enum class Phase { starting, on, waiting, failed, stopped };
+  enum class Phase { starting, on, waiting, failed, stopped, paused };
   Route route_;
   TimeText timeText_;
   Phase phase_ = Phase::starting;

@@ -251,6 +251,9 @@ TEST_F(SharedClipboardTest, NeverRunsOverUnencryptedWifi) {
             "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up encrypted "
             "Wi-Fi in Devices.");
   EXPECT_EQ(streams.openCount(), 0u);
+  EXPECT_EQ(events.waitFor(Kind::paused).text,
+            "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up encrypted "
+            "Wi-Fi in Devices.");
 }
 
 }  // namespace

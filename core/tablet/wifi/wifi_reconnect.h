@@ -22,9 +22,6 @@ struct ReconnectOutcome {
 
 namespace WifiReconnect {
 
-// How often the tablets that are away are tried again.
-inline constexpr Seconds interval{30};
-
 // One round over the tablets remembered by the account signed in (or only `onlySerial`):
 // each with no connection in use is dialled at its last address and, where adb sees it
 // advertised over mDNS, at the port it advertises now. A connection that shows the

@@ -9,6 +9,7 @@
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_error.h"
 #include "core/tablet/adb_parse.h"
+#include "core/tablet/wifi/wifi_transport.h"
 #include "core/utc_now.h"
 
 namespace lumivale::WifiSetup {
@@ -25,6 +26,10 @@ std::string randomHex(size_t length) {
   for (size_t i = 0; i < length; ++i)
     text += digits[random() % 16];
   return text;
+}
+
+void report(Observer<Step>* progress, Step step) {
+  if (progress) progress->notify(step);
 }
 
 std::string firstLine(const std::string& text) {
@@ -91,13 +96,17 @@ std::optional<RememberedTablet> rememberedAs(const LumivaleConfig& config,
 // the check as no longer pending. A failure takes the earlier entry back (a check left
 // on the tablet then matches nothing remembered).
 RememberedTablet checkIn(AdbBridge& bridge, RememberedTablet tablet, const std::string& leaveOver,
-                         const std::optional<RememberedTablet>& earlier, const StopToken* stop) {
+                         const std::optional<RememberedTablet>& earlier, const StopToken* stop,
+                         Observer<Step>* progress) {
   const TabletCheck check{*tablet.checkId, *tablet.checkToken};
   const std::string wifiSerial = fmt::format("{}:{}", tablet.lastIP, tablet.lastPort);
   remember(tablet.serial, tablet);
   try {
+    report(progress, Step::leavingCheck);
     bridge.leaveCheck(leaveOver, check, stop);
+    report(progress, Step::connecting);
     bridge.connect(wifiSerial, stop);
+    report(progress, Step::checking);
     if (bridge.readCheck(wifiSerial, stop) != check) {
       bridge.disconnect(wifiSerial, stop);
       throw AdbError(fmt::format(
@@ -120,14 +129,32 @@ TabletCheck freshCheck() {
   return {randomHex(16), randomHex(32)};
 }
 
+std::string stepText(Step step) {
+  switch (step) {
+    case Step::findingAddress:
+      return "Finding your Lumivale’s address on Wi-Fi…";
+    case Step::turningOnNetworkDebugging:
+      return "Turning on network debugging…";
+    case Step::leavingCheck:
+      return "Leaving a check on your Lumivale…";
+    case Step::connecting:
+      return "Connecting over Wi-Fi…";
+    case Step::checking:
+      return "Reading the check back over Wi-Fi…";
+  }
+  return {};
+}
+
 RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
-                           const LumivaleConfig& config, const StopToken* stop) {
+                           const LumivaleConfig& config, const StopToken* stop,
+                           Observer<Step>* progress) {
   requireAccount(config);
   if (!config.wifiAllowUnencrypted)
     throw AdbError(
         "Wi-Fi set up over the cable is not encrypted, and this Mac allows only encrypted "
         "Wi-Fi. Pair with a code instead (lumivale wifi pair HOST:PORT CODE), or allow it with "
         "lumivale config set wifiAllowUnencrypted true.");
+  report(progress, Step::findingAddress);
   auto address = AdbParse::ipAddress(bridge.shell(cableSerial, "ip route", kStep, stop));
   if (!address)
     throw AdbError(
@@ -137,6 +164,7 @@ RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
   auto port = listeningPort(bridge, cableSerial, stop);
   const bool turnedOn = !port;
   if (turnedOn) {
+    report(progress, Step::turningOnNetworkDebugging);
     bridge.tcpip(cableSerial, defaultPort, stop);
     // adbd restarts to listen on the network; the cable comes back by itself.
     bridge.runText(cableSerial, {"wait-for-device"}, kBackOnCable, stop);
@@ -145,10 +173,10 @@ RememberedTablet overCable(AdbBridge& bridge, const std::string& cableSerial,
   std::string model = firstLine(bridge.shell(cableSerial, "getprop ro.product.model", kStep, stop));
   auto earlier = rememberedAs(config, cableSerial);
   RememberedTablet tablet = entryFor(cableSerial, model, *address, *port, config, earlier);
-  tablet.transport = "tcp";
+  tablet.transport = WifiTransport::overCable;
   tablet.turnedOnWirelessDebugging =
       turnedOn || (earlier && earlier->turnedOnWirelessDebugging.value_or(false));
-  return checkIn(bridge, tablet, cableSerial, earlier, stop);
+  return checkIn(bridge, tablet, cableSerial, earlier, stop, progress);
 }
 
 RememberedTablet withCode(AdbBridge& bridge, const std::string& hostPort, const std::string& code,
@@ -181,10 +209,10 @@ RememberedTablet withCode(AdbBridge& bridge, const std::string& hostPort, const 
   if (serial.empty()) serial = service->instance;
   auto earlier = rememberedAs(config, serial);
   RememberedTablet tablet = entryFor(serial, model, host, service->port, config, earlier);
-  tablet.transport = "tls";
+  tablet.transport = WifiTransport::paired;
   tablet.mdnsName = service->instance;
   tablet.turnedOnWirelessDebugging = earlier && earlier->turnedOnWirelessDebugging.value_or(false);
-  return checkIn(bridge, tablet, wifiSerial, earlier, stop);
+  return checkIn(bridge, tablet, wifiSerial, earlier, stop, nullptr);
 }
 
 }  // namespace lumivale::WifiSetup

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -58,6 +59,53 @@ class WifiSetupTest : public ::testing::Test {
     EXPECT_EQ(setUp.status, 0) << setUp.stderrData;
     tablet.disconnect();
     return "127.0.0.1:" + std::to_string(tablet.wifiPort().value_or(0));
+  }
+
+  // A `lumivale` command that runs until Ctrl-C (`wifi watch`, `clipboard share`), stopped
+  // so at the end of the test.
+  class Foreground {
+   public:
+    explicit Foreground(std::shared_ptr<Spawn::Child> child) : child_(std::move(child)) {}
+    Foreground(const Foreground&) = delete;
+    Foreground& operator=(const Foreground&) = delete;
+    ~Foreground() { interrupt(); }
+    // Ctrl-C, then the exit status.
+    int interrupt() {
+      child_->signalIfRunning(SIGINT);
+      if (!status_) status_ = child_->wait();
+      return *status_;
+    }
+    // What it printed since the last call, up to and including `wanted` (or all of it
+    // when `wanted` does not come within two minutes).
+    std::string readUntil(const std::string& wanted) {
+      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+      size_t found = std::string::npos;
+      while ((found = pending_.find(wanted)) == std::string::npos &&
+             std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{child_->stdoutPipe()->get(), POLLIN, 0};
+        if (::poll(&ready, 1, 1000) <= 0) continue;
+        char buffer[512];
+        ssize_t count = ::read(child_->stdoutPipe()->get(), buffer, sizeof buffer);
+        if (count <= 0) break;
+        pending_.append(buffer, static_cast<size_t>(count));
+      }
+      const size_t end = found == std::string::npos ? pending_.size() : found + wanted.size();
+      std::string printed = pending_.substr(0, end);
+      pending_.erase(0, end);
+      return printed;
+    }
+
+   private:
+    std::shared_ptr<Spawn::Child> child_;
+    std::string pending_;
+    std::optional<int> status_;
+  };
+  Foreground inForeground(const std::vector<std::string>& arguments) {
+    Environment environment = tablet.adbEnvironment();
+    environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
+    environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
+    environment["LUMIVALE_CLIP_PASTEBOARD"] = (configFolder / "pasteboard.json").string();
+    return Foreground(Spawn::launch(LUMIVALE_CLI, arguments, environment, true, false));
   }
 
   StandinTablet tablet;
@@ -159,23 +207,47 @@ TEST_F(WifiSetupTest, ATabletBackFromSleepIsConnectedAgain) {
 
   // The loop in the foreground: its first round finds the tablet; Ctrl-C ends it.
   sleepAndWake();
-  Environment environment = tablet.adbEnvironment();
-  environment["LUMIVALE_CONFIG_DIR"] = configFolder.string();
-  environment["LUMIVALE_STANDIN_SERIAL"] = tablet.serial();
-  auto watch = Spawn::launch(LUMIVALE_CLI, {"wifi", "watch"}, environment, true, false);
-  std::string printed;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-  while (printed.find(again) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
-    pollfd ready{watch->stdoutPipe()->get(), POLLIN, 0};
-    if (::poll(&ready, 1, 1000) <= 0) continue;
-    char buffer[512];
-    ssize_t count = ::read(watch->stdoutPipe()->get(), buffer, sizeof buffer);
-    if (count <= 0) break;
-    printed.append(buffer, static_cast<size_t>(count));
-  }
-  EXPECT_EQ(printed, again);
-  watch->signalIfRunning(SIGINT);
-  EXPECT_EQ(watch->wait(), 130);
+  Foreground watch = inForeground({"wifi", "watch"});
+  EXPECT_EQ(watch.readUntil(again), again);
+  EXPECT_EQ(watch.interrupt(), 130);
+}
+
+TEST_F(WifiSetupTest, ANetworkChangeWakesTheWatchAtOnce) {
+  const std::string wifiSerial = setUpThenUnplug();
+  Foreground watch = inForeground({"wifi", "watch"});
+  const std::string connectedAs = tablet.serial() + ": connected as " + wifiSerial + "\n";
+  ASSERT_EQ(watch.readUntil(connectedAs), connectedAs);
+
+  // Asleep and back; then an address comes and goes on this computer, as when it joins
+  // a network, and the loop looks again without waiting for its round.
+  tablet.setFault("sleep=keep-port");
+  tablet.adbServer()->adb({"disconnect", wifiSerial});
+  tablet.clearFault("sleep");
+  const std::string address = "127.77." + std::to_string(::getpid() % 250) + ".1/32";
+  ASSERT_EQ(ToolRun::run("/usr/sbin/ip", {"addr", "add", address, "dev", "lo"}, Seconds(30)).status,
+            0);
+  ASSERT_EQ(ToolRun::run("/usr/sbin/ip", {"addr", "del", address, "dev", "lo"}, Seconds(30)).status,
+            0);
+  const std::string lookedAgain =
+      "The network changed: looking again.\n" + tablet.serial() + ": connected";
+  EXPECT_NE(watch.readUntil(lookedAgain).find(lookedAgain), std::string::npos);
+  EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  " + wifiSerial + "\nscreen: awake\n");
+  EXPECT_EQ(watch.interrupt(), 130);
+}
+
+TEST_F(WifiSetupTest, TheSharedClipboardPausesOverUnencryptedWifi) {
+  setUpThenUnplug();
+  ToolRun share = testing::runLumivale(
+      tablet, configFolder, {"clipboard", "share"}, true,
+      {{"LUMIVALE_CLIP_PASTEBOARD", (configFolder / "pasteboard.json").string()}});
+  EXPECT_EQ(share.status, 1);
+  // The link's status line, then the link ending with the command.
+  EXPECT_EQ(share.stdoutData, "Paused: unencrypted Wi-Fi\nOff\n");
+  EXPECT_EQ(share.stderrData,
+            "lumivale: Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set "
+            "up encrypted Wi-Fi in Devices.\n");
+  EXPECT_EQ(tablet.shell("ls /data/local/tmp/lumivale-clip.dex").status, 1)
+      << "nothing was copied to the tablet for it";
 }
 
 TEST_F(WifiSetupTest, AForgottenTabletIsNoLongerUsed) {
@@ -255,6 +327,10 @@ TEST_F(WifiSetupTest, PairingWithTheCodeSetsUpAnEncryptedConnection) {
   EXPECT_FALSE(remembered[0].contains("checkPending"));
   tablet.disconnect();
   EXPECT_EQ(lumivale({"status"}).stdoutData, "ready  127.0.0.1:" + port + "\nscreen: awake\n");
+  // Encrypted: the shared clipboard runs over it.
+  Foreground share = inForeground({"clipboard", "share"});
+  EXPECT_EQ(share.readUntil("On over Wi-Fi\n"), "Waiting for your Lumivale\nOn over Wi-Fi\n");
+  EXPECT_EQ(share.interrupt(), 0);
 }
 
 TEST_F(WifiSetupTest, SetUpNeedsAnAccountAndUnencryptedWifiAllowed) {

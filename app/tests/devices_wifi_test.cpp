@@ -1,0 +1,110 @@
+// The Devices pane's Wi-Fi set-up, driven through its controller against a stand-in
+// tablet on the cable, through the real adb.
+#include <QSignalSpy>
+#include <QTest>
+
+#include "app/devices/devices_controller.h"
+#include "app/shell/tablet_tracker.h"
+#include "app/tests/app_test_setting.h"
+#include "core/settings/config_store.h"
+#include "core/tablet/wifi/wifi_setup.h"
+
+namespace lumivale::app {
+namespace {
+
+// Generous: adb and the stand-in share two cores with everything else.
+constexpr int deadline = 90'000;
+
+QStringList texts(const QSignalSpy& spy) {
+  QStringList said;
+  for (const auto& arguments : spy)
+    said << arguments.at(0).toString();
+  return said;
+}
+
+QString shown(WifiSetup::Step step) {
+  return QString::fromStdString(WifiSetup::stepText(step));
+}
+
+}  // namespace
+
+class DevicesWifiTest : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void initTestCase() {
+    setting_ = std::make_unique<testing::AppTestSetting>();
+    // Its Wi-Fi side listens on loopback: that is its address on the network.
+    QCOMPARE(
+        setting_->tablet()
+            .shell("mkdir -p /data/standin/wifi && echo 127.0.0.1 > /data/standin/wifi/address")
+            .status,
+        0);
+    ConfigStore::update([](LumivaleConfig& config) { config.userId = "u1"; });
+    tracker_ = std::make_unique<TabletTracker>();
+    devices_ = std::make_unique<DevicesController>(*tracker_);
+    tracker_->start();
+    QTRY_VERIFY_WITH_TIMEOUT(devices_->onCable(), deadline);
+  }
+
+  void cleanupTestCase() {
+    devices_.reset();
+    tracker_.reset();
+    setting_.reset();
+  }
+
+  void aSetUpThatIsNotAllowedSaysWhatToDo() {
+    QSignalSpy failed(devices_.get(), &DevicesController::wifiSetupFailed);
+    devices_->setUpWifi();
+    QVERIFY(failed.wait(deadline));
+    QCOMPARE(failed.at(0).at(0).toString(),
+             "Wi-Fi set up over the cable is not encrypted, and this Mac allows only encrypted "
+             "Wi-Fi. Pair with a code instead (lumivale wifi pair HOST:PORT CODE), or allow it "
+             "with lumivale config set wifiAllowUnencrypted true.");
+    QVERIFY(!devices_->settingUpWifi());
+    QVERIFY(ConfigStore::load().wifiTablets.empty());
+  }
+
+  void setsUpWifiOverTheCableStepByStep() {
+    ConfigStore::update([](LumivaleConfig& config) { config.wifiAllowUnencrypted = true; });
+    QSignalSpy steps(devices_.get(), &DevicesController::wifiStep);
+    QSignalSpy done(devices_.get(), &DevicesController::wifiSetUp);
+    QSignalSpy failed(devices_.get(), &DevicesController::wifiSetupFailed);
+    QSignalSpy looked(tracker_.get(), &TabletTracker::changed);
+    devices_->setUpWifi();
+    QVERIFY(devices_->settingUpWifi());
+    QTRY_VERIFY_WITH_TIMEOUT(!done.isEmpty() || !failed.isEmpty(), deadline);
+    QCOMPARE(texts(failed), QStringList());
+
+    const auto port = setting_->tablet().wifiPort();
+    QVERIFY(port);
+    QCOMPARE(done.at(0).at(0).toString(),
+             QString("Wi-Fi is set up for LV-1 at 127.0.0.1:%1.").arg(*port));
+    QCOMPARE(texts(steps),
+             (QStringList{shown(WifiSetup::Step::findingAddress),
+                          shown(WifiSetup::Step::turningOnNetworkDebugging),
+                          shown(WifiSetup::Step::leavingCheck), shown(WifiSetup::Step::connecting),
+                          shown(WifiSetup::Step::checking)}));
+    auto remembered = ConfigStore::load().wifiTablets;
+    QCOMPARE(remembered.size(), 1u);
+    QCOMPARE(remembered[0].serial, setting_->tablet().serial());
+    QCOMPARE(remembered[0].lastPort, *port);
+
+    // The tablet is shown with both its connections, the cable still in use.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        tracker_->view().tablets.size() == 1 && tracker_->view().tablets[0].connections.size() == 2,
+        deadline);
+    QVERIFY(devices_->onCable());
+    QVERIFY(!devices_->settingUpWifi());
+  }
+
+ private:
+  std::unique_ptr<testing::AppTestSetting> setting_;
+  std::unique_ptr<TabletTracker> tracker_;
+  std::unique_ptr<DevicesController> devices_;
+};
+
+}  // namespace lumivale::app
+
+QTEST_MAIN(lumivale::app::DevicesWifiTest)
+#include "devices_wifi_test.moc"
