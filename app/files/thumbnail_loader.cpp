@@ -13,7 +13,9 @@ bool ThumbnailLoader::Wanted::has(const std::string& key) {
 }
 
 ThumbnailLoader::ThumbnailLoader(RemoteFileCache cache, QObject* parent)
-    : QObject(parent), cache_(std::move(cache)), batch_(work_.stop().child()) {}
+    : QObject(parent), cache_(std::move(cache)) {
+  batch_ = work_.stop().child();
+}
 
 void ThumbnailLoader::stop() {
   batch_.cancel();
