@@ -173,9 +173,9 @@ void FilesPane::showLeftovers() {
   cleanUp_->setVisible(cleanable > 0);
   if (cleanable == 0) return;
   leftovers_->setText(
-      tr("This folder holds %n leftover(s) of copies, deletions or renames "
-         "that did not finish.",
-         nullptr, cleanable));
+      tr("This folder holds %1 leftover%2 of copies, deletions or renames that did not finish.")
+          .arg(cleanable)
+          .arg(cleanable == 1 ? "" : "s"));
   QStringList about;
   for (const LeftoverItem& item : controller_.leftovers())
     about << qText(item.about);

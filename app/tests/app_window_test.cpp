@@ -17,6 +17,7 @@
 #include <QSignalSpy>
 #include <QSlider>
 #include <QTest>
+#include <QTreeWidgetItem>
 
 #include "app/files/files_listing.h"
 #include "app/shell/app_parts.h"
@@ -206,6 +207,42 @@ class AppWindowTest : public QObject {
     for (const QString& name : names(files).filter("notes"))
       if (name != "notes.txt")
         QCOMPARE(contentOf(documents / name.toStdString()), "notes from the computer");
+  }
+
+  void filesShowsThumbnailsOfTheRowsInViewAndOffersLeftovers() {
+    testing::TemporaryFolder local;
+    QImage picture(QSize(320, 240), QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    QVERIFY(picture.save(QString::fromStdString(local.path() / "photo.png"), "PNG"));
+    QCOMPARE(setting_->tablet()
+                 .adb({"push", (local.path() / "photo.png").string(), "/sdcard/Pictures/photo.png"})
+                 .status,
+             0);
+    // The remains of a copy that stopped long ago.
+    setting_->tablet().shell(
+        "cd /sdcard/Pictures && echo part > .lumivale-partial-0a1b2c3d && "
+        "touch -t 202001010000 .lumivale-partial-0a1b2c3d");
+    window_->showPane("Files");
+    parts_->files.open("/sdcard/Pictures");
+    QWidget* pane = window_->pane("Files");
+    auto* listing = pane->findChild<FilesListing*>();
+    auto* leftovers = pane->findChild<QLabel*>("leftovers");
+    QTRY_VERIFY_WITH_TIMEOUT(leftovers->isVisible(), deadline);
+    QVERIFY2(leftovers->text().startsWith("This folder holds 1 leftover of copies"),
+             qPrintable(leftovers->text()));
+    QCOMPARE(listing->topLevelItemCount(), 1);
+
+    // The pane asks for the rows in view; the picture becomes the row's icon.
+    auto shownColour = [&] {
+      QTreeWidgetItem* row = listing->topLevelItem(0);
+      return row ? row->icon(0).pixmap(32).toImage().pixelColor(16, 16) : QColor();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(shownColour(), QColor(Qt::red), deadline);
+    QVERIFY(window_->grab().save(QString(LUMIVALE_APP_SCREENSHOTS) + "/Files-pictures.png"));
+
+    QTest::mouseClick(findButton(pane, "Clean up the leftovers"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!leftovers->isVisible(), deadline);
+    QCOMPARE(pane->findChild<QLabel*>("said")->text(), "1 leftover erased, 0 put back.");
   }
 
   void theWindowReopensOnThePaneAndAtTheSizeItWasLeft() {
