@@ -139,8 +139,6 @@ void FilesPane::showListing() {
 
   listing_->clear();
   QLocale locale;
-  const QIcon folderIcon = style()->standardIcon(QStyle::SP_DirIcon);
-  const QIcon fileIcon = style()->standardIcon(QStyle::SP_FileIcon);
   for (const RemoteEntry& entry : controller_.entries()) {
     QString modified;
     if (entry.modified)
@@ -153,10 +151,7 @@ void FilesPane::showListing() {
         listing_,
         {qText(RemotePath::escapedForDisplay(entry.name)), qText(RemoteSort::kindName(entry)),
          entry.isFolder() ? QString() : locale.formattedDataSize(entry.size), modified});
-    auto thumbnail = controller_.thumbnail(entry);
-    row->setIcon(0, thumbnail && !thumbnail->isNull() ? QIcon(QPixmap::fromImage(*thumbnail))
-                    : entry.isFolder()                ? folderIcon
-                                                      : fileIcon);
+    row->setIcon(0, iconOf(entry));
   }
   int column = 0;
   while (columnKeys[column] != controller_.sortKey())
@@ -189,14 +184,17 @@ void FilesPane::askForThumbnails() {
   controller_.wantThumbnails({entries.begin() + first, entries.begin() + last + 1});
 }
 
+QIcon FilesPane::iconOf(const RemoteEntry& entry) const {
+  if (auto thumbnail = controller_.thumbnail(entry); thumbnail && !thumbnail->isNull())
+    return QIcon(QPixmap::fromImage(*thumbnail));
+  return style()->standardIcon(entry.isFolder() ? QStyle::SP_DirIcon : QStyle::SP_FileIcon);
+}
+
 void FilesPane::showThumbnail(const QString& path) {
   const std::vector<RemoteEntry>& entries = controller_.entries();
   for (std::size_t row = 0; row < entries.size(); ++row) {
-    if (qText(entries[row].path) != path) continue;
-    auto thumbnail = controller_.thumbnail(entries[row]);
-    if (QTreeWidgetItem* item = listing_->topLevelItem(static_cast<int>(row));
-        item && thumbnail && !thumbnail->isNull())
-      item->setIcon(0, QIcon(QPixmap::fromImage(*thumbnail)));
+    QTreeWidgetItem* item = listing_->topLevelItem(static_cast<int>(row));
+    if (item && qText(entries[row].path) == path) item->setIcon(0, iconOf(entries[row]));
   }
 }
 

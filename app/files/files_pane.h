@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -27,6 +28,8 @@ class FilesPane : public QWidget {
   void showListing();
   void showLeftovers();
   void showProgress();
+  // The item's thumbnail once made, else the style's folder or file icon.
+  QIcon iconOf(const RemoteEntry& entry) const;
   void showThumbnail(const QString& path);
   void askForThumbnails();
   void askAboutTakenName(const QString& local, const QString& taken);
