@@ -8,9 +8,12 @@
 
 namespace lumivale::app {
 
+namespace fs = std::filesystem;
+
 FilesController::FilesController(TabletTracker& tracker, QObject* parent)
-    : QObject(parent), tracker_(tracker) {
+    : QObject(parent), tracker_(tracker), thumbnails_(RemoteFileCache::standard()) {
   connect(&tracker_, &TabletTracker::changed, this, &FilesController::follow);
+  connect(&thumbnails_, &ThumbnailLoader::made, this, &FilesController::thumbnailMade);
   follow();
 }
 
@@ -19,7 +22,10 @@ std::vector<RemotePath::Crumb> FilesController::crumbs() const {
 }
 
 void FilesController::follow() {
-  if (tracker_.view().ready()) refresh();
+  if (tracker_.view().ready())
+    refresh();
+  else
+    thumbnails_.stop();
 }
 
 void FilesController::fail(const std::string& message) {
@@ -27,6 +33,7 @@ void FilesController::fail(const std::string& message) {
 }
 
 void FilesController::open(const std::string& folder) {
+  if (folder != folder_) thumbnails_.stop();
   folder_ = folder;
   refresh();
 }
@@ -34,14 +41,25 @@ void FilesController::open(const std::string& folder) {
 void FilesController::refresh() {
   const TabletView& view = tracker_.view();
   if (!view.ready()) return;
-  work_.run<std::vector<RemoteEntry>>(
+  work_.run<Listing>(
       [bridge = tracker_.bridge(), serial = *view.serial, folder = folder_,
        hidden = showsHidden_](const StopToken& stop) {
         AdbFiles files = AdbFiles(*bridge, serial).stoppedBy(stop);
-        return files.list(RemotePath::resolve(folder), hidden);
+        // One listing, hidden items included, tells of the leftovers as well.
+        StagingFolder staging = files.stagingFolder(RemotePath::resolve(folder));
+        Listing listing{{}, LeftoverPlan::items(staging), 0};
+        for (const CleanUpStep& step : LeftoverPlan::steps(staging))
+          if (step.kind && step.does != CleanUpStep::Does::keep) ++listing.cleanable;
+        listing.entries = std::move(staging.entries);
+        std::erase_if(listing.entries, [&](const RemoteEntry& entry) {
+          return !hidden && entry.name.starts_with('.');
+        });
+        return listing;
       },
-      [this](std::vector<RemoteEntry> entries) {
-        entries_ = std::move(entries);
+      [this](Listing listing) {
+        entries_ = std::move(listing.entries);
+        leftovers_ = std::move(listing.leftovers);
+        cleanable_ = listing.cleanable;
         sortEntries();
       },
       [this](const std::string& message) { fail(message); });
@@ -61,6 +79,17 @@ void FilesController::sortBy(RemoteSort::Key key, bool ascending) {
 void FilesController::sortEntries() {
   entries_ = RemoteSort::sorted(std::move(entries_), sortKey_, ascending_, RemoteSort::kindName);
   emit listed();
+}
+
+void FilesController::wantThumbnails(const std::vector<RemoteEntry>& shown) {
+  const TabletView& view = tracker_.view();
+  if (view.ready()) thumbnails_.want(tracker_.bridge(), *view.serial, shown);
+}
+
+std::optional<QImage> FilesController::thumbnail(const RemoteEntry& entry) const {
+  const TabletView& view = tracker_.view();
+  if (!view.serial) return std::nullopt;
+  return thumbnails_.thumbnail(*view.serial, entry);
 }
 
 void FilesController::change(std::function<void(AdbFiles&)> body) {
@@ -92,38 +121,123 @@ void FilesController::remove(const std::string& path) {
   change([path](AdbFiles& files) { files.remove(path); });
 }
 
-void FilesController::push(const std::filesystem::path& local, CollisionPolicy collision) {
-  transfer(
-      [local, folder = folder_, collision](AdbFiles& files, TransferObserver& progress) {
-        std::string placed = files.push(local, folder, std::nullopt, collision, &progress);
-        return "Copied " + RemotePath::name(placed) + " to the tablet.";
+void FilesController::cleanUp() {
+  const TabletView& view = tracker_.view();
+  if (!view.ready()) return fail(view.refusal.value_or(""));
+  work_.run<AdbFiles::CleanUpReport>(
+      [bridge = tracker_.bridge(), serial = *view.serial,
+       folder = RemotePath::resolve(folder_)](const StopToken& stop) {
+        return AdbFiles(*bridge, serial).stoppedBy(stop).cleanUp(folder);
       },
-      local);
+      [this](AdbFiles::CleanUpReport report) {
+        int putBack = 0;
+        for (const CleanUpStep& step : report.done)
+          if (step.kind && step.does != CleanUpStep::Does::erase) ++putBack;
+        const int erased = report.erased();
+        emit cleanedUp(QString("%1 leftover%2 erased, %3 put back.")
+                           .arg(erased)
+                           .arg(erased == 1 ? "" : "s")
+                           .arg(putBack));
+        if (!report.failures.empty()) fail(report.failures.front());
+        refresh();
+      },
+      [this](const std::string& message) {
+        fail(message);
+        refresh();
+      });
 }
 
-void FilesController::pull(const std::string& path, const std::filesystem::path& destination) {
+void FilesController::pushFiles(const std::vector<fs::path>& locals) {
+  for (const fs::path& local : locals)
+    queued_.push_back({local, folder_});
+  pushNext();
+}
+
+void FilesController::pushNext() {
+  if (transfer_ || taken_ || queued_.empty()) return;
+  QueuedPush next = std::move(queued_.front());
+  queued_.pop_front();
+  pushOne(std::move(next), CollisionPolicy::ask);
+}
+
+void FilesController::answerTaken(std::optional<CollisionPolicy> collision) {
+  if (!taken_) return;
+  QueuedPush push = std::move(*taken_);
+  taken_.reset();
+  if (collision)
+    pushOne(std::move(push), *collision);
+  else
+    pushNext();
+}
+
+void FilesController::pushOne(QueuedPush push, CollisionPolicy collision) {
+  transfer(
+      [push, collision](AdbFiles& files, TransferObserver& progress) {
+        std::string placed =
+            files.push(push.local, push.folder, std::nullopt, collision, &progress);
+        return "Copied " + RemotePath::name(placed) + " to the tablet.";
+      },
+      [this, push](const TransferEnd& end) {
+        if (end.ended != Ended::taken) return;
+        taken_ = push;
+        emit nameTaken(QString::fromStdString(push.local.string()),
+                       QString::fromStdString(end.said));
+      });
+}
+
+void FilesController::pull(const std::string& path, const fs::path& destination) {
   transfer(
       [path, destination](AdbFiles& files, TransferObserver& progress) {
         files.pull(path, destination, &progress, true);
         return "Saved " + destination.string() + ".";
       },
-      destination);
+      [](const TransferEnd&) {});
+}
+
+fs::path FilesController::dragCopy(const std::string& serial, const RemoteEntry& entry) {
+  if (!dragFolder_) dragFolder_ = std::make_unique<QTemporaryDir>();
+  // By the file's cache key: a changed file is pulled again.
+  return fs::path(dragFolder_->path().toStdString()) / RemoteFileCache::key(serial, entry) /
+         RemotePath::macSafeName(entry.name);
+}
+
+void FilesController::prepareDrag(const RemoteEntry& entry) {
+  const TabletView& view = tracker_.view();
+  if (!view.ready()) return fail(view.refusal.value_or(""));
+  const fs::path copy = dragCopy(*view.serial, entry);
+  const QString local = QString::fromStdString(copy.string());
+  std::error_code error;
+  // A folder's size and date do not tell whether what is inside changed.
+  if (!entry.isFolder() && fs::exists(copy, error)) return emit dragReady(local);
+  fs::remove_all(copy, error);
+  fs::create_directories(copy.parent_path(), error);
+  transfer(
+      [path = entry.path, copy](AdbFiles& files, TransferObserver& progress) {
+        files.pull(path, copy, &progress);
+        return std::string();
+      },
+      [this, local](const TransferEnd& end) {
+        if (end.ended == Ended::done) emit dragReady(local);
+      });
 }
 
 void FilesController::cancelTransfer() {
+  queued_.clear();
   if (transfer_) transfer_->cancel();
 }
 
-void FilesController::transfer(std::function<std::string(AdbFiles&, TransferObserver&)> body,
-                               std::filesystem::path local) {
+void FilesController::transfer(TransferBody body, std::function<void(const TransferEnd&)> ended) {
   const TabletView& view = tracker_.view();
-  if (!view.ready()) return fail(view.refusal.value_or(""));
+  if (!view.ready()) {
+    queued_.clear();
+    return fail(view.refusal.value_or(""));
+  }
   if (transfer_) return fail("Wait for the copy under way to finish, or cancel it.");
   transfer_ = transfers_.stop().child();
   progress_ = {};
   emit transferStarted();
   transfers_.run<TransferEnd>(
-      [this, bridge = tracker_.bridge(), serial = *view.serial, body, local,
+      [this, bridge = tracker_.bridge(), serial = *view.serial, body,
        stop = *transfer_](const StopToken&) {
         ObserverFunction<TransferProgress> progress([this](const TransferProgress& now) {
           QMetaObject::invokeMethod(
@@ -144,15 +258,17 @@ void FilesController::transfer(std::function<std::string(AdbFiles&, TransferObse
           return TransferEnd{Ended::taken, RemotePath::name(error.payload())};
         }
       },
-      [this, local](TransferEnd end) {
+      [this, ended](TransferEnd end) {
         transfer_.reset();
-        if (end.ended == Ended::taken)
-          emit nameTaken(QString::fromStdString(local.string()), QString::fromStdString(end.said));
         emit transferEnded(QString::fromStdString(end.ended == Ended::taken ? "" : end.said));
         refresh();
+        ended(end);
+        pushNext();
       },
       [this](const std::string& message) {
         transfer_.reset();
+        // The copies dropped with this one wait for the tablet no longer.
+        queued_.clear();
         emit transferEnded(QString());
         fail(message);
         refresh();

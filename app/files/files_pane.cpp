@@ -1,11 +1,16 @@
 #include "app/files/files_pane.h"
 
 #include <QDateTime>
+#include <QDrag>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QInputDialog>
 #include <QLocale>
 #include <QMessageBox>
+#include <QMimeData>
+#include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -30,12 +35,14 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
       controller_(controller),
       crumbs_(new QHBoxLayout),
       hidden_(new QCheckBox(tr("Show &hidden items"), this)),
-      listing_(new QTreeWidget(this)),
+      listing_(new FilesListing(this)),
       push_(button(tr("&Copy to tablet…"), tr("Copy a file to the tablet"), this)),
       saveAs_(button(tr("Save &as…"), tr("Save the item on this computer"), this)),
       rename_(button(tr("&Rename…"), tr("Rename the item"), this)),
       newFolder_(button(tr("New &folder…"), tr("New folder"), this)),
       delete_(button(tr("&Delete…"), tr("Delete the item"), this)),
+      leftovers_(new QLabel(this)),
+      cleanUp_(button(tr("C&lean up"), tr("Clean up the leftovers"), this)),
       progress_(new QProgressBar(this)),
       cancel_(button(tr("Cancel"), tr("Cancel the copy"), this)),
       said_(new QLabel(this)) {
@@ -46,6 +53,10 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
   listing_->header()->setSectionsClickable(true);
   listing_->header()->setSortIndicatorShown(true);
   listing_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+  listing_->setIconSize(QSize(32, 32));
+  leftovers_->setObjectName("leftovers");
+  leftovers_->setAccessibleName(tr("Leftovers in this folder"));
+  leftovers_->setWordWrap(true);
   progress_->setAccessibleName(tr("Copy progress"));
   progress_->setVisible(false);
   cancel_->setVisible(false);
@@ -66,6 +77,9 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
   for (QPushButton* action : {push_, saveAs_, rename_, newFolder_, delete_})
     actions->addWidget(action);
   actions->addStretch();
+  auto* leftovers = new QHBoxLayout;
+  leftovers->addWidget(leftovers_, 1);
+  leftovers->addWidget(cleanUp_);
   auto* transfer = new QHBoxLayout;
   transfer->addWidget(progress_, 1);
   transfer->addWidget(cancel_);
@@ -74,6 +88,7 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
   layout->addLayout(crumbs_);
   layout->addWidget(listing_, 1);
   layout->addLayout(actions);
+  layout->addLayout(leftovers);
   layout->addLayout(transfer);
   layout->addWidget(said_);
 
@@ -83,15 +98,22 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
     controller_.sortBy(key, key == controller_.sortKey() ? !controller_.ascending() : true);
   });
   connect(listing_, &QTreeWidget::itemActivated, this, &FilesPane::openChosen);
+  connect(listing_, &FilesListing::filesDropped, this, &FilesPane::pushDropped);
+  connect(listing_, &FilesListing::dragWanted, this, &FilesPane::dragOut);
+  connect(listing_, &FilesListing::shownRowsChanged, this, &FilesPane::askForThumbnails);
   connect(push_, &QPushButton::clicked, this, &FilesPane::pushFile);
   connect(saveAs_, &QPushButton::clicked, this, &FilesPane::saveAs);
   connect(rename_, &QPushButton::clicked, this, &FilesPane::renameChosen);
   connect(newFolder_, &QPushButton::clicked, this, &FilesPane::newFolder);
   connect(delete_, &QPushButton::clicked, this, &FilesPane::deleteChosen);
+  connect(cleanUp_, &QPushButton::clicked, &controller_, &FilesController::cleanUp);
   connect(cancel_, &QPushButton::clicked, &controller_, &FilesController::cancelTransfer);
   connect(&controller_, &FilesController::listed, this, &FilesPane::showListing);
   connect(&controller_, &FilesController::failed, said_, &QLabel::setText);
   connect(&controller_, &FilesController::nameTaken, this, &FilesPane::askAboutTakenName);
+  connect(&controller_, &FilesController::thumbnailMade, this, &FilesPane::showThumbnail);
+  connect(&controller_, &FilesController::dragReady, this, &FilesPane::startDrag);
+  connect(&controller_, &FilesController::cleanedUp, said_, &QLabel::setText);
   connect(&controller_, &FilesController::transferStarted, this, &FilesPane::showProgress);
   connect(&controller_, &FilesController::transferProgressed, this, &FilesPane::showProgress);
   connect(&controller_, &FilesController::transferEnded, this, [this](const QString& outcome) {
@@ -125,23 +147,61 @@ void FilesPane::showListing() {
               std::chrono::duration_cast<std::chrono::seconds>(entry.modified->time_since_epoch())
                   .count()),
           QLocale::ShortFormat);
-    new QTreeWidgetItem(
+    auto* row = new QTreeWidgetItem(
         listing_,
         {qText(RemotePath::escapedForDisplay(entry.name)), qText(RemoteSort::kindName(entry)),
          entry.isFolder() ? QString() : locale.formattedDataSize(entry.size), modified});
+    row->setIcon(0, iconOf(entry));
   }
   int column = 0;
   while (columnKeys[column] != controller_.sortKey())
     ++column;
   listing_->header()->setSortIndicator(
       column, controller_.ascending() ? Qt::AscendingOrder : Qt::DescendingOrder);
+  showLeftovers();
+  askForThumbnails();
+}
+
+void FilesPane::showLeftovers() {
+  const int cleanable = controller_.cleanable();
+  leftovers_->setVisible(cleanable > 0);
+  cleanUp_->setVisible(cleanable > 0);
+  if (cleanable == 0) return;
+  leftovers_->setText(
+      tr("This folder holds %1 leftover%2 of copies, deletions or renames that did not finish.")
+          .arg(cleanable)
+          .arg(cleanable == 1 ? "" : "s"));
+  QStringList about;
+  for (const LeftoverItem& item : controller_.leftovers())
+    about << qText(item.about);
+  leftovers_->setToolTip(about.join('\n'));
+}
+
+void FilesPane::askForThumbnails() {
+  auto [first, last] = listing_->shownRows();
+  const std::vector<RemoteEntry>& entries = controller_.entries();
+  if (first < 0 || last >= static_cast<int>(entries.size())) return;
+  controller_.wantThumbnails({entries.begin() + first, entries.begin() + last + 1});
+}
+
+QIcon FilesPane::iconOf(const RemoteEntry& entry) const {
+  if (auto thumbnail = controller_.thumbnail(entry); thumbnail && !thumbnail->isNull())
+    return QIcon(QPixmap::fromImage(*thumbnail));
+  return style()->standardIcon(entry.isFolder() ? QStyle::SP_DirIcon : QStyle::SP_FileIcon);
+}
+
+void FilesPane::showThumbnail(const QString& path) {
+  const std::vector<RemoteEntry>& entries = controller_.entries();
+  for (std::size_t row = 0; row < entries.size(); ++row) {
+    QTreeWidgetItem* item = listing_->topLevelItem(static_cast<int>(row));
+    if (item && qText(entries[row].path) == path) item->setIcon(0, iconOf(entries[row]));
+  }
 }
 
 void FilesPane::showProgress() {
   const bool busy = controller_.transferring();
   progress_->setVisible(busy);
   cancel_->setVisible(busy);
-  push_->setEnabled(!busy);
   saveAs_->setEnabled(!busy);
   const TransferProgress& now = controller_.progress();
   if (auto fraction = now.fraction()) {
@@ -164,23 +224,62 @@ void FilesPane::openChosen() {
 }
 
 void FilesPane::askAboutTakenName(const QString& local, const QString& taken) {
-  QMessageBox question(QMessageBox::Question, tr("The name is taken"),
-                       tr("%1 is already on the tablet in this folder.").arg(taken),
-                       QMessageBox::NoButton, this);
-  auto* replace = question.addButton(tr("Replace"), QMessageBox::DestructiveRole);
-  auto* keepBoth = question.addButton(tr("Keep both"), QMessageBox::AcceptRole);
-  question.addButton(QMessageBox::Cancel);
-  question.setDefaultButton(QMessageBox::Cancel);
-  question.exec();
-  if (question.clickedButton() == replace)
-    controller_.push(local.toStdString(), CollisionPolicy::replace);
-  else if (question.clickedButton() == keepBoth)
-    controller_.push(local.toStdString(), CollisionPolicy::keepBoth);
+  // Asked without blocking: the window stays live, and the copies after it wait.
+  auto* question = new QMessageBox(
+      QMessageBox::Question, tr("The name is taken"),
+      tr("%1 is already on the tablet in this folder. Copy %2 in its place, keep both, or "
+         "leave it?")
+          .arg(taken, QFileInfo(local).fileName()),
+      QMessageBox::NoButton, this);
+  question->setObjectName("nameTaken");
+  auto* replace = question->addButton(tr("Replace"), QMessageBox::DestructiveRole);
+  auto* keepBoth = question->addButton(tr("Keep both"), QMessageBox::AcceptRole);
+  auto* cancel = question->addButton(QMessageBox::Cancel);
+  replace->setAccessibleName(tr("Replace the item on the tablet"));
+  keepBoth->setAccessibleName(tr("Keep both items"));
+  cancel->setAccessibleName(tr("Leave this file"));
+  question->setDefaultButton(cancel);
+  question->setEscapeButton(cancel);
+  connect(question, &QDialog::finished, this, [this, question, replace, keepBoth] {
+    QAbstractButton* clicked = question->clickedButton();
+    question->deleteLater();
+    controller_.answerTaken(clicked == replace    ? std::optional(CollisionPolicy::replace)
+                            : clicked == keepBoth ? std::optional(CollisionPolicy::keepBoth)
+                                                  : std::nullopt);
+  });
+  question->open();
 }
 
 void FilesPane::pushFile() {
-  QString local = QFileDialog::getOpenFileName(this, tr("Copy to the tablet"));
-  if (!local.isEmpty()) controller_.push(local.toStdString(), CollisionPolicy::ask);
+  const QStringList locals = QFileDialog::getOpenFileNames(this, tr("Copy to the tablet"));
+  std::vector<std::filesystem::path> files;
+  for (const QString& local : locals)
+    files.emplace_back(local.toStdString());
+  controller_.pushFiles(files);
+}
+
+void FilesPane::pushDropped(const QList<QUrl>& dropped) {
+  std::vector<std::filesystem::path> files;
+  for (const QUrl& url : dropped)
+    files.emplace_back(url.toLocalFile().toStdString());
+  controller_.pushFiles(files);
+}
+
+void FilesPane::dragOut() {
+  const RemoteEntry* entry = chosen();
+  if (entry && entry->isOperable()) controller_.prepareDrag(*entry);
+}
+
+void FilesPane::startDrag(const QString& local) {
+  // A copy that took a while to arrive is dropped only while the button is still held.
+  if (!(QGuiApplication::mouseButtons() & Qt::LeftButton))
+    return said_->setText(tr("%1 is ready: drag it again to drop it on this computer.")
+                              .arg(QFileInfo(local).fileName()));
+  auto* mime = new QMimeData;
+  mime->setUrls({QUrl::fromLocalFile(local)});
+  auto* drag = new QDrag(listing_);
+  drag->setMimeData(mime);
+  drag->exec(Qt::CopyAction);
 }
 
 void FilesPane::saveAs() {

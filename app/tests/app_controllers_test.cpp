@@ -5,6 +5,8 @@
 #include <iterator>
 #include <memory>
 
+#include <QPainter>
+#include <QPdfWriter>
 #include <QSignalSpy>
 #include <QTest>
 #include <nlohmann/json.hpp>
@@ -49,6 +51,23 @@ bool arriving(const std::filesystem::path& folder) {
 std::string contentOf(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+RemoteEntry entryNamed(const FilesController& files, const std::string& name) {
+  for (const RemoteEntry& entry : files.entries())
+    if (entry.name == name) return entry;
+  return {};
+}
+
+void writePicture(const std::filesystem::path& file, QSize size, QColor colour) {
+  QImage picture(size, QImage::Format_RGB32);
+  picture.fill(colour);
+  picture.save(QString::fromStdString(file.string()), "PNG");
+}
+
+void writePdf(const std::filesystem::path& file) {
+  QPdfWriter writer(QString::fromStdString(file.string()));
+  QPainter(&writer).fillRect(0, 0, writer.width(), writer.height() / 2, Qt::black);
 }
 
 }  // namespace
@@ -208,19 +227,41 @@ class AppControllersTest : public QObject {
     std::ofstream(report) << "first copy";
 
     QSignalSpy ended(&files, &FilesController::transferEnded);
-    files.push(report, CollisionPolicy::ask);
+    files.pushFiles({report});
     QVERIFY(ended.wait(deadline));
     QCOMPARE(ended.takeFirst().at(0).toString(), "Copied report.txt to the tablet.");
     QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("report.txt"), deadline);
 
-    // The same name again: the question comes back, and nothing is copied until answered.
+    // The same name again, with another file after it: the question comes, and nothing
+    // more is copied until it is answered.
+    const std::filesystem::path summary = local.path() / "summary.txt";
+    std::ofstream(summary) << "summary";
     QSignalSpy taken(&files, &FilesController::nameTaken);
-    files.push(report, CollisionPolicy::ask);
+    ended.clear();
+    files.pushFiles({report, summary});
     QVERIFY(taken.wait(deadline));
     QCOMPARE(taken.at(0).at(1).toString(), "report.txt");
-    files.push(report, CollisionPolicy::keepBoth);
-    QVERIFY(ended.wait(deadline) || ended.count() > 1);
+    QCOMPARE(ended.count(), 1);
+    QVERIFY(!files.transferring());
+    files.answerTaken(CollisionPolicy::keepBoth);
+    QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 3, deadline);
+    QCOMPARE(ended.at(2).at(0).toString(), "Copied summary.txt to the tablet.");
     QTRY_COMPARE_WITH_TIMEOUT(names(files).filter("report").size(), 2, deadline);
+
+    // Left alone: the name keeps its copy, and the one after it still goes.
+    std::ofstream(report) << "second copy";
+    std::filesystem::remove(summary);
+    const std::filesystem::path notes = local.path() / "notes.txt";
+    std::ofstream(notes) << "notes";
+    ended.clear();
+    files.pushFiles({report, notes});
+    QVERIFY(taken.wait(deadline));
+    files.answerTaken(std::nullopt);
+    QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 2, deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("notes.txt"), deadline);
+    QCOMPARE(QString::fromStdString(
+                 contentOf(setting_->tablet().storageFolder() / "Download" / "report.txt")),
+             "first copy");
 
     const std::filesystem::path pulled = local.path() / "pulled.txt";
     ended.clear();
@@ -255,7 +296,7 @@ class AppControllersTest : public QObject {
     std::ofstream(big, std::ios::binary) << std::string(256 * 1024 * 1024, 'b');
 
     QSignalSpy ended(&files, &FilesController::transferEnded);
-    files.push(big, CollisionPolicy::ask);
+    files.pushFiles({big});
     // Held up on the tablet's side once part of it has arrived, the copy is surely
     // midway when the cancel comes.
     const std::filesystem::path download = setting_->tablet().storageFolder() / "Download";
@@ -274,6 +315,90 @@ class AppControllersTest : public QObject {
       QVERIFY2(item.path().filename().string().rfind("big", 0) != 0 &&
                    item.path().filename().string().rfind(".lumivale-partial", 0) != 0,
                item.path().filename().c_str());
+  }
+
+  void filesThumbnailsComeFromCopiesPulledOnceIntoThePreviewCache() {
+    FilesController& files = parts_->files;
+    testing::TemporaryFolder local;
+    const std::filesystem::path photo = local.path() / "photo.png";
+    writePicture(photo, QSize(640, 480), Qt::red);
+    const std::filesystem::path page = local.path() / "page.pdf";
+    writePdf(page);
+    setting_->tablet().shell(
+        "mkdir -p /sdcard/Pictures && echo words > /sdcard/Pictures/words.txt");
+    QCOMPARE(setting_->tablet().adb({"push", photo.string(), "/sdcard/Pictures/photo.png"}).status,
+             0);
+    QCOMPARE(setting_->tablet().adb({"push", page.string(), "/sdcard/Pictures/page.pdf"}).status,
+             0);
+
+    QSignalSpy listed(&files, &FilesController::listed);
+    files.open("/sdcard/Pictures");
+    QTRY_COMPARE_WITH_TIMEOUT(names(files).size(), 3, deadline);
+    files.wantThumbnails(files.entries());
+    const RemoteEntry photoEntry = entryNamed(files, "photo.png");
+    const RemoteEntry pageEntry = entryNamed(files, "page.pdf");
+    QTRY_VERIFY_WITH_TIMEOUT(files.thumbnail(photoEntry) && files.thumbnail(pageEntry), deadline);
+    QCOMPARE(files.thumbnail(photoEntry)->size(), QSize(64, 48));
+    QCOMPARE(files.thumbnail(photoEntry)->pixelColor(32, 24), QColor(Qt::red));
+    QVERIFY(!files.thumbnail(pageEntry)->isNull());
+    QVERIFY(!files.thumbnail(entryNamed(files, "words.txt")));
+
+    // The copy in the cache is the file's; painted over here, the thumbnail made again
+    // after the folder was left shows the cache's copy: it was not pulled again.
+    const std::string serial = *parts_->tracker.view().serial;
+    const std::filesystem::path cached = RemoteFileCache::standard().url(serial, photoEntry);
+    QCOMPARE(contentOf(cached), contentOf(photo));
+    writePicture(cached, QSize(640, 480), Qt::green);
+    files.open("/sdcard");
+    QTRY_VERIFY_WITH_TIMEOUT(!files.thumbnail(photoEntry), deadline);
+    files.open("/sdcard/Pictures");
+    QTRY_COMPARE_WITH_TIMEOUT(names(files).size(), 3, deadline);
+    files.wantThumbnails(files.entries());
+    QTRY_VERIFY_WITH_TIMEOUT(files.thumbnail(photoEntry).has_value(), deadline);
+    QCOMPARE(files.thumbnail(photoEntry)->pixelColor(32, 24), QColor(Qt::green));
+  }
+
+  void filesPullsAnItemToDragItOut() {
+    FilesController& files = parts_->files;
+    setting_->tablet().shell(
+        "mkdir -p /sdcard/Documents && echo drafted > /sdcard/Documents/draft.txt");
+    files.open("/sdcard/Documents");
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("draft.txt"), deadline);
+    QSignalSpy ready(&files, &FilesController::dragReady);
+    files.prepareDrag(entryNamed(files, "draft.txt"));
+    QVERIFY(ready.wait(deadline));
+    const std::filesystem::path copy = ready.at(0).at(0).toString().toStdString();
+    QCOMPARE(copy.filename().string(), "draft.txt");
+    QCOMPARE(QString::fromStdString(contentOf(copy)), "drafted\n");
+    // Dragged again unchanged, the copy is at hand at once.
+    files.prepareDrag(entryNamed(files, "draft.txt"));
+    QCOMPARE(ready.count(), 2);
+    QCOMPARE(ready.at(1).at(0).toString(), ready.at(0).at(0).toString());
+  }
+
+  void filesOffersLeftoversAndCleansThemUp() {
+    FilesController& files = parts_->files;
+    // Remains of a copy and a delete that stopped long ago, beside a book of the user's.
+    setting_->tablet().shell(
+        "mkdir -p /sdcard/Camp && cd /sdcard/Camp && echo book > book.pdf && "
+        "echo part > .lumivale-partial-0a1b2c3d && mkdir .lumivale-deleting-4e5f6a7b && "
+        "touch -t 202001010000 .lumivale-partial-0a1b2c3d .lumivale-deleting-4e5f6a7b");
+    files.open("/sdcard/Camp");
+    QTRY_COMPARE_WITH_TIMEOUT(files.cleanable(), 2, deadline);
+    QCOMPARE(files.leftovers().size(), size_t(2));
+    QCOMPARE(names(files), QStringList{"book.pdf"});
+
+    QSignalSpy cleaned(&files, &FilesController::cleanedUp);
+    files.cleanUp();
+    QVERIFY(cleaned.wait(deadline));
+    QCOMPARE(cleaned.at(0).at(0).toString(), "2 leftovers erased, 0 put back.");
+    QTRY_VERIFY_WITH_TIMEOUT(files.leftovers().empty(), deadline);
+    QCOMPARE(files.cleanable(), 0);
+    QStringList stored;
+    for (const auto& item :
+         std::filesystem::directory_iterator(setting_->tablet().storageFolder() / "Camp"))
+      stored << QString::fromStdString(item.path().filename().string());
+    QCOMPARE(stored, QStringList{"book.pdf"});
   }
 
   void settingsNamesTheAdbInUse() {

@@ -12,14 +12,15 @@
 namespace lumivale::testing {
 
 // A stand-in tablet through a private adb server, counted as a cabled tablet, and a
-// settings folder of the test's own: the process environment the app reads points at
-// both, as a user's would point at their own adb and settings.
+// settings folder and caches folder of the test's own: the process environment the app
+// reads points at them, as a user's would point at their own adb, settings and caches.
 class AppTestSetting {
  public:
   AppTestSetting() : tablet_(std::make_unique<StandinTablet>()) {
     for (const auto& [name, value] : tablet_->adbEnvironment())
       ::setenv(name.c_str(), value.c_str(), 1);
     ::setenv("LUMIVALE_STANDIN_SERIAL", tablet_->serial().c_str(), 1);
+    ::setenv("XDG_CACHE_HOME", caches_.path().c_str(), 1);
   }
 
   StandinTablet& tablet() { return *tablet_; }
@@ -29,9 +30,11 @@ class AppTestSetting {
     return std::stoi(run.stdoutData) & 0xFF;
   }
   const std::filesystem::path& settingsFolder() const { return settings_.path(); }
+  const std::filesystem::path& cachesFolder() const { return caches_.path(); }
 
  private:
   TemporarySettingsFolder settings_;
+  TemporaryFolder caches_;
   std::unique_ptr<StandinTablet> tablet_;
 };
 

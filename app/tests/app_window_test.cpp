@@ -1,7 +1,10 @@
 // The app's window as a person sees it, drawn by X (Xvfb) against a stand-in tablet:
 // every pane rendered and kept as a screenshot, keyboard use, accessible names, the
-// controls writing to the tablet, and the window's place remembered.
+// controls writing to the tablet, files dropped on the window, and the window's place
+// remembered.
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 
 #include <QAbstractButton>
@@ -9,10 +12,14 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QTest>
+#include <QTreeWidgetItem>
 
+#include "app/files/files_listing.h"
 #include "app/shell/app_parts.h"
 #include "app/tests/app_test_setting.h"
 #include "companion/app_settings_store.h"
@@ -37,6 +44,18 @@ QAbstractButton* findButton(QWidget* pane, const QString& accessibleName) {
   for (auto* button : pane->findChildren<QAbstractButton*>())
     if (button->accessibleName() == accessibleName) return button;
   return nullptr;
+}
+
+QStringList names(const FilesController& files) {
+  QStringList names;
+  for (const RemoteEntry& entry : files.entries())
+    names << QString::fromStdString(entry.name);
+  return names;
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace
@@ -141,6 +160,89 @@ class AppWindowTest : public QObject {
     QVERIFY(error);
     QCOMPARE(error->text(), "'home_app': com.example.absent/.Home is not installed on the tablet");
     QVERIFY(deskPart<QLabel>(window_.get(), "warmth", "error")->text().isEmpty());
+  }
+
+  void filesDroppedOnTheListingAreCopiedAskingAboutATakenName() {
+    window_->showPane("Files");
+    FilesController& files = parts_->files;
+    files.open("/sdcard/Documents");
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("notes.txt"), deadline);
+    auto* listing = window_->pane("Files")->findChild<FilesListing*>();
+    QVERIFY(listing);
+    testing::TemporaryFolder local;
+    std::ofstream(local.path() / "notes.txt") << "notes from the computer";
+    std::ofstream(local.path() / "fresh.txt") << "fresh";
+
+    // Dropped from the desktop: one name taken, one free.
+    QMimeData dragged;
+    dragged.setUrls({QUrl::fromLocalFile(QString::fromStdString((local.path() / "notes.txt"))),
+                     QUrl::fromLocalFile(QString::fromStdString((local.path() / "fresh.txt")))});
+    const QPoint at = listing->viewport()->rect().center();
+    QDragEnterEvent enter(at, Qt::CopyAction | Qt::MoveAction, &dragged, Qt::LeftButton,
+                          Qt::NoModifier);
+    QApplication::sendEvent(listing->viewport(), &enter);
+    QVERIFY(enter.isAccepted());
+    QCOMPARE(enter.dropAction(), Qt::CopyAction);
+    QDropEvent drop(at, Qt::CopyAction | Qt::MoveAction, &dragged, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(listing->viewport(), &drop);
+    QVERIFY(drop.isAccepted());
+
+    QMessageBox* question = nullptr;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (question = window_->pane("Files")->findChild<QMessageBox*>("nameTaken")) &&
+            question->isVisible(),
+        deadline);
+    QVERIFY2(question->text().startsWith("notes.txt is already on the tablet"),
+             qPrintable(question->text()));
+    // The window stays usable while it asks, and the file after it waits for the answer.
+    QVERIFY(!names(files).contains("fresh.txt"));
+    QAbstractButton* keepBoth = findButton(question, "Keep both items");
+    QVERIFY(keepBoth);
+    QTest::mouseClick(keepBoth, Qt::LeftButton);
+
+    QTRY_VERIFY_WITH_TIMEOUT(names(files).contains("fresh.txt"), deadline);
+    QTRY_COMPARE_WITH_TIMEOUT(names(files).filter("notes").size(), 2, deadline);
+    const auto documents = setting_->tablet().storageFolder() / "Documents";
+    QCOMPARE(contentOf(documents / "notes.txt"), "notes\n");
+    for (const QString& name : names(files).filter("notes"))
+      if (name != "notes.txt")
+        QCOMPARE(contentOf(documents / name.toStdString()), "notes from the computer");
+  }
+
+  void filesShowsThumbnailsOfTheRowsInViewAndOffersLeftovers() {
+    testing::TemporaryFolder local;
+    QImage picture(QSize(320, 240), QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    QVERIFY(picture.save(QString::fromStdString(local.path() / "photo.png"), "PNG"));
+    QCOMPARE(setting_->tablet()
+                 .adb({"push", (local.path() / "photo.png").string(), "/sdcard/Pictures/photo.png"})
+                 .status,
+             0);
+    // The remains of a copy that stopped long ago.
+    setting_->tablet().shell(
+        "cd /sdcard/Pictures && echo part > .lumivale-partial-0a1b2c3d && "
+        "touch -t 202001010000 .lumivale-partial-0a1b2c3d");
+    window_->showPane("Files");
+    parts_->files.open("/sdcard/Pictures");
+    QWidget* pane = window_->pane("Files");
+    auto* listing = pane->findChild<FilesListing*>();
+    auto* leftovers = pane->findChild<QLabel*>("leftovers");
+    QTRY_VERIFY_WITH_TIMEOUT(leftovers->isVisible(), deadline);
+    QVERIFY2(leftovers->text().startsWith("This folder holds 1 leftover of copies"),
+             qPrintable(leftovers->text()));
+    QCOMPARE(listing->topLevelItemCount(), 1);
+
+    // The pane asks for the rows in view; the picture becomes the row's icon.
+    auto shownColour = [&] {
+      QTreeWidgetItem* row = listing->topLevelItem(0);
+      return row ? row->icon(0).pixmap(32).toImage().pixelColor(16, 16) : QColor();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(shownColour(), QColor(Qt::red), deadline);
+    QVERIFY(window_->grab().save(QString(LUMIVALE_APP_SCREENSHOTS) + "/Files-pictures.png"));
+
+    QTest::mouseClick(findButton(pane, "Clean up the leftovers"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!leftovers->isVisible(), deadline);
+    QCOMPARE(pane->findChild<QLabel*>("said")->text(), "1 leftover erased, 0 put back.");
   }
 
   void theWindowReopensOnThePaneAndAtTheSizeItWasLeft() {
