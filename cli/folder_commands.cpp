@@ -262,8 +262,8 @@ class WatchPrinter : public ReadingFolderWatchObserver {
     using Kind = ReadingFolderWatchEvent::Kind;
     switch (event.kind) {
       case Kind::started:
-        std::cout << fmt::format("{}: syncing ({})\n", localTime(std::chrono::system_clock::now()),
-                                 reason(event.why));
+        std::cout << fmt::format("syncing ({}) at {}\n", reason(event.why),
+                                 localTime(std::chrono::system_clock::now()));
         break;
       case Kind::progress:
         return;
