@@ -69,5 +69,25 @@ TEST_F(FolderWatchTest, TheTabletStoppedAndStartedAgainGetsARunWhenItIsBack) {
   EXPECT_EQ(run->interrupt(), 0) << run->transcript();
 }
 
+TEST_F(FolderWatchTest, CtrlCDuringASyncStopsCleanlyAndTheNextSyncFinishesIt) {
+  Files expected;
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = fmt::format("f{:02}.pdf", i);
+    expected[name] = std::string(256 * 1024, static_cast<char>('a' + i % 26));
+    onMac(name, expected[name]);
+  }
+  choose();
+  auto run = watch();
+  ASSERT_TRUE(run->waitForLine("syncing (first look)")) << run->transcript();
+  ASSERT_TRUE(within([&] { return !tabletFiles().empty(); })) << run->transcript();
+  EXPECT_EQ(run->interrupt(), 0) << run->transcript();
+  EXPECT_EQ(run->errors(), "");
+
+  sync();
+  std::vector<std::string> hidden;
+  EXPECT_EQ(tabletFiles(&hidden), expected);
+  EXPECT_TRUE(hidden.empty()) << hidden.front();
+}
+
 }  // namespace
 }  // namespace lumivale::testing
