@@ -19,9 +19,12 @@
 #include "core/files/reading-folder/folder_choice.h"
 #include "core/files/reading-folder/reading_folder_store.h"
 #include "core/files/reading-folder/reading_folder_sync.h"
+#include "core/files/reading-folder/reading_folder_watch.h"
 #include "core/files/reading-folder/set_aside_journal.h"
 #include "core/files/remote_path.h"
 #include "core/settings/config_store.h"
+#include "core/tablet/device_watcher.h"
+#include "platform/folder_watching.h"
 
 namespace lumivale::cli {
 namespace {
@@ -113,6 +116,15 @@ void printNotes(const std::vector<ReadingFolderNote>& notes, std::string_view la
   }
 }
 
+// What a run did: its steps, notes, failures and counts.
+void printSummary(const ReadingFolderSummary& summary) {
+  for (const Plan::Action& action : summary.done)
+    std::cout << actionLine(action) << "\n";
+  printNotes(summary.notes, "note");
+  printNotes(summary.failures, "failed");
+  std::cout << companion::summaryLine(summary) << "\n";
+}
+
 // The run's settings, refused when no folder is chosen yet.
 struct Chosen {
   companion::AppSettings settings;
@@ -199,13 +211,78 @@ void syncCommand(const GlobalOptions& global, const FolderOptions& options) {
                          {"notes", notesJson(summary.notes)},
                          {"failures", notesJson(summary.failures)}});
   } else {
-    for (const Plan::Action& action : summary.done)
-      std::cout << actionLine(action) << "\n";
-    printNotes(summary.notes, "note");
-    printNotes(summary.failures, "failed");
-    std::cout << companion::summaryLine(summary) << "\n";
+    printSummary(summary);
   }
   if (!summary.failures.empty()) throw ExitStatus{1};
+}
+
+// What a watch does, a line or a few for each thing, as it happens.
+class WatchPrinter : public ReadingFolderWatchObserver {
+ public:
+  void notify(const ReadingFolderWatchEvent& event) override {
+    using Kind = ReadingFolderWatchEvent::Kind;
+    switch (event.kind) {
+      case Kind::started:
+        std::cout << fmt::format("syncing ({}) at {}\n", reason(event.why),
+                                 localTime(std::chrono::system_clock::now()));
+        break;
+      case Kind::progress:
+        return;
+      case Kind::finished:
+        printSummary(*event.summary);
+        break;
+      case Kind::failed:
+        std::cout << fmt::format("the sync stopped: {}\n", event.failure);
+        break;
+      case Kind::tabletAway:
+        std::cout << "the tablet is away; the folder is synced when it is back\n";
+        break;
+      case Kind::tabletBack:
+        std::cout << "the tablet is back\n";
+        break;
+    }
+    std::cout.flush();
+  }
+
+ private:
+  static std::string_view reason(SyncSchedule::Why why) {
+    switch (why) {
+      case SyncSchedule::Why::start:
+        return "first look";
+      case SyncSchedule::Why::changedHere:
+        return "changes here";
+      case SyncSchedule::Why::tabletBack:
+        return "the tablet is back";
+    }
+    return "";
+  }
+};
+
+// How long one look at adb's device list may take.
+constexpr Seconds kDeviceLook{10};
+
+void watchCommand(const GlobalOptions& global) {
+  const Chosen chosen = chosenFolder();
+  auto tablet = companion::openTabletFiles(global.serial, global.command);
+  const ReadingFolderSync::Options options = syncOptions(chosen, tablet.tablet);
+  WatchPrinter printer;
+  ReadingFolderWatch watch({.sync =
+                                [&](const StopToken& stop, ReadingFolderSyncObserver& progress) {
+                                  return ReadingFolderSync::run(tablet.files.stoppedBy(stop),
+                                                                options, &progress);
+                                },
+                            .tabletReady =
+                                [&](const StopToken& stop) {
+                                  const StopToken look = stop.child(kDeviceLook);
+                                  return tablet.bridge->deviceReady(tablet.files.serial(), &look);
+                                }},
+                           printer);
+  auto folder = FolderWatching::start(chosen.macFolder, [&watch] { watch.folderChanged(); });
+  DeviceWatcher devices(*tablet.bridge, [&watch] { watch.devicesChanged(); });
+  std::cout << fmt::format("watching {} for changes, and the tablet; Ctrl-C stops\n",
+                           chosen.macFolder.string());
+  std::cout.flush();
+  watch.run(global.command);
 }
 
 // Each tablet's record of the chosen folder, read from the records alone.
@@ -271,6 +348,12 @@ void addFolderCommands(CLI::App& app, GlobalOptions& global) {
   auto* sync = group->add_subcommand("sync", "Copy the folder's changes to the tablet now");
   sync->add_flag("--json", options->json, "Print JSON");
   sync->callback([&global, options] { syncCommand(global, *options); });
+
+  group
+      ->add_subcommand("watch",
+                       "Keep the tablet up to date: sync after every change here, and when the "
+                       "tablet comes back, until Ctrl-C")
+      ->callback([&global] { watchCommand(global); });
 
   group->add_subcommand("status", "The chosen folder and what each tablet holds of it")
       ->callback([] { statusCommand(); });

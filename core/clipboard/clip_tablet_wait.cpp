@@ -39,8 +39,7 @@ bool BridgeTabletWait::waitForDevice(const std::string& serial, Seconds wait,
   while (true) {
     try {
       const StopToken look = stop.child(kLookAgain);
-      for (const auto& parsed : bridge_.devices(false, {}, &look))
-        if (parsed.device.serial == serial && parsed.device.state == "device") return true;
+      if (bridge_.deviceReady(serial, &look)) return true;
     } catch (const Error&) {
       // adb not answering is one more reason to wait.
     }

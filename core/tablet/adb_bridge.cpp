@@ -217,6 +217,12 @@ std::vector<AdbParse::ParsedDevice> AdbBridge::devices(bool onlyLumivale,
   return AdbTablets::select(std::move(parsed), onlyLumivale, hooks_, known);
 }
 
+bool AdbBridge::deviceReady(const std::string& serial, const StopToken* stop) {
+  for (const auto& parsed : devices(false, {}, stop))
+    if (parsed.device.serial == serial && parsed.device.state == "device") return true;
+  return false;
+}
+
 std::optional<std::string> AdbBridge::transportId(const std::string& serial) const {
   std::lock_guard guard(lock_);
   auto found = transportIds_.find(serial);

@@ -71,6 +71,8 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   std::vector<AdbParse::ParsedDevice> devices(bool onlyLumivale,
                                               const AdbTablets::KnownTablets& known = {},
                                               const StopToken* stop = nullptr);
+  // Whether adb lists the connection `serial` ready for work ("device"), in one listing.
+  bool deviceReady(const std::string& serial, const StopToken* stop = nullptr);
   // `chosen`, the tablet the user chose, is recognised by its serial whatever its line says.
   std::vector<AdbTablet> tablets(bool onlyLumivale, const std::vector<RememberedTablet>& remembered,
                                  const std::optional<std::string>& signedInUserId,

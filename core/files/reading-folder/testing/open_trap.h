@@ -13,12 +13,16 @@
 namespace lumivale::testing {
 
 // Holds the first open of one file until `action` has run, so a test can change things at
-// an exact moment of the code under test without timing. Needs fanotify permission events
-// (root); `available()` says whether they can be had.
+// an exact moment of the code under test without timing; or, with Answer::deny, refuses every
+// open of it (EPERM, root included): a file that cannot be read. Needs fanotify permission
+// events (root); `available()` says whether they can be had.
 class OpenTrap {
  public:
-  OpenTrap(const std::filesystem::path& file, std::function<void()> action)
-      : action_(std::move(action)) {
+  enum class Answer { allow, deny };
+
+  OpenTrap(const std::filesystem::path& file, std::function<void()> action,
+           Answer answer = Answer::allow)
+      : action_(std::move(action)), answer_(answer) {
     fanotify_ = ::fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY);
     if (fanotify_ < 0 || ::pipe2(stop_, O_CLOEXEC) != 0 ||
         ::fanotify_mark(fanotify_, FAN_MARK_ADD, FAN_OPEN_PERM, AT_FDCWD, file.c_str()) != 0) {
@@ -53,15 +57,17 @@ class OpenTrap {
       if (::read(fanotify_, &event, sizeof event) < static_cast<ssize_t>(sizeof event)) continue;
       if (!done) {
         done = true;
-        action_();
+        if (action_) action_();
       }
-      fanotify_response response{event.fd, FAN_ALLOW};
+      const __u32 verdict = answer_ == Answer::deny ? FAN_DENY : FAN_ALLOW;
+      fanotify_response response{event.fd, verdict};
       (void)!::write(fanotify_, &response, sizeof response);
       ::close(event.fd);
     }
   }
 
   std::function<void()> action_;
+  Answer answer_;
   int fanotify_ = -1;
   int stop_[2] = {-1, -1};
   std::thread thread_;
