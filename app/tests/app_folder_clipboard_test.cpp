@@ -1,13 +1,18 @@
 // The Reading folder's and the clipboard's controllers against a stand-in tablet through the
 // real adb, driven as their panes drive them, with a private clipboard file standing for the
-// computer's.
+// computer's; then both panes drawn by X (Xvfb), worked by their buttons and kept as
+// screenshots.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTreeWidget>
 #include <nlohmann/json.hpp>
 
 #include "app/shell/app_parts.h"
@@ -54,6 +59,25 @@ bool arriving(const fs::path& folder) {
         item.is_regular_file(error) && item.file_size(error) > 0)
       return true;
   return false;
+}
+
+QPushButton* buttonNamed(QWidget* pane, const QString& accessibleName) {
+  for (auto* button : pane->findChildren<QPushButton*>())
+    if (button->accessibleName() == accessibleName) return button;
+  return nullptr;
+}
+
+QStringList rowTexts(const QTreeWidget* tree, int column) {
+  QStringList texts;
+  for (int row = 0; row < tree->topLevelItemCount(); ++row)
+    texts << tree->topLevelItem(row)->text(column);
+  return texts;
+}
+
+void keepScreenshot(QWidget* window, const QString& pane) {
+  const QString file =
+      QString(LUMIVALE_APP_SCREENSHOTS) + "/" + QString(pane).replace(' ', '-') + ".png";
+  QVERIFY2(window->grab().toImage().save(file, "PNG"), qPrintable(file));
 }
 
 }  // namespace
@@ -245,6 +269,47 @@ class AppFolderClipboardTest : public QObject {
     QCOMPARE(clipboard.statusLine(), "Off");
     QTRY_VERIFY_WITH_TIMEOUT(!companion::AppSettingsStore::standard().load().sharedClipboardEnabled,
                              deadline);
+  }
+
+  void bothPanesShowTheirRowsAndWorkByTheirButtons() {
+    fs::create_directories(LUMIVALE_APP_SCREENSHOTS);
+    auto window = parts_->makeWindow();
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+
+    window->showPane("Reading folder");
+    QWidget* folderPane = window->pane("Reading folder");
+    std::ofstream(*parts_->readingFolder.choice().readingFolderPath / "new.txt") << "new";
+    QTest::mouseClick(buttonNamed(folderPane, "Make the plan again"), Qt::LeftButton);
+    auto* plan = folderPane->findChild<QTreeWidget*>("plan");
+    QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 1).contains("new.txt"), deadline);
+    QVERIFY(rowTexts(plan, 0).contains("note"));
+    QCOMPARE(folderPane->findChild<QLabel*>("counts")->text(), "1 to do, 2 unchanged, 0 held back");
+    QTest::mouseClick(buttonNamed(folderPane, "Sync now"), Qt::LeftButton);
+    auto* lastResult = folderPane->findChild<QLabel*>("lastResult");
+    QTRY_VERIFY_WITH_TIMEOUT(lastResult->text().startsWith("1 copied"), deadline);
+    auto* lastNotes = folderPane->findChild<QListWidget*>("lastNotes");
+    QVERIFY(
+        !lastNotes
+             ->findItems(QString::fromStdString("note: link.txt: " + std::string(NoteText::link)),
+                         Qt::MatchExactly)
+             .isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 0) == QStringList{"note"}, deadline);
+    keepScreenshot(window.get(), "Reading folder");
+
+    window->showPane("Clipboard");
+    QWidget* clipboardPane = window->pane("Clipboard");
+    auto* history = clipboardPane->findChild<QTreeWidget*>("history");
+    QCOMPARE(rowTexts(history, 2), (QStringList{"from the tablet", "from the computer"}));
+    QCOMPARE(rowTexts(history, 0), (QStringList{"Copied on your Lumivale", "Copied on your Mac"}));
+    QCOMPARE(history->topLevelItem(0)->text(3), "15 characters");
+    history->setCurrentItem(history->topLevelItem(1));
+    QTest::mouseClick(buttonNamed(clipboardPane, "Copy to the tablet's clipboard"), Qt::LeftButton);
+    auto* said = clipboardPane->findChild<QLabel*>("said");
+    QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);
+    QCOMPARE(QString::fromStdString(tabletText()), "from the computer");
+    QCOMPARE(clipboardPane->findChild<QLabel*>("status")->text(), "Off");
+    keepScreenshot(window.get(), "Clipboard");
   }
 
  private:
