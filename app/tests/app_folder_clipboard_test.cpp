@@ -74,9 +74,10 @@ QStringList rowTexts(const QTreeWidget* tree, int column) {
   return texts;
 }
 
-void keepScreenshot(QWidget* window, const QString& pane) {
+// Named apart from the window test's screenshots of the same panes, which show them fresh.
+void keepScreenshot(QWidget* window, const QString& name) {
   const QString file =
-      QString(LUMIVALE_APP_SCREENSHOTS) + "/" + QString(pane).replace(' ', '-') + ".png";
+      QString::fromStdString((testing::screenshotFolder() / name.toStdString()).string());
   QVERIFY2(window->grab().toImage().save(file, "PNG"), qPrintable(file));
 }
 
@@ -272,7 +273,7 @@ class AppFolderClipboardTest : public QObject {
   }
 
   void bothPanesShowTheirRowsAndWorkByTheirButtons() {
-    fs::create_directories(LUMIVALE_APP_SCREENSHOTS);
+    fs::create_directories(testing::screenshotFolder());
     auto window = parts_->makeWindow();
     window->show();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
@@ -295,7 +296,7 @@ class AppFolderClipboardTest : public QObject {
                          Qt::MatchExactly)
              .isEmpty());
     QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 0) == QStringList{"note"}, deadline);
-    keepScreenshot(window.get(), "Reading folder");
+    keepScreenshot(window.get(), "Reading-folder-synced.png");
 
     window->showPane("Clipboard");
     QWidget* clipboardPane = window->pane("Clipboard");
@@ -309,7 +310,7 @@ class AppFolderClipboardTest : public QObject {
     QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);
     QCOMPARE(QString::fromStdString(tabletText()), "from the computer");
     QCOMPARE(clipboardPane->findChild<QLabel*>("status")->text(), "Off");
-    keepScreenshot(window.get(), "Clipboard");
+    keepScreenshot(window.get(), "Clipboard-copied.png");
   }
 
  private:
