@@ -94,6 +94,11 @@ ClipboardPane::ClipboardPane(ClipboardController& controller, QWidget* parent)
   showHistory();
 }
 
+void ClipboardPane::showEvent(QShowEvent* event) {
+  controller_.load();
+  QWidget::showEvent(event);
+}
+
 void ClipboardPane::showStatus() {
   sharing_->setChecked(controller_.sharing());
   status_->setText(controller_.statusLine());

@@ -125,6 +125,11 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
   showLastRun();
 }
 
+void ReadingFolderPane::showEvent(QShowEvent* event) {
+  controller_.load();
+  QWidget::showEvent(event);
+}
+
 void ReadingFolderPane::showChoice() {
   const auto& choice = controller_.choice();
   folder_->setText(choice.readingFolderPath ? qText(choice.readingFolderPath->string())

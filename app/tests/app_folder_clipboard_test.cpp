@@ -196,6 +196,25 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY(!fs::exists(onTablet / "a.txt"));  // removed: deleted here, unchanged there
   }
 
+  void aSyncAskedForWhileTheTabletIsAwayIsRefusedWithItsStateSentence() {
+    ReadingFolderController& folder = parts_->readingFolder;
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->tracker.view().ready(), deadline);
+    QSignalSpy failed(&folder, &ReadingFolderController::failed);
+    folder.syncNow();
+    QCOMPARE(failed.count(), 1);
+    QVERIFY(failed.at(0).at(0).toString().toStdString() ==
+            parts_->tracker.view().state.refusal().value());
+    QVERIFY(!folder.syncing());
+
+    // Back again, the plan is made again by itself.
+    QSignalSpy planned(&folder, &ReadingFolderController::planned);
+    setting_->tablet().connect();
+    QTRY_VERIFY_WITH_TIMEOUT(parts_->tracker.view().ready(), deadline);
+    QVERIFY(planned.count() > 0 || planned.wait(deadline));
+    QVERIFY(folder.plan());
+  }
+
   void theHistoryIsCopiedAgainToEitherSideAndItsRowsStayPut() {
     const auto now = std::chrono::system_clock::now();
     QVERIFY(!companion::recordClipboardCopy("older text", ClipboardHistory::Origin::sentToLumivale,
@@ -266,6 +285,21 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY(clipboard.history()[1].origin == ClipboardHistory::Origin::fromMac);
     QVERIFY2(clipboard.statusLine().contains("last copy"), qPrintable(clipboard.statusLine()));
 
+    // The tablet gone a while: the line says the link waits, and it carries copies again once
+    // the tablet is back.
+    status.clear();
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->tracker.view().ready(), deadline);
+    setting_->tablet().connect();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !status.isEmpty() && status.last().at(0).toString().startsWith("On over USB"), deadline);
+    bool waited = false;
+    for (const QList<QVariant>& shown : status)
+      waited = waited || shown.at(0).toString() == "Waiting for your Lumivale";
+    QVERIFY(waited);
+    FilePasteboard(pasteboardFile()).copy({{FilePasteboard::textFormat, "after the return"}});
+    QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(tabletText()), "after the return", deadline);
+
     clipboard.setSharing(false);
     QCOMPARE(clipboard.statusLine(), "Off");
     QTRY_VERIFY_WITH_TIMEOUT(!companion::AppSettingsStore::standard().load().sharedClipboardEnabled,
@@ -301,10 +335,12 @@ class AppFolderClipboardTest : public QObject {
     window->showPane("Clipboard");
     QWidget* clipboardPane = window->pane("Clipboard");
     auto* history = clipboardPane->findChild<QTreeWidget*>("history");
-    QCOMPARE(rowTexts(history, 2), (QStringList{"from the tablet", "from the computer"}));
-    QCOMPARE(rowTexts(history, 0), (QStringList{"Copied on your Lumivale", "Copied on your Mac"}));
-    QCOMPARE(history->topLevelItem(0)->text(3), "15 characters");
-    history->setCurrentItem(history->topLevelItem(1));
+    QCOMPARE(rowTexts(history, 2),
+             (QStringList{"after the return", "from the tablet", "from the computer"}));
+    QCOMPARE(rowTexts(history, 0),
+             (QStringList{"Copied on your Mac", "Copied on your Lumivale", "Copied on your Mac"}));
+    QCOMPARE(history->topLevelItem(1)->text(3), "15 characters");
+    history->setCurrentItem(history->topLevelItem(2));
     QTest::mouseClick(buttonNamed(clipboardPane, "Copy to the tablet's clipboard"), Qt::LeftButton);
     auto* said = clipboardPane->findChild<QLabel*>("said");
     QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);
