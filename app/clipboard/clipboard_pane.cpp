@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 
 #include "app/shell/shown_text.h"
+#include "app/shell/when_shown.h"
 
 namespace lumivale::app {
 namespace {
@@ -90,13 +91,10 @@ ClipboardPane::ClipboardPane(ClipboardController& controller, QWidget* parent)
   connect(&controller_, &ClipboardController::historyChanged, this, &ClipboardPane::showHistory);
   connect(&controller_, &ClipboardController::copied, said_, &QLabel::setText);
   connect(&controller_, &ClipboardController::failed, said_, &QLabel::setText);
+  // What the command line changed meanwhile shows when the pane is opened.
+  whenShown(this, [this] { controller_.load(); });
   showStatus();
   showHistory();
-}
-
-void ClipboardPane::showEvent(QShowEvent* event) {
-  controller_.load();
-  QWidget::showEvent(event);
 }
 
 void ClipboardPane::showStatus() {

@@ -19,10 +19,6 @@ class ClipboardPane : public QWidget {
  public:
   explicit ClipboardPane(ClipboardController& controller, QWidget* parent = nullptr);
 
- protected:
-  // What the command line changed meanwhile shows when the pane is opened.
-  void showEvent(QShowEvent* event) override;
-
  private:
   void showStatus();
   void showHistory();

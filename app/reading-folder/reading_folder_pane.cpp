@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "app/shell/shown_text.h"
+#include "app/shell/when_shown.h"
 #include "companion/reading_folder_settings.h"
 #include "core/files/remote_path.h"
 
@@ -119,15 +120,12 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
     showLastRun();
   });
   connect(&controller_, &ReadingFolderController::failed, said_, &QLabel::setText);
+  // What the command line changed meanwhile shows when the pane is opened.
+  whenShown(this, [this] { controller_.load(); });
   showChoice();
   showPlan();
   showProgress();
   showLastRun();
-}
-
-void ReadingFolderPane::showEvent(QShowEvent* event) {
-  controller_.load();
-  QWidget::showEvent(event);
 }
 
 void ReadingFolderPane::showChoice() {

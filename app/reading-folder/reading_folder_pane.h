@@ -22,10 +22,6 @@ class ReadingFolderPane : public QWidget {
  public:
   explicit ReadingFolderPane(ReadingFolderController& controller, QWidget* parent = nullptr);
 
- protected:
-  // What the command line changed meanwhile shows when the pane is opened.
-  void showEvent(QShowEvent* event) override;
-
  private:
   void showChoice();
   void showPlan();

@@ -332,15 +332,18 @@ class AppFolderClipboardTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 0) == QStringList{"note"}, deadline);
     keepScreenshot(window.get(), "Reading-folder-synced.png");
 
+    // Typed on the tablet by the command line meanwhile: listed once the pane is opened.
+    QVERIFY(!companion::recordClipboardCopy("typed", ClipboardHistory::Origin::typedOnLumivale));
     window->showPane("Clipboard");
     QWidget* clipboardPane = window->pane("Clipboard");
     auto* history = clipboardPane->findChild<QTreeWidget*>("history");
+    QTRY_COMPARE_WITH_TIMEOUT(history->topLevelItemCount(), 4, deadline);
     QCOMPARE(rowTexts(history, 2),
-             (QStringList{"after the return", "from the tablet", "from the computer"}));
-    QCOMPARE(rowTexts(history, 0),
-             (QStringList{"Copied on your Mac", "Copied on your Lumivale", "Copied on your Mac"}));
-    QCOMPARE(history->topLevelItem(1)->text(3), "15 characters");
-    history->setCurrentItem(history->topLevelItem(2));
+             (QStringList{"typed", "after the return", "from the tablet", "from the computer"}));
+    QCOMPARE(rowTexts(history, 0), (QStringList{"Typed on your Lumivale", "Copied on your Mac",
+                                                "Copied on your Lumivale", "Copied on your Mac"}));
+    QCOMPARE(history->topLevelItem(2)->text(3), "15 characters");
+    history->setCurrentItem(history->topLevelItem(3));
     QTest::mouseClick(buttonNamed(clipboardPane, "Copy to the tablet's clipboard"), Qt::LeftButton);
     auto* said = clipboardPane->findChild<QLabel*>("said");
     QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);
