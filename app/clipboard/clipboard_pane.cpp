@@ -9,17 +9,12 @@
 #include <QMessageBox>
 #include <QVBoxLayout>
 
+#include "app/shell/named_button.h"
 #include "app/shell/shown_text.h"
 #include "app/shell/when_shown.h"
 
 namespace lumivale::app {
 namespace {
-
-QPushButton* button(const QString& text, const QString& name, QWidget* parent) {
-  auto* made = new QPushButton(text, parent);
-  made->setAccessibleName(name);
-  return made;
-}
 
 QString shownTime(ClipboardHistory::Time at) {
   const QDateTime when = QDateTime::fromSecsSinceEpoch(
@@ -36,11 +31,12 @@ ClipboardPane::ClipboardPane(ClipboardController& controller, QWidget* parent)
       status_(new QLabel(this)),
       history_(new QTreeWidget(this)),
       problem_(new QLabel(this)),
-      toComputer_(button(tr("Copy to &computer"), tr("Copy to this computer's clipboard"), this)),
-      toTablet_(button(tr("Copy to &tablet"), tr("Copy to the tablet's clipboard"), this)),
-      toBoth_(button(tr("Copy to &both"), tr("Copy to both clipboards"), this)),
-      remove_(button(tr("&Remove"), tr("Remove the row"), this)),
-      clear_(button(tr("C&lear…"), tr("Clear the history"), this)),
+      toComputer_(
+          namedButton(tr("Copy to &computer"), tr("Copy to this computer's clipboard"), this)),
+      toTablet_(namedButton(tr("Copy to &tablet"), tr("Copy to the tablet's clipboard"), this)),
+      toBoth_(namedButton(tr("Copy to &both"), tr("Copy to both clipboards"), this)),
+      remove_(namedButton(tr("&Remove"), tr("Remove the row"), this)),
+      clear_(namedButton(tr("C&lear…"), tr("Clear the history"), this)),
       kept_(new QCheckBox(tr("&Keep after quitting"), this)),
       said_(new QLabel(this)) {
   sharing_->setAccessibleName(tr("Share the clipboard with the tablet"));

@@ -7,6 +7,7 @@
 #include <QHeaderView>
 #include <QVBoxLayout>
 
+#include "app/shell/named_button.h"
 #include "app/shell/shown_text.h"
 #include "app/shell/when_shown.h"
 #include "companion/reading_folder_settings.h"
@@ -14,12 +15,6 @@
 
 namespace lumivale::app {
 namespace {
-
-QPushButton* button(const QString& text, const QString& name, QWidget* parent) {
-  auto* made = new QPushButton(text, parent);
-  made->setAccessibleName(name);
-  return made;
-}
 
 // "path: sentence", or the sentence alone for the folder itself.
 QString noteText(const ReadingFolderNote& note) {
@@ -33,15 +28,15 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
     : QWidget(parent),
       controller_(controller),
       folder_(new QLabel(this)),
-      choose_(button(tr("C&hoose…"), tr("Choose the folder on this computer"), this)),
+      choose_(namedButton(tr("C&hoose…"), tr("Choose the folder on this computer"), this)),
       tabletFolder_(new QLineEdit(this)),
       removeDeleted_(new QCheckBox(tr("&Remove from the tablet what is deleted here"), this)),
       plan_(new QTreeWidget(this)),
       counts_(new QLabel(this)),
-      preview_(button(tr("&Preview again"), tr("Make the plan again"), this)),
-      sync_(button(tr("&Sync now"), tr("Sync now"), this)),
+      preview_(namedButton(tr("&Preview again"), tr("Make the plan again"), this)),
+      sync_(namedButton(tr("&Sync now"), tr("Sync now"), this)),
       progress_(new QProgressBar(this)),
-      cancel_(button(tr("Cancel"), tr("Cancel the sync"), this)),
+      cancel_(namedButton(tr("Cancel"), tr("Cancel the sync"), this)),
       lastResult_(new QLabel(this)),
       lastNotes_(new QListWidget(this)),
       said_(new QLabel(this)) {
