@@ -264,7 +264,8 @@ constexpr Seconds kDeviceLook{10};
 void watchCommand(const GlobalOptions& global) {
   const Chosen chosen = chosenFolder();
   auto tablet = companion::openTabletFiles(global.serial, global.command);
-  const ReadingFolderSync::Options options = syncOptions(chosen, tablet.tablet);
+  const ReadingFolderSync::Options options =
+      companion::readingFolderSyncOptions(chosen.settings, tablet.tablet);
   WatchPrinter printer;
   ReadingFolderWatch watch({.sync =
                                 [&](const StopToken& stop, ReadingFolderSyncObserver& progress) {

@@ -21,17 +21,18 @@ std::string shortTime(std::chrono::system_clock::time_point at) {
   return QLocale().toString(when.time(), QLocale::ShortFormat).toStdString();
 }
 
-// The ready tablet's clipboard, through the app's bridge.
+// The ready tablet's clipboard, through the app's bridge (asked for only while the tablet
+// is ready, so there is one).
 class TabletHandOff : public ClipHandOff {
  public:
-  TabletHandOff(AdbBridge& bridge, std::string serial, const StopToken& stop)
-      : bridge_(bridge), serial_(std::move(serial)), stop_(stop) {}
+  TabletHandOff(std::shared_ptr<AdbBridge> bridge, std::string serial, const StopToken& stop)
+      : bridge_(std::move(bridge)), serial_(std::move(serial)), stop_(stop) {}
   void hand(const std::string& text) override {
-    ClipOneShot::set({bridge_, bridge_, bridge_}, serial_, text, &stop_);
+    ClipOneShot::set({*bridge_, *bridge_, *bridge_}, serial_, text, &stop_);
   }
 
  private:
-  AdbBridge& bridge_;
+  std::shared_ptr<AdbBridge> bridge_;
   std::string serial_;
   const StopToken& stop_;
 };
@@ -248,7 +249,7 @@ void ClipboardController::copy(const std::string& id, CopyDestination destinatio
       [bridge = tracker_.bridge(), serial = view.serial.value_or(""), text,
        destination](const StopToken& stop) {
         companion::ComputerClipboard computer;
-        TabletHandOff tablet(*bridge, serial, stop);
+        TabletHandOff tablet(bridge, serial, stop);
         copyAgain(text, destination, computer, tablet);
       },
       [this, destination] { emit copied(QString::fromStdString(copiedTo(destination))); },

@@ -1,13 +1,18 @@
 // The Reading folder's and the clipboard's controllers against a stand-in tablet through the
 // real adb, driven as their panes drive them, with a private clipboard file standing for the
-// computer's.
+// computer's; then both panes drawn by X (Xvfb), worked by their buttons and kept as
+// screenshots.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTreeWidget>
 #include <nlohmann/json.hpp>
 
 #include "app/shell/app_parts.h"
@@ -54,6 +59,26 @@ bool arriving(const fs::path& folder) {
         item.is_regular_file(error) && item.file_size(error) > 0)
       return true;
   return false;
+}
+
+QPushButton* buttonNamed(QWidget* pane, const QString& accessibleName) {
+  for (auto* button : pane->findChildren<QPushButton*>())
+    if (button->accessibleName() == accessibleName) return button;
+  return nullptr;
+}
+
+QStringList rowTexts(const QTreeWidget* tree, int column) {
+  QStringList texts;
+  for (int row = 0; row < tree->topLevelItemCount(); ++row)
+    texts << tree->topLevelItem(row)->text(column);
+  return texts;
+}
+
+// Named apart from the window test's screenshots of the same panes, which show them fresh.
+void keepScreenshot(QWidget* window, const QString& name) {
+  const QString file =
+      QString::fromStdString((testing::screenshotFolder() / name.toStdString()).string());
+  QVERIFY2(window->grab().toImage().save(file, "PNG"), qPrintable(file));
 }
 
 }  // namespace
@@ -171,6 +196,25 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY(!fs::exists(onTablet / "a.txt"));  // removed: deleted here, unchanged there
   }
 
+  void aSyncAskedForWhileTheTabletIsAwayIsRefusedWithItsStateSentence() {
+    ReadingFolderController& folder = parts_->readingFolder;
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->tracker.view().ready(), deadline);
+    QSignalSpy failed(&folder, &ReadingFolderController::failed);
+    folder.syncNow();
+    QCOMPARE(failed.count(), 1);
+    QVERIFY(failed.at(0).at(0).toString().toStdString() ==
+            parts_->tracker.view().state.refusal().value());
+    QVERIFY(!folder.syncing());
+
+    // Back again, the plan is made again by itself.
+    QSignalSpy planned(&folder, &ReadingFolderController::planned);
+    setting_->tablet().connect();
+    QTRY_VERIFY_WITH_TIMEOUT(parts_->tracker.view().ready(), deadline);
+    QVERIFY(planned.count() > 0 || planned.wait(deadline));
+    QVERIFY(folder.plan());
+  }
+
   void theHistoryIsCopiedAgainToEitherSideAndItsRowsStayPut() {
     const auto now = std::chrono::system_clock::now();
     QVERIFY(!companion::recordClipboardCopy("older text", ClipboardHistory::Origin::sentToLumivale,
@@ -241,10 +285,71 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY(clipboard.history()[1].origin == ClipboardHistory::Origin::fromMac);
     QVERIFY2(clipboard.statusLine().contains("last copy"), qPrintable(clipboard.statusLine()));
 
+    // The tablet gone a while: the line says the link waits, and it carries copies again once
+    // the tablet is back.
+    status.clear();
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->tracker.view().ready(), deadline);
+    setting_->tablet().connect();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !status.isEmpty() && status.last().at(0).toString().startsWith("On over USB"), deadline);
+    bool waited = false;
+    for (const QList<QVariant>& shown : status)
+      waited = waited || shown.at(0).toString() == "Waiting for your Lumivale";
+    QVERIFY(waited);
+    FilePasteboard(pasteboardFile()).copy({{FilePasteboard::textFormat, "after the return"}});
+    QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(tabletText()), "after the return", deadline);
+
     clipboard.setSharing(false);
     QCOMPARE(clipboard.statusLine(), "Off");
     QTRY_VERIFY_WITH_TIMEOUT(!companion::AppSettingsStore::standard().load().sharedClipboardEnabled,
                              deadline);
+  }
+
+  void bothPanesShowTheirRowsAndWorkByTheirButtons() {
+    fs::create_directories(testing::screenshotFolder());
+    auto window = parts_->makeWindow();
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+
+    window->showPane("Reading folder");
+    QWidget* folderPane = window->pane("Reading folder");
+    std::ofstream(*parts_->readingFolder.choice().readingFolderPath / "new.txt") << "new";
+    QTest::mouseClick(buttonNamed(folderPane, "Make the plan again"), Qt::LeftButton);
+    auto* plan = folderPane->findChild<QTreeWidget*>("plan");
+    QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 1).contains("new.txt"), deadline);
+    QVERIFY(rowTexts(plan, 0).contains("note"));
+    QCOMPARE(folderPane->findChild<QLabel*>("counts")->text(), "1 to do, 2 unchanged, 0 held back");
+    QTest::mouseClick(buttonNamed(folderPane, "Sync now"), Qt::LeftButton);
+    auto* lastResult = folderPane->findChild<QLabel*>("lastResult");
+    QTRY_VERIFY_WITH_TIMEOUT(lastResult->text().startsWith("1 copied"), deadline);
+    auto* lastNotes = folderPane->findChild<QListWidget*>("lastNotes");
+    QVERIFY(
+        !lastNotes
+             ->findItems(QString::fromStdString("note: link.txt: " + std::string(NoteText::link)),
+                         Qt::MatchExactly)
+             .isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 0) == QStringList{"note"}, deadline);
+    keepScreenshot(window.get(), "Reading-folder-synced.png");
+
+    // Typed on the tablet by the command line meanwhile: listed once the pane is opened.
+    QVERIFY(!companion::recordClipboardCopy("typed", ClipboardHistory::Origin::typedOnLumivale));
+    window->showPane("Clipboard");
+    QWidget* clipboardPane = window->pane("Clipboard");
+    auto* history = clipboardPane->findChild<QTreeWidget*>("history");
+    QTRY_COMPARE_WITH_TIMEOUT(history->topLevelItemCount(), 4, deadline);
+    QCOMPARE(rowTexts(history, 2),
+             (QStringList{"typed", "after the return", "from the tablet", "from the computer"}));
+    QCOMPARE(rowTexts(history, 0), (QStringList{"Typed on your Lumivale", "Copied on your Mac",
+                                                "Copied on your Lumivale", "Copied on your Mac"}));
+    QCOMPARE(history->topLevelItem(2)->text(3), "15 characters");
+    history->setCurrentItem(history->topLevelItem(3));
+    QTest::mouseClick(buttonNamed(clipboardPane, "Copy to the tablet's clipboard"), Qt::LeftButton);
+    auto* said = clipboardPane->findChild<QLabel*>("said");
+    QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);
+    QCOMPARE(QString::fromStdString(tabletText()), "from the computer");
+    QCOMPARE(clipboardPane->findChild<QLabel*>("status")->text(), "Off");
+    keepScreenshot(window.get(), "Clipboard-copied.png");
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -10,6 +11,13 @@
 #include "tests/integration/standin_tablet.h"
 
 namespace lumivale::testing {
+
+// Where the app's tests keep their screenshots: the folder LUMIVALE_SCREENSHOTS_DIR names
+// (scripts/screenshots sets it), else one in the build folder.
+inline std::filesystem::path screenshotFolder() {
+  const char* chosen = std::getenv("LUMIVALE_SCREENSHOTS_DIR");
+  return chosen != nullptr && *chosen != '\0' ? chosen : LUMIVALE_APP_SCREENSHOTS;
+}
 
 // A stand-in tablet through a private adb server, counted as a cabled tablet, and a
 // settings folder and caches folder of the test's own: the process environment the app

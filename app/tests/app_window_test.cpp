@@ -23,6 +23,7 @@
 #include "app/shell/app_parts.h"
 #include "app/tests/app_test_setting.h"
 #include "companion/app_settings_store.h"
+#include "companion/kept_clipboard_history.h"
 #include "core/settings/config_store.h"
 #include "tests/integration/account/account_test_support.h"
 #include "tests/integration/account/auth_server.h"
@@ -75,7 +76,18 @@ class AppWindowTest : public QObject {
       ConfigStore::update(
           [&](LumivaleConfig& config) { config.portmarkBaseUrl = server_->baseUrl(); });
     }
-    std::filesystem::create_directories(LUMIVALE_APP_SCREENSHOTS);
+    // A Reading folder and a clipboard history, for their panes to show something.
+    const std::filesystem::path reading = local_.path() / "Reading";
+    std::filesystem::create_directories(reading / "Papers");
+    std::ofstream(reading / "Papers" / "field notes.txt") << "notes";
+    std::ofstream(reading / "reading list.md") << "# To read";
+    companion::AppSettingsStore::standard().update(
+        [&](companion::AppSettings& settings) { settings.readingFolderPath = reading; });
+    companion::recordClipboardCopy("https://example.com/an-article",
+                                   ClipboardHistory::Origin::fromMac);
+    companion::recordClipboardCopy("Meet at the library at four",
+                                   ClipboardHistory::Origin::fromLumivale);
+    std::filesystem::create_directories(testing::screenshotFolder());
     parts_ = std::make_unique<AppParts>();
     window_ = parts_->makeWindow();
     window_->show();
@@ -103,6 +115,8 @@ class AppWindowTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->account.busy(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->files.entries().empty(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->settings.setup().adbs.empty(), deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(parts_->readingFolder.plan().has_value(), deadline);
+    QTRY_COMPARE_WITH_TIMEOUT(parts_->clipboard.history().size(), size_t(2), deadline);
     for (int row = 0; row < window_->sidebar()->count(); ++row) {
       const QString name = window_->sidebar()->item(row)->text();
       window_->showPane(name);
@@ -110,8 +124,8 @@ class AppWindowTest : public QObject {
       QVERIFY(window_->pane(name)->isVisible());
       QImage shot = window_->grab().toImage();
       QVERIFY(!shot.isNull());
-      QString file =
-          QString(LUMIVALE_APP_SCREENSHOTS) + "/" + QString(name).replace(' ', '-') + ".png";
+      QString file = QString::fromStdString(testing::screenshotFolder().string()) + "/" +
+                     QString(name).replace(' ', '-') + ".png";
       QVERIFY2(shot.save(file, "PNG"), qPrintable(file));
     }
   }
@@ -261,6 +275,7 @@ class AppWindowTest : public QObject {
   }
 
  private:
+  testing::TemporaryFolder local_;
   std::unique_ptr<testing::AppTestSetting> setting_;
   std::unique_ptr<testing::AuthServer> server_;
   std::unique_ptr<AppParts> parts_;
