@@ -7,13 +7,20 @@
 #include <QMetaObject>
 
 #include "companion/app_settings_store.h"
-#include "companion/computer_clipboard.h"
 #include "companion/kept_clipboard_history.h"
 #include "core/clipboard/clip_one_shot.h"
 #include "core/tablet/adb_bridge.h"
+#include "platform/system_pasteboard.h"
 
 namespace lumivale::app {
 namespace {
+
+// The computer's clipboard as the app hands a copy to it: the app stays running, so the
+// copy stays offered without waiting.
+class AppComputerClipboard : public ClipHandOff {
+ public:
+  void hand(const std::string& text) override { SystemPasteboard::open()->write(text); }
+};
 
 std::string shortTime(std::chrono::system_clock::time_point at) {
   const QDateTime when = QDateTime::fromSecsSinceEpoch(
@@ -248,7 +255,7 @@ void ClipboardController::copy(const std::string& id, CopyDestination destinatio
   work_.run(
       [bridge = tracker_.bridge(), serial = view.serial.value_or(""), text,
        destination](const StopToken& stop) {
-        companion::ComputerClipboard computer;
+        AppComputerClipboard computer;
         TabletHandOff tablet(bridge, serial, stop);
         copyAgain(text, destination, computer, tablet);
       },
