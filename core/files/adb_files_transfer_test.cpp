@@ -238,6 +238,53 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   }
 }
 
+// A cancel that arrives while the final move runs on the tablet: the copy is in place.
+class CancelAtTheFinalMoveTablet : public PullingTablet {
+ public:
+  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
+              const StopToken* cancel) override {
+    const bool finalMove =
+        arguments.size() == 2 &&
+        (arguments[1].starts_with("mv -n -- /sdcard/Books/.lumivale-partial-") ||
+         arguments[1].starts_with("mv -f -T -- /sdcard/Books/.lumivale-partial-"));
+    if (finalMove) stop.cancel();
+    return PullingTablet::run(serial, arguments, timeout, cancel);
+  }
+  StopToken stop;
+};
+
+TEST_F(TransferTest, ACancelThatArrivesOnceTheFinalMoveRunsIsASuccess) {
+  for (const CollisionPolicy collision : {CollisionPolicy::keepBoth, CollisionPolicy::replace}) {
+    CancelAtTheFinalMoveTablet late;
+    late.on("shell readlink -e -- /sdcard", ok("/storage/emulated/0"));
+    late.on("shell readlink -e -- /sdcard/Books", ok("/storage/emulated/0/Books"));
+    late.on("shell test -d /sdcard/Books", ok());
+    late.on("shell df -k", failed());
+    late.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
+            ok(std::string("-rw-r--r--|3|1.0|/sdcard/Books/A.pdf\0", 37)));
+    late.on("push ", reply("1 file pushed", 0));
+    late.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/.lumivale-partial-",
+            ok("81a4|3|1700000000|/sdcard/Books/.lumivale-partial-0"));
+    late.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/", ok("64:9:3:1700000000:81a4"));
+    late.on("shell stat -c '%f' --", failed());
+    late.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
+            ok("64:9:3:1700000000:81a4"));
+    late.on("shell mv ", ok());
+    late.on("shell sh -c", ok());
+    late.on("shell rm -f -- /sdcard/Books/.lumivale-record-", ok());
+    AdbFiles cancelled{late, "LV1SERIAL", TransferLimits::standard(),
+                       std::make_shared<ListingFormatCache>()};
+    const std::string placed = cancelled.stoppedBy(late.stop).push(local / "A.pdf", "/sdcard/Books",
+                                                                   std::nullopt, collision);
+    EXPECT_EQ(placed, collision == CollisionPolicy::keepBoth ? "/sdcard/Books/A 2.pdf"
+                                                             : "/sdcard/Books/A.pdf");
+    EXPECT_TRUE(late.stop.isCancelled());
+    // Nothing of the finished copy is erased, and its record goes.
+    EXPECT_THAT(late.commands, Not(Contains(HasSubstr("rm -rf"))));
+    EXPECT_THAT(late.commands.back(), StartsWith("shell rm -f -- /sdcard/Books/.lumivale-record-"));
+  }
+}
+
 TEST_F(TransferTest, ACopyGrowingPastItsCapIsStopped) {
   EndlessPushTablet endless;
   endless.on("shell stat -c '%s' -- /sdcard/Books/.lumivale-partial-", ok("11"));
