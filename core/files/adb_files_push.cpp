@@ -16,9 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Bytes of local paths in one `adb push`, far inside what the computer allows.
-constexpr std::size_t localBatchBudget = 64 * 1024;
-
 FilesError notWhole(std::uint64_t found, std::uint64_t expected) {
   return FilesError::refused(fmt::format(
       "the copy did not arrive whole ({} of {}); nothing was replaced. If the item changed on the "
