@@ -161,8 +161,8 @@ class AdbFiles {
                                                     TransferObserver* progress = nullptr) const;
   // Moves each staged item (path, target) of `staging` to its target where that name is free,
   // in one shell line per batch of paths, then erases the staging folder, with what is still
-  // in it, and its record. Returns what the staged paths and the targets hold afterwards, by
-  // path, each with its identity.
+  // in it, and its record. Returns what the targets hold afterwards, by path, each with its
+  // identity: the copy moved there keeps the identity it had when staged.
   std::map<std::string, ReadingTree::Item> publishMany(
       const std::string& staging,
       const std::vector<std::pair<std::string, std::string>>& moves) const;

@@ -36,14 +36,72 @@ std::uint64_t sizeOf(const fs::path& local) {
   return error ? 0 : size;
 }
 
-// Moves each pair of arguments (staged path, target) where the name is free (the storage
-// ignores case, so the test sees a name taken in other capitals too), then prints what every
-// argument names now. Passing over the pairs without shifting keeps them for find.
-std::string publishScript() {
-  return fmt::format(
-      R"(s=; for a; do if [ -z "$s" ]; then s=$a; else [ -e "$a" ] || mv -n -- "$s" "$a"; s=; fi; )"
-      R"(done; find "$@" -maxdepth 0 -printf {} -print0 2>/dev/null)",
-      TabletShell::quoted(identifiedFormat));
+// One command of a publishing line and the targets of its moves.
+struct PublishStep {
+  std::string command;
+  std::vector<std::string> paths;
+};
+
+// The moves as shell commands: copies that keep their name go to their folder in one mv for
+// many; the others one by one. A name taken, in any capitals (the storage ignores case, and
+// mv -n sees it through the storage), keeps what holds it and the copy stays staged.
+std::vector<PublishStep> publishSteps(
+    const std::vector<std::pair<std::string, std::string>>& moves) {
+  std::vector<PublishStep> steps;
+  std::map<std::string, std::vector<std::string>> together;  // by the folder they go to
+  for (const auto& [from, to] : moves) {
+    if (RemotePath::name(from) == RemotePath::name(to)) {
+      together[*RemotePath::parent(to)].push_back(from);
+      continue;
+    }
+    const std::string target = TabletShell::quoted(to);
+    steps.push_back(
+        {fmt::format("[ -e {} ] || mv -n -- {} {}", target, TabletShell::quoted(from), target),
+         {to}});
+  }
+  for (const auto& [folder, sources] : together) {
+    for (const auto& batch : AdbFiles::batches(sources, batchBudget / 4)) {
+      PublishStep step{"mv -n --", {}};
+      for (const std::string& source : batch) {
+        step.command += " " + TabletShell::quoted(source);
+        step.paths.push_back(folder + "/" + RemotePath::name(source));
+      }
+      step.command += " " + TabletShell::quoted(folder + "/");
+      steps.push_back(std::move(step));
+    }
+  }
+  return steps;
+}
+
+// Shell lines of steps within the budget, each ending with what its targets hold now; the last
+// one then runs `last`.
+std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
+                                      const std::string& last) {
+  std::vector<std::string> lines;
+  std::string commands;
+  std::string paths;
+  std::size_t used = 0;
+  const auto close = [&] {
+    lines.push_back(fmt::format("{}find{} -maxdepth 0 -printf {} -print0 2>/dev/null", commands,
+                                paths, TabletShell::quoted(identifiedFormat)));
+    commands.clear();
+    paths.clear();
+    used = 0;
+  };
+  for (const PublishStep& step : steps) {
+    std::string quoted;
+    for (const std::string& path : step.paths)
+      quoted += " " + TabletShell::quoted(path);
+    // As it reaches the tablet: quoted once more, as the argument of sh -c.
+    const std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
+    if (!commands.empty() && used + cost > batchBudget) close();
+    commands += step.command + "; ";
+    paths += quoted;
+    used += cost;
+  }
+  close();
+  lines.back() += "; " + last;
+  return lines;
 }
 
 }  // namespace
@@ -116,34 +174,16 @@ std::map<std::string, ReadingTree::Item> AdbFiles::publishMany(
   const auto staged = StagedName::of(RemotePath::name(valid));
   if (!staged || staged->kind != Leftover::unfinishedCopy)
     throw FilesError::refused(fmt::format("'{}' is not a staged copy", shown(valid)));
-  std::vector<std::string> paths;
-  for (const auto& [from, to] : moves) {
-    paths.push_back(RemotePath::validate(from));
-    paths.push_back(RemotePath::validate(to));
-  }
-  std::vector<std::vector<std::string>> runs;
-  std::size_t used = 0;
-  // A pair stays within one run.
-  for (std::size_t i = 0; i < paths.size(); i += 2) {
-    const std::size_t cost =
-        TabletShell::quoted(paths[i]).size() + TabletShell::quoted(paths[i + 1]).size() + 2;
-    if (runs.empty() || used + cost > batchBudget) {
-      runs.emplace_back();
-      used = 0;
-    }
-    runs.back().insert(runs.back().end(), {paths[i], paths[i + 1]});
-    used += cost;
-  }
+  std::vector<std::pair<std::string, std::string>> checked;
+  for (const auto& [from, to] : moves)
+    checked.emplace_back(RemotePath::validate(from), RemotePath::validate(to));
+  // What is still staged then had its name taken: it goes with the folder, and so does the
+  // record. What will not go is erased by the next clean-up.
+  const std::string erase = "rm -rf -- " + TabletShell::quoted(valid) + " " +
+                            TabletShell::quoted(folder + "/" + StagingRecord::fileName(staged->id));
   std::map<std::string, ReadingTree::Item> now;
-  for (const auto& run : runs) {
-    std::vector<std::string> command{"sh", "-c", publishScript(), "publish"};
-    command.insert(command.end(), run.begin(), run.end());
-    now.merge(identifiedItems(exec(command, folderTimeout, false).output));
-  }
-  // What is still staged had its name taken; the record goes with the folder, and what
-  // will not go is erased by the next clean-up.
-  exec({"rm", "-rf", "--", valid, folder + "/" + StagingRecord::fileName(staged->id)},
-       folderTimeout, true);
+  for (const std::string& line : publishLines(publishSteps(checked), erase))
+    now.merge(identifiedItems(exec({"sh", "-c", line}, folderTimeout, false).output));
   return now;
 }
 

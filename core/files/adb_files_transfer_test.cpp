@@ -30,7 +30,8 @@ FakeAdbRunner::Reply failed(std::string output = "") {
   return reply(output + "\nLUMIVALE-EXIT:1\n", 0);
 }
 
-// A scripted tablet whose `adb pull` leaves `pulledBytes` at the destination, as adb would.
+// A scripted tablet whose `adb pull` leaves `pulledBytes` at the destination, as adb would,
+// and which cancels `cancelAtTheFinalMove`, when set, as a staged copy takes its name.
 class PullingTablet : public FakeAdbRunner {
  public:
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
@@ -38,9 +39,14 @@ class PullingTablet : public FakeAdbRunner {
     if (arguments.size() == 4 && arguments[0] == "pull") {
       std::ofstream(fs::path(arguments[3]) / fs::path(arguments[2]).filename()) << pulledBytes;
     }
+    if (cancelAtTheFinalMove != nullptr && arguments.size() == 2 &&
+        arguments[1].starts_with("mv -n -- /sdcard/Books/.lumivale-partial-")) {
+      cancelAtTheFinalMove->cancel();
+    }
     return FakeAdbRunner::run(serial, arguments, timeout, cancel);
   }
   std::string pulledBytes = "abc";
+  StopToken* cancelAtTheFinalMove = nullptr;
 };
 
 // A scripted tablet whose `adb push` runs until it is stopped, as a long copy would.
@@ -238,50 +244,26 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
   }
 }
 
-// A cancel that arrives while the final move runs on the tablet: the copy is in place.
-class CancelAtTheFinalMoveTablet : public PullingTablet {
- public:
-  ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
-              const StopToken* cancel) override {
-    const bool finalMove =
-        arguments.size() == 2 &&
-        (arguments[1].starts_with("mv -n -- /sdcard/Books/.lumivale-partial-") ||
-         arguments[1].starts_with("mv -f -T -- /sdcard/Books/.lumivale-partial-"));
-    if (finalMove) stop.cancel();
-    return PullingTablet::run(serial, arguments, timeout, cancel);
-  }
-  StopToken stop;
-};
-
 TEST_F(TransferTest, ACancelThatArrivesOnceTheFinalMoveRunsIsASuccess) {
-  for (const CollisionPolicy collision : {CollisionPolicy::keepBoth, CollisionPolicy::replace}) {
-    CancelAtTheFinalMoveTablet late;
-    late.on("shell readlink -e -- /sdcard", ok("/storage/emulated/0"));
-    late.on("shell readlink -e -- /sdcard/Books", ok("/storage/emulated/0/Books"));
-    late.on("shell test -d /sdcard/Books", ok());
-    late.on("shell df -k", failed());
-    late.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
-            ok(std::string("-rw-r--r--|3|1.0|/sdcard/Books/A.pdf\0", 37)));
-    late.on("push ", reply("1 file pushed", 0));
-    late.on("shell stat -c '%f|%s|%Y|%n' -- /sdcard/Books/.lumivale-partial-",
-            ok("81a4|3|1700000000|/sdcard/Books/.lumivale-partial-0"));
-    late.on("shell stat -c '%d:%i:%s:%Y:%f' -- /sdcard/Books/", ok("64:9:3:1700000000:81a4"));
-    late.on("shell stat -c '%f' --", failed());
-    late.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
+  tablet.on("shell stat -c '%f' --", failed());
+  tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
             ok("64:9:3:1700000000:81a4"));
-    late.on("shell mv ", ok());
-    late.on("shell sh -c", ok());
-    late.on("shell rm -f -- /sdcard/Books/.lumivale-record-", ok());
-    AdbFiles cancelled{late, "LV1SERIAL", TransferLimits::standard(),
-                       std::make_shared<ListingFormatCache>()};
-    const std::string placed = cancelled.stoppedBy(late.stop).push(local / "A.pdf", "/sdcard/Books",
-                                                                   std::nullopt, collision);
-    EXPECT_EQ(placed, collision == CollisionPolicy::keepBoth ? "/sdcard/Books/A 2.pdf"
-                                                             : "/sdcard/Books/A.pdf");
-    EXPECT_TRUE(late.stop.isCancelled());
-    // Nothing of the finished copy is erased, and its record goes.
-    EXPECT_THAT(late.commands, Not(Contains(HasSubstr("rm -rf"))));
-    EXPECT_THAT(late.commands.back(), StartsWith("shell rm -f -- /sdcard/Books/.lumivale-record-"));
+  // Beside the taken a.pdf, and in its place (set aside first, as its capitals differ).
+  for (const CollisionPolicy collision : {CollisionPolicy::keepBoth, CollisionPolicy::replace}) {
+    StopToken cancel;
+    tablet.cancelAtTheFinalMove = &cancel;
+    tablet.commands.clear();
+    EXPECT_EQ(
+        files.stoppedBy(cancel).push(local / "A.pdf", "/sdcard/Books", std::nullopt, collision),
+        collision == CollisionPolicy::keepBoth ? "/sdcard/Books/A 2.pdf" : "/sdcard/Books/A.pdf");
+    EXPECT_TRUE(cancel.isCancelled());
+    // The copy in place is not erased, and its record goes.
+    EXPECT_FALSE(std::ranges::any_of(tablet.commands, [](const std::string& command) {
+      return command.starts_with("shell rm -rf -- /sdcard/Books/.lumivale-partial-") &&
+             command.find(".lumivale-partial-old-") == std::string::npos;
+    }));
+    EXPECT_THAT(tablet.commands.back(),
+                StartsWith("shell rm -f -- /sdcard/Books/.lumivale-record-"));
   }
 }
 
