@@ -77,6 +77,7 @@ std::vector<PublishStep> publishSteps(
 // one then runs `last`.
 std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
                                       const std::string& last) {
+  if (steps.empty()) return {last};
   std::vector<std::string> lines;
   std::string commands;
   std::string paths;
