@@ -13,15 +13,8 @@ source bench/bench_programs.sh
 source bench/standin_session.sh
 export LUMIVALE_CONFIG_DIR=$work/config LUMIVALE_STANDIN_ONLY=1
 
-# The adb that lumivale finds through ANDROID_HOME notes each run, then hands over.
-mkdir -p "$work/sdk/platform-tools"
-cat >"$work/sdk/platform-tools/adb" <<ADB
-#!/bin/sh
-if [ "\$1" = -s ]; then echo "\$3" >>"$work/adb-runs"; else echo "\$1" >>"$work/adb-runs"; fi
-exec $(command -v adb) "\$@"
-ADB
-chmod +x "$work/sdk/platform-tools/adb"
-export ANDROID_HOME=$work/sdk
+# shellcheck source=bench/counted_adb.sh
+source bench/counted_adb.sh
 
 # The first run also asks adb for its version, which is then remembered.
 "$lumivale" setting list >/dev/null

@@ -110,8 +110,10 @@ class AdbFiles {
   // Staging primitives, shared with the Reading folder's sync run.
   // A folder's listing (hidden items included) with the staging records it holds.
   StagingFolder stagingFolder(const std::string& folder) const;
-  // Writes the record of an operation into `folder` before it stages anything there.
-  void noteStaging(const std::string& folder, const StagingRecord& record) const;
+  // Writes the record of an operation into `folder` before it stages anything there; then
+  // makes the staging folder `thenMake`, when given, in the same run.
+  void noteStaging(const std::string& folder, const StagingRecord& record,
+                   const std::optional<std::string>& thenMake = std::nullopt) const;
   // Removes the record of `id`, for when nothing of its operation is left; never throws.
   // Returns whether it went.
   bool dropRecord(const std::string& folder, const std::string& id) const noexcept;
@@ -143,13 +145,27 @@ class AdbFiles {
                          const std::string& name, TransferObserver* progress = nullptr) const;
   // Gives a staged copy the name `target` when that is free (MoveSkipped when not).
   void placeStaged(const std::string& staged, const std::string& target) const;
-  // placeStaged for many copies (staged path, target) in a few runs: returns the targets
-  // that now hold their copy; a copy whose name was taken stays staged.
-  std::set<std::string> publishStaged(
+  // Many new copies sent together: each computer file arrives in one hidden staging folder
+  // under its arrival name (a valid tablet name, unique in the folder whatever its capitals).
+  struct Arrival {
+    std::filesystem::path local;
+    std::string name;
+  };
+  // Makes the staging folder `staging` (a staging name; its record goes beside it) and sends
+  // the files into it: those whose computer name is their arrival name in one adb push per
+  // batch of paths, the others one by one. Returns what the folder then holds, by arrival
+  // name, each item with its identity; what arrived is not checked here.
+  std::map<std::string, ReadingTree::Item> pushMany(const std::string& staging,
+                                                    const std::vector<Arrival>& arrivals,
+                                                    std::uint64_t bytes,
+                                                    TransferObserver* progress = nullptr) const;
+  // Moves each staged item (path, target) of `staging` to its target where that name is free,
+  // in one shell line per batch of paths, then erases the staging folder, with what is still
+  // in it, and its record. Returns what the targets hold afterwards, by path, each with its
+  // identity: the copy moved there keeps the identity it had when staged.
+  std::map<std::string, ReadingTree::Item> publishMany(
+      const std::string& staging,
       const std::vector<std::pair<std::string, std::string>>& moves) const;
-  // The identity lines (as `identity` gives them) of many items in few runs, by path;
-  // what is not there is left out.
-  std::map<std::string, std::string> identities(const std::vector<std::string>& paths) const;
   // Puts a staged copy in place of `target`, which must still be as seen.
   void replaceIfUnchanged(const std::string& staged, const std::string& target,
                           const ReadingTree::Item& seen) const;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
 #include "core/error.h"
+#include "core/files/reading-folder/reading_tree.h"
 #include "core/tablet/tablet_shell.h"
 #include "core/tablet/tool_run.h"
 
@@ -21,6 +23,8 @@ inline constexpr Seconds folderTimeout{600};
 inline constexpr int leftoverSearchDepth = 24;
 // Bytes of quoted paths in one shell line; far inside what adbd accepts.
 inline constexpr std::size_t batchBudget = 32 * 1024;
+// Bytes of local paths in one `adb push`, far inside what the computer allows.
+inline constexpr std::size_t localBatchBudget = 64 * 1024;
 
 inline constexpr std::string_view topChange =
     "the top of the tablet\u2019s storage cannot be changed";
@@ -32,6 +36,12 @@ std::string byteCount(std::uint64_t bytes);
 std::string shown(std::string_view path);
 
 using TabletShell::firstLine;
+
+// find's -printf for items read with their identity (the inode: a move keeps it, a new copy
+// does not), each followed by its path and a NUL (-print0).
+inline constexpr std::string_view identifiedFormat = "%i|%M|%s|%T@|";
+// Such items by absolute path; a record that cannot be read is passed over.
+std::map<std::string, ReadingTree::Item> identifiedItems(std::string_view output);
 
 // Called while handling `error` from an operation that could not clear what it left:
 // a cancel or a refusal goes on saying what is left and how to clear it, `left`; any

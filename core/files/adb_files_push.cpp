@@ -16,9 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Bytes of local paths in one `adb push`, far inside what the computer allows.
-constexpr std::size_t localBatchBudget = 64 * 1024;
-
 FilesError notWhole(std::uint64_t found, std::uint64_t expected) {
   return FilesError::refused(fmt::format(
       "the copy did not arrive whole ({} of {}); nothing was replaced. If the item changed on the "
@@ -211,21 +208,27 @@ void AdbFiles::place(const std::string& staged, const std::string& target,
   const std::string name = RemotePath::name(target);
   const std::string putInPlace = "put " + name + " in place";
   const std::string folder = *RemotePath::parent(target);
+  // A cancel may land until the final move starts; once it has run, the copy is in place and
+  // the push has succeeded, so that move, its check and what follows are not stopped.
+  const AdbFiles finishing = settling();
   if (!old) {
-    moveChecked(staged, target, putInPlace);
-    dropRecord(folder, id);
+    stop_.throwIfCancelled();
+    finishing.moveChecked(staged, target, putInPlace);
+    finishing.dropRecord(folder, id);
     return;
   }
   if (old->kind == RemoteEntry::Kind::file && old->path == target &&
       entry(staged)->kind == RemoteEntry::Kind::file) {
-    swapFile(staged, target, putInPlace);
-    dropRecord(folder, id);
+    stop_.throwIfCancelled();
+    finishing.swapFile(staged, target, putInPlace);
+    finishing.dropRecord(folder, id);
     return;
   }
   const std::string kept = folder + "/" + std::string(keptPrefix) + id;
   moveChecked(old->path, kept, "set the old " + name + " aside");
   try {
-    moveChecked(staged, target, putInPlace);
+    stop_.throwIfCancelled();
+    finishing.moveChecked(staged, target, putInPlace);
   } catch (const Error&) {
     try {
       settling().moveChecked(kept, old->path, "put the old copy back");
@@ -236,7 +239,7 @@ void AdbFiles::place(const std::string& staged, const std::string& target,
   }
   // The new copy is in place; an old copy that will not go stays, with its record, for
   // clean-up to erase.
-  if (discardStage(kept)) dropRecord(folder, id);
+  if (discardStage(kept)) finishing.dropRecord(folder, id);
 }
 
 void AdbFiles::swapFile(const std::string& staged, const std::string& target,

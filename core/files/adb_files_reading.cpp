@@ -14,33 +14,6 @@ namespace lumivale {
 using namespace files_detail;
 namespace fs = std::filesystem;
 
-namespace {
-
-// Moves each pair of arguments ("$1" to "$2") where the name is free; the storage ignores
-// case, so the test sees a name taken in other capitals too.
-constexpr std::string_view publishScript =
-    R"(while [ $# -ge 2 ]; do [ -e "$2" ] || mv -n -- "$1" "$2"; shift 2; done; true)";
-
-// Each pair's staged path and target, in runs whose quoted length stays within the budget.
-std::vector<std::vector<std::string>> pairBatches(
-    const std::vector<std::pair<std::string, std::string>>& moves) {
-  std::vector<std::vector<std::string>> runs;
-  std::size_t length = 0;
-  for (const auto& [staged, target] : moves) {
-    const std::size_t more = staged.size() + target.size() + 8;
-    if (runs.empty() || length + more > batchBudget) {
-      runs.emplace_back();
-      length = 0;
-    }
-    runs.back().push_back(staged);
-    runs.back().push_back(target);
-    length += more;
-  }
-  return runs;
-}
-
-}  // namespace
-
 ReadingTree AdbFiles::readingTree(const std::string& folder) const {
   const std::string valid = RemotePath::validate(folder);
   auto result = exec({"find", valid + "/", "-mindepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
@@ -54,6 +27,26 @@ ReadingTree AdbFiles::readingTree(const std::string& folder) const {
   return ReadingTree::parse(result.output, valid);
 }
 
+std::map<std::string, ReadingTree::Item> files_detail::identifiedItems(std::string_view output) {
+  std::map<std::string, ReadingTree::Item> found;
+  std::size_t start = 0;
+  while (start < output.size()) {
+    std::size_t end = output.find('\0', start);
+    if (end == std::string_view::npos) end = output.size();
+    const std::string_view record = output.substr(start, end - start);
+    start = end + 1;
+    const std::size_t bar = record.find('|');
+    if (bar == std::string_view::npos) continue;
+    // Each record is parsed as a tree of its own, rooted at "/".
+    const ReadingTree one = ReadingTree::parse(record.substr(bar + 1), "/");
+    if (one.items.size() != 1) continue;
+    ReadingTree::Item item = one.items.begin()->second;
+    item.identity = std::string(record.substr(0, bar));
+    found["/" + one.items.begin()->first] = std::move(item);
+  }
+  return found;
+}
+
 std::map<std::string, ReadingTree::Item> AdbFiles::readingItems(
     const std::vector<std::string>& paths) const {
   std::vector<std::string> valid;
@@ -63,24 +56,10 @@ std::map<std::string, ReadingTree::Item> AdbFiles::readingItems(
   for (const auto& batch : batches(valid, batchBudget)) {
     std::vector<std::string> command{"find"};
     command.insert(command.end(), batch.begin(), batch.end());
-    command.insert(command.end(), {"-maxdepth", "0", "-printf", "%i|%M|%s|%T@|", "-print0"});
+    command.insert(command.end(),
+                   {"-maxdepth", "0", "-printf", std::string(identifiedFormat), "-print0"});
     // What is not there is left out; the others are still read.
-    const auto result = exec(command, folderTimeout, false);
-    std::size_t start = 0;
-    while (start < result.output.size()) {
-      std::size_t end = result.output.find('\0', start);
-      if (end == std::string::npos) end = result.output.size();
-      const std::string_view record = std::string_view(result.output).substr(start, end - start);
-      start = end + 1;
-      const std::size_t bar = record.find('|');
-      if (bar == std::string_view::npos) continue;
-      // Each record is parsed as a tree of its own, rooted at "/".
-      const ReadingTree one = ReadingTree::parse(record.substr(bar + 1), "/");
-      if (one.items.size() != 1) continue;
-      ReadingTree::Item item = one.items.begin()->second;
-      item.identity = std::string(record.substr(0, bar));
-      found["/" + one.items.begin()->first] = std::move(item);
-    }
+    found.merge(identifiedItems(exec(command, folderTimeout, false).output));
   }
   return found;
 }
@@ -123,63 +102,6 @@ std::string AdbFiles::pushStaged(const fs::path& local, const std::string& folde
     throw;
   }
   return staged;
-}
-
-std::map<std::string, std::string> AdbFiles::identities(
-    const std::vector<std::string>& paths) const {
-  std::map<std::string, std::string> found;
-  for (const auto& batch : batches(paths, batchBudget)) {
-    std::vector<std::string> command{"stat", "-c", "%d:%i:%s:%Y:%f|%n", "--"};
-    command.insert(command.end(), batch.begin(), batch.end());
-    // What is not there is left out; the others are still read.
-    const auto result = exec(command, folderTimeout, false);
-    for (const std::string_view line : AdbParse::lines(result.output)) {
-      const std::size_t bar = line.find('|');
-      if (bar != std::string_view::npos) {
-        found[std::string(line.substr(bar + 1))] = std::string(line.substr(0, bar));
-      }
-    }
-  }
-  return found;
-}
-
-std::set<std::string> AdbFiles::publishStaged(
-    const std::vector<std::pair<std::string, std::string>>& moves) const {
-  std::vector<std::string> staged;
-  std::vector<std::string> targets;
-  for (const auto& [from, to] : moves) {
-    staged.push_back(RemotePath::validate(from));
-    targets.push_back(RemotePath::validate(to));
-  }
-  const auto before = identities(staged);
-  std::vector<std::pair<std::string, std::string>> valid;
-  for (std::size_t i = 0; i < moves.size(); ++i)
-    valid.emplace_back(staged[i], targets[i]);
-  for (const auto& batch : pairBatches(valid)) {
-    std::vector<std::string> command{"sh", "-c", std::string(publishScript), "publish"};
-    command.insert(command.end(), batch.begin(), batch.end());
-    check(command, "put the copies in place", folderTimeout);
-  }
-  // A name is the copy's only if what holds it now is what was staged.
-  const auto after = identities(targets);
-  std::set<std::string> landed;
-  std::vector<std::string> records;
-  for (std::size_t i = 0; i < moves.size(); ++i) {
-    const auto was = before.find(staged[i]);
-    const auto now = after.find(targets[i]);
-    if (was == before.end() || now == after.end() || was->second != now->second) continue;
-    landed.insert(targets[i]);
-    if (const auto name = StagedName::of(RemotePath::name(staged[i]))) {
-      records.push_back(*RemotePath::parent(staged[i]) + "/" + StagingRecord::fileName(name->id));
-    }
-  }
-  for (const auto& batch : batches(records, batchBudget)) {
-    std::vector<std::string> command{"rm", "-f", "--"};
-    command.insert(command.end(), batch.begin(), batch.end());
-    // A record left behind is erased by the next clean-up.
-    exec(command, stepTimeout, true);
-  }
-  return landed;
 }
 
 void AdbFiles::placeStaged(const std::string& staged, const std::string& target) const {

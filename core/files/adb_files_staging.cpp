@@ -24,8 +24,11 @@ bool isRecordFile(const RemoteEntry& entry) {
 
 }  // namespace
 
-void AdbFiles::noteStaging(const std::string& folder, const StagingRecord& record) const {
-  std::vector<std::string> command{"sh", "-c", std::string(writeRecordScript),
+void AdbFiles::noteStaging(const std::string& folder, const StagingRecord& record,
+                           const std::optional<std::string>& thenMake) const {
+  std::string script(writeRecordScript);
+  if (thenMake) script += " && mkdir -- " + TabletShell::quoted(*thenMake);
+  std::vector<std::string> command{"sh", "-c", script,
                                    folder + "/" + StagingRecord::fileName(record.id)};
   const auto lines = record.lines();
   command.insert(command.end(), lines.begin(), lines.end());

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -65,6 +66,36 @@ TEST(ShellLineTest, BatchesKeepOrderAndStayWithinTheBudget) {
   EXPECT_EQ(batches[1], (std::vector<std::string>{"it's"}));  // quoted it is 10 bytes
   EXPECT_EQ(batches[2], (std::vector<std::string>{std::string(50, 'x')}));
   EXPECT_EQ(batches[3], (std::vector<std::string>{"c"}));
+}
+
+// Copies that keep their name go to their folder many to one mv; lines stay within what the
+// tablet takes, and only the last erases the staging folder, once every move has run.
+TEST_F(AdbFilesTest, ManyMovesGoInFewBoundedLinesAndTheStagingFolderGoesLast) {
+  tablet.on("shell sh -c", ok());
+  const std::string staging = "/sdcard/Books/.lumivale-partial-0123456789abcdef";
+  std::vector<std::pair<std::string, std::string>> moves;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string name = fmt::format("{:0>100}.pdf", i);
+    moves.emplace_back(staging + "/" + name, "/sdcard/Books/" + name);
+  }
+  moves.emplace_back(staging + "/1", "/sdcard/Books/Notes_.pdf");
+  files.publishMany(staging, moves);
+  ASSERT_GT(tablet.commands.size(), 2u);
+  std::size_t mentioned = 0;
+  for (std::size_t i = 0; i < tablet.commands.size(); ++i) {
+    const std::string& line = tablet.commands[i];
+    EXPECT_LT(line.size(), 40u * 1024);
+    EXPECT_EQ(line.find("rm -rf -- " + staging) != std::string::npos,
+              i + 1 == tablet.commands.size());
+    for (std::size_t at = line.find(".pdf"); at != std::string::npos;
+         at = line.find(".pdf", at + 1))
+      ++mentioned;
+  }
+  // Each copy named where it moves from and where find looks for it; the one moved alone
+  // also where its name is tested.
+  EXPECT_EQ(mentioned, 2 * 1000u + 3);
+  EXPECT_TRUE(sent("[ -e /sdcard/Books/Notes_.pdf ] || mv -n -- " + staging +
+                   "/1 /sdcard/Books/Notes_.pdf; "));
 }
 
 TEST_F(AdbFilesTest, EveryLineIsPinnedToTheSerialAndEndsWithTheMarker) {

@@ -30,7 +30,8 @@ FakeAdbRunner::Reply failed(std::string output = "") {
   return reply(output + "\nLUMIVALE-EXIT:1\n", 0);
 }
 
-// A scripted tablet whose `adb pull` leaves `pulledBytes` at the destination, as adb would.
+// A scripted tablet whose `adb pull` leaves `pulledBytes` at the destination, as adb would,
+// and which cancels `cancelAtTheFinalMove`, when set, as a staged copy takes its name.
 class PullingTablet : public FakeAdbRunner {
  public:
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
@@ -38,9 +39,14 @@ class PullingTablet : public FakeAdbRunner {
     if (arguments.size() == 4 && arguments[0] == "pull") {
       std::ofstream(fs::path(arguments[3]) / fs::path(arguments[2]).filename()) << pulledBytes;
     }
+    if (cancelAtTheFinalMove != nullptr && arguments.size() == 2 &&
+        arguments[1].starts_with("mv -n -- /sdcard/Books/.lumivale-partial-")) {
+      cancelAtTheFinalMove->cancel();
+    }
     return FakeAdbRunner::run(serial, arguments, timeout, cancel);
   }
   std::string pulledBytes = "abc";
+  StopToken* cancelAtTheFinalMove = nullptr;
 };
 
 // A scripted tablet whose `adb push` runs until it is stopped, as a long copy would.
@@ -235,6 +241,29 @@ TEST_F(TransferTest, CancellingStopsTheRunningCopy) {
         cancelled.message(),
         AllOf(StartsWith("cancelled. What had arrived is left hidden as .lumivale-partial-"),
               HasSubstr("(lumivale files cleanup /sdcard/Books)")));
+  }
+}
+
+TEST_F(TransferTest, ACancelThatArrivesOnceTheFinalMoveRunsIsASuccess) {
+  tablet.on("shell stat -c '%f' --", failed());
+  tablet.on("shell stat -c '%d:%i:%s:%Y:%f' -- '/sdcard/Books/A 2.pdf'",
+            ok("64:9:3:1700000000:81a4"));
+  // Beside the taken a.pdf, and in its place (set aside first, as its capitals differ).
+  for (const CollisionPolicy collision : {CollisionPolicy::keepBoth, CollisionPolicy::replace}) {
+    StopToken cancel;
+    tablet.cancelAtTheFinalMove = &cancel;
+    tablet.commands.clear();
+    EXPECT_EQ(
+        files.stoppedBy(cancel).push(local / "A.pdf", "/sdcard/Books", std::nullopt, collision),
+        collision == CollisionPolicy::keepBoth ? "/sdcard/Books/A 2.pdf" : "/sdcard/Books/A.pdf");
+    EXPECT_TRUE(cancel.isCancelled());
+    // The copy in place is not erased, and its record goes.
+    EXPECT_FALSE(std::ranges::any_of(tablet.commands, [](const std::string& command) {
+      return command.starts_with("shell rm -rf -- /sdcard/Books/.lumivale-partial-") &&
+             command.find(".lumivale-partial-old-") == std::string::npos;
+    }));
+    EXPECT_THAT(tablet.commands.back(),
+                StartsWith("shell rm -f -- /sdcard/Books/.lumivale-record-"));
   }
 }
 

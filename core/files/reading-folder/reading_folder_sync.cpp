@@ -25,11 +25,17 @@ using Plan = ReadingFolderPlan;
 using CopiedFile = ReadingFolderManifest::CopiedFile;
 using Journal = ReadingFolderStore::SetAsideFile;
 
-// New copies are put in place this many at a time, in one tablet run, and recorded together.
-constexpr std::size_t publishBatch = 64;
+// New copies are sent together and put in place this many at a time, and recorded together:
+// a run stopped midway sends again at most one batch.
+constexpr std::size_t publishBatch = 500;
+constexpr std::int64_t publishBatchBytes = 256 * 1024 * 1024;
 
 std::string notWhereSent(const std::string& mac) {
   return fmt::format("the copy of '{}' is not where it was sent", mac);
+}
+
+std::string notWhole(const std::string& mac) {
+  return fmt::format("the copy of '{}' did not arrive whole; it is sent again next time", mac);
 }
 
 bool isStaging(const std::string& relative) {
@@ -128,7 +134,7 @@ class Run {
         publish();
       }
       std::visit([this](const auto& step) { attempt(step); }, action);
-      if (pending_.size() >= publishBatch) publish();
+      if (pending_.size() >= publishBatch || pendingBytes_ >= publishBatchBytes) publish();
     }
     publish();
     event_.finished = summary_;
@@ -187,13 +193,17 @@ class Run {
            now->second.identity == stage.identity;
   }
 
-  // The targets that hold their stage's copy, asked of the tablet after a step failed part
-  // way: a move may have happened before it failed.
-  std::set<std::string> arrived(const std::vector<Journal::Stage>& stages) const {
+  static std::vector<std::string> stagedAndTargets(const std::vector<Journal::Stage>& stages) {
     std::vector<std::string> paths;
     for (const Journal::Stage& stage : stages)
       paths.insert(paths.end(), {stage.staged, stage.to});
-    const auto items = files_.readingItems(paths);
+    return paths;
+  }
+
+  // The targets that hold their stage's copy, asked of the tablet after a step failed part
+  // way: a move may have happened before it failed.
+  std::set<std::string> arrived(const std::vector<Journal::Stage>& stages) const {
+    const auto items = files_.readingItems(stagedAndTargets(stages));
     std::set<std::string> found;
     for (const Journal::Stage& stage : stages) {
       if (holdsItsCopy(stage, items)) found.insert(stage.to);
@@ -229,14 +239,26 @@ class Run {
         logWarning("reading folder: {}", error.message());
       }
     }
+    // Copies sent together wait in a staging folder of their own, which goes as a whole.
+    std::set<std::string> batchFolders;
     for (const Journal::Stage& stage : journal_.stages) {
       const std::string folder = *RemotePath::parent(stage.staged);
-      if (items.contains(stage.staged)) {
-        files_.discardStage(stage.staged);
-      } else if (holdsStage(stage)) {
+      const auto batch = StagedName::of(RemotePath::name(folder));
+      const bool sentTogether = batch && batch->id == stage.id;
+      if (holdsStage(stage)) {
         manifest_.files[stage.mac] = stage.copied;
+      } else if (!sentTogether && items.contains(stage.staged)) {
+        files_.discardStage(stage.staged);
       }
-      files_.dropRecord(folder, stage.id);
+      if (sentTogether) {
+        batchFolders.insert(folder);
+      } else {
+        files_.dropRecord(folder, stage.id);
+      }
+    }
+    for (const std::string& folder : batchFolders) {
+      files_.discardStage(folder);
+      files_.dropRecord(*RemotePath::parent(folder), StagedName::of(RemotePath::name(folder))->id);
     }
     save();
     journal_ = Journal{};
@@ -477,52 +499,112 @@ class Run {
     files_.dropRecord(*RemotePath::parent(stage.staged), stage.id);
   }
 
-  // A new copy sent and waiting to be put in place with others; the action waits beside it.
+  // A new copy waiting to be sent and put in place with others.
   void stage(const std::string& mac, const std::string& to, bool keptBoth) {
-    pending_.push_back(send(mac, to, keptBoth));
+    pending_.push_back({mac, to, keptBoth});
+    pendingBytes_ += sizeOf(mac);
     waiting_ = true;
   }
 
-  // Puts the staged new copies under their names, in one run, and records those that
-  // arrived; a copy whose name was taken meanwhile is erased.
+  // The name a copy arrives under in the batch's staging folder: its own where the tablet can
+  // hold it and no other copy of the batch has it, so that most go in one push.
+  static std::string arrivalName(const std::string& mac, std::set<std::string>& taken) {
+    std::string name = RemotePath::name(mac);
+    if (!utf8::isValid(name) || !RemotePath::isValidName(name) ||
+        RemotePath::fatSafeName(name) != name || taken.contains(utf8::asciiLowered(name))) {
+      for (int number = 1; taken.contains(name = fmt::format("{}", number)); ++number) {
+      }
+    }
+    taken.insert(utf8::asciiLowered(name));
+    return name;
+  }
+
+  // Sends the waiting new copies into one staging folder, puts them under their names in a
+  // few runs, and records those that arrived; a copy whose name was taken meanwhile is erased.
+  // The journal knows the batch before anything is sent, and what arrived before it moves.
   void publish() {
     if (pending_.empty()) return;
+    const std::string id = StagingRecord::newId();
+    const std::string staging = tabletFolder_ + "/" + std::string(AdbFiles::partialPrefix) + id;
+    std::vector<AdbFiles::Arrival> arrivals;
     std::vector<Plan::Action> actions;
-    const std::vector<bool> found = stamped(pending_);
+    std::set<std::string> taken;
+    std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < pending_.size(); ++i) {
-      if (found[i]) {
-        journal_.stages.push_back(pending_[i]);
+      const Waiting& waiting = pending_[i];
+      try {
+        const CopiedFile copied = recordOf(waiting.mac, waiting.to, waiting.keptBoth);
+        const std::string name = arrivalName(waiting.mac, taken);
+        arrivals.push_back({options_.macFolder / waiting.mac, name});
+        journal_.stages.push_back(
+            {id, waiting.mac, staging + "/" + name, onTablet(waiting.to), "", copied});
         actions.push_back(waitingActions_[i]);
-      } else {
-        summary_.failures.push_back({pending_[i].mac, notWhereSent(pending_[i].mac)});
+        bytes += copied.size;
+      } catch (const Error& error) {
+        summary_.failures.push_back({waiting.mac, error.message()});
       }
     }
     pending_.clear();
+    pendingBytes_ = 0;
     waitingActions_.clear();
+    if (arrivals.empty()) return;
+    saveJournal();
+    std::map<std::string, ReadingTree::Item> sent;
+    const std::int64_t before = event_.bytesDone;
+    try {
+      Bytes progress(*this);
+      sent = files_.pushMany(staging, arrivals, bytes, &progress);
+    } catch (const Cancelled&) {
+      throw;
+    } catch (const Error& error) {
+      // Nothing of the batch is left on the tablet.
+      for (const Journal::Stage& staged : journal_.stages)
+        summary_.failures.push_back({staged.mac, error.message()});
+      clearJournal();
+      return;
+    }
+    event_.bytesDone = before + static_cast<std::int64_t>(bytes);
+    std::vector<Journal::Stage> whole;
+    std::vector<Plan::Action> wholeActions;
+    for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
+      Journal::Stage& staged = journal_.stages[i];
+      const auto item = sent.find(arrivals[i].name);
+      if (item == sent.end() || item->second.isFolder || item->second.size != staged.copied.size) {
+        summary_.failures.push_back({staged.mac, notWhole(staged.mac)});
+        continue;
+      }
+      staged.identity = item->second.identity.value_or("");
+      staged.copied.tabletSize = item->second.size;
+      staged.copied.tabletModified = item->second.modified;
+      whole.push_back(staged);
+      wholeActions.push_back(actions[i]);
+    }
+    journal_.stages = std::move(whole);
     saveJournal();
     std::vector<std::pair<std::string, std::string>> moves;
     for (const Journal::Stage& staged : journal_.stages)
       moves.emplace_back(staged.staged, staged.to);
-    std::set<std::string> landed;
+    std::map<std::string, ReadingTree::Item> now;
     std::optional<std::string> failure;
     try {
-      landed = files_.publishStaged(moves);
+      now = files_.publishMany(staging, moves);
     } catch (const Cancelled&) {
       throw;
     } catch (const Error& error) {
       failure = error.message();
       // When the tablet cannot say either, the journal stays for the next run to settle.
-      landed = arrived(journal_.stages);
+      now = files_.readingItems(stagedAndTargets(journal_.stages));
+      files_.discardStage(staging);
+      files_.dropRecord(tabletFolder_, id);
     }
     for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
       const Journal::Stage& staged = journal_.stages[i];
-      if (landed.contains(staged.to)) {
+      if (holdsItsCopy(staged, now)) {
         manifest_.files[staged.mac] = staged.copied;
         ++(staged.copied.keptBoth ? summary_.keptBoth : summary_.copied);
-        summary_.done.push_back(actions[i]);
+        summary_.done.push_back(wholeActions[i]);
         continue;
       }
-      forget(staged);
       summary_.failures.push_back(
           {staged.mac, failure.value_or(fmt::format("'{}' is taken",
                                                     RemotePath::escapedForDisplay(staged.to)))});
@@ -543,8 +625,14 @@ class Run {
   ReadingFolderSummary summary_;
   ReadingFolderSyncEvent event_;
   bool waiting_ = false;  // the action under way waits to be published
-  // New copies sent and not yet journalled, with their actions.
-  std::vector<Journal::Stage> pending_;
+  // New copies waiting to be sent together, with their actions.
+  struct Waiting {
+    std::string mac;
+    std::string to;  // relative to the tablet folder
+    bool keptBoth = false;
+  };
+  std::vector<Waiting> pending_;
+  std::int64_t pendingBytes_ = 0;
   std::vector<Plan::Action> waitingActions_;
 };
 

@@ -4,9 +4,11 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -16,9 +18,8 @@ namespace lumivale::testing {
 
 using Files = std::map<std::string, std::string>;  // relative path -> bytes
 
-// `lumivale folder ...` as a user runs it, with a folder here and the tablet's folder to look
-// at and change.
-class ReadingFolderCliTest : public FilesCliTest {
+// Runs `lumivale folder` as a user does, with a Reading folder of the test's own.
+class FolderCliTest : public FilesCliTest {
  protected:
   void SetUp() override {
     FilesCliTest::SetUp();
@@ -70,6 +71,49 @@ class ReadingFolderCliTest : public FilesCliTest {
       found[path] = {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
     return found;
+  }
+
+  // A folder copied once, then changed on both sides: new files, edits, deletions and a
+  // file changed on both sides, so a run does every kind of step.
+  void carriedOnce() {
+    std::filesystem::remove_all(mac);
+    std::filesystem::remove_all(tabletFolder());
+    std::filesystem::remove_all(local / "config");
+    std::filesystem::create_directories(local / "config");
+    for (int i = 0; i < 12; ++i)
+      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 1 of r{}", i));
+    for (int i = 0; i < 3; ++i)
+      onMac(fmt::format("d{}.pdf", i), "to be deleted");
+    onMac("both.pdf", "version 1 of both");
+    choose({"--remove-deleted", "on"});
+    sync();
+    onTabletFolder("mine.txt", "the user's");
+    onTabletFolder("both.pdf", "changed on the tablet");
+    onMac("both.pdf", "version 2 of both");
+    for (int i = 0; i < 3; ++i)
+      std::filesystem::remove(mac / fmt::format("d{}.pdf", i));
+    for (int i = 0; i < 12; ++i) {
+      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 2 of r{}", i));
+      onMac(fmt::format("n{:02}.pdf", i), fmt::format("new file {}", i));
+    }
+  }
+  // `lumivale folder sync --json` started as the leader of a process group of its own.
+  std::shared_ptr<Spawn::Child> syncAlone() const {
+    auto full = command({"sync", "--json"});
+    full.insert(full.begin(), LUMIVALE_CLI_BINARY);
+    return Spawn::launch("/usr/bin/setsid", full, environment, false, true);
+  }
+
+  // What a run of carriedOnce's changes leaves, with or without a kill.
+  static Files afterTheChanges() {
+    Files expected{{"mine.txt", "the user's"},
+                   {"both.pdf", "changed on the tablet"},
+                   {"both (from Mac).pdf", "version 2 of both"}};
+    for (int i = 0; i < 12; ++i) {
+      expected[fmt::format("n{:02}.pdf", i)] = fmt::format("new file {}", i);
+      expected[fmt::format("r{:02}.pdf", i)] = fmt::format("version 2 of r{}", i);
+    }
+    return expected;
   }
 
   std::filesystem::path mac;

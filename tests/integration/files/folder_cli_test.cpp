@@ -1,10 +1,4 @@
 // `lumivale folder` as a user runs it, against the stand-in tablet.
-#include <signal.h>
-
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <thread>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -20,40 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-class FolderCliTest : public ReadingFolderCliTest {
- protected:
-  // A folder copied once, then changed on both sides: new files, edits, deletions and a
-  // file changed on both sides, so a run does every kind of step.
-  void carriedOnce() {
-    fs::remove_all(mac);
-    fs::remove_all(tabletFolder());
-    fs::remove_all(local / "config");
-    fs::create_directories(local / "config");
-    for (int i = 0; i < 12; ++i)
-      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 1 of r{}", i));
-    for (int i = 0; i < 3; ++i)
-      onMac(fmt::format("d{}.pdf", i), "to be deleted");
-    onMac("both.pdf", "version 1 of both");
-    choose({"--remove-deleted", "on"});
-    sync();
-    onTabletFolder("mine.txt", "the user's");
-    onTabletFolder("both.pdf", "changed on the tablet");
-    onMac("both.pdf", "version 2 of both");
-    for (int i = 0; i < 3; ++i)
-      fs::remove(mac / fmt::format("d{}.pdf", i));
-    for (int i = 0; i < 12; ++i) {
-      onMac(fmt::format("r{:02}.pdf", i), fmt::format("version 2 of r{}", i));
-      onMac(fmt::format("n{:02}.pdf", i), fmt::format("new file {}", i));
-    }
-  }
-  // `lumivale folder sync --json` started as the leader of a process group of its own.
-  std::shared_ptr<Spawn::Child> syncAlone() const {
-    auto full = command({"sync", "--json"});
-    full.insert(full.begin(), LUMIVALE_CLI_BINARY);
-    return Spawn::launch("/usr/bin/setsid", full, environment, false, true);
-  }
-};
 
 TEST_F(FolderCliTest, AFirstCopyThenAnEditHereReplacesTheUnchangedCopy) {
   const ToolRun none = lumivale({"sync"});
@@ -205,90 +165,6 @@ TEST_F(FolderCliTest, WithRemovalOffAFileDeletedHereStaysOnTheTablet) {
   fs::remove(mac / "b.pdf");
   EXPECT_EQ(sync()["removed"], 1);
   EXPECT_EQ(tabletFiles(), (Files{{"a.pdf", "a"}}));
-}
-
-// What a run of this test's changes leaves, with or without a kill.
-Files afterTheChanges() {
-  Files expected{{"mine.txt", "the user's"},
-                 {"both.pdf", "changed on the tablet"},
-                 {"both (from Mac).pdf", "version 2 of both"}};
-  for (int i = 0; i < 12; ++i) {
-    expected[fmt::format("n{:02}.pdf", i)] = fmt::format("new file {}", i);
-    expected[fmt::format("r{:02}.pdf", i)] = fmt::format("version 2 of r{}", i);
-  }
-  return expected;
-}
-
-// The same run killed at a few moments: after each, the second run ends where an
-// uninterrupted run does, no visible file is ever half-written, and nothing finished is
-// copied again.
-TEST_F(FolderCliTest, ARunKilledAtAnyMomentIsFinishedByTheNext) {
-  const fs::path journal = local / "config" / "Reading folder";
-  // Each moment: a sign the run has come that far.
-  const std::vector<std::pair<std::string, std::function<bool()>>> moments{
-      {"a copy waits to be put in place",
-       [&] {
-         for (const auto& item : fs::directory_iterator(journal))
-           if (item.path().string().ends_with(".set-aside.json")) return true;
-         return false;
-       }},
-      {"a removal is done", [&] { return !fs::exists(tabletFolder() / "d0.pdf"); }},
-      {"new copies are in place", [&] { return fs::exists(tabletFolder() / "n00.pdf"); }},
-      {"a replacement is in place",
-       [&] {
-         std::ifstream in(tabletFolder() / "r05.pdf");
-         std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-         return text.starts_with("version 2");
-       }},
-  };
-  for (const auto& [moment, reached] : moments) {
-    SCOPED_TRACE(moment);
-    carriedOnce();
-    const Files before = tabletFiles();
-
-    auto child = syncAlone();
-    // Every visible file, at every look, holds whole bytes: its old or its new version.
-    const Files after = afterTheChanges();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-    while (!reached() && !child->endsBy(std::chrono::steady_clock::now())) {
-      for (const auto& [path, bytes] : tabletFiles()) {
-        const bool whole = (before.contains(path) && before.at(path) == bytes) ||
-                           (after.contains(path) && after.at(path) == bytes);
-        EXPECT_TRUE(whole) << path << " holds " << bytes;
-      }
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    ::kill(-child->pid(), SIGKILL);
-    EXPECT_EQ(child->wait(), 128 + SIGKILL) << "the run ended before it was killed";
-    const Files killed = tabletFiles();
-
-    const nlohmann::json second = sync();
-    for (const auto& step : second["done"]) {
-      if (step["action"] != "copy" && step["action"] != "keepBoth") continue;
-      const std::string to =
-          step["action"] == "copy" ? step["to"].get<std::string>() : step["as"].get<std::string>();
-      EXPECT_FALSE(killed.contains(to) && killed.at(to) == after.at(to))
-          << to << " was copied again";
-    }
-    std::vector<std::string> hidden;
-    EXPECT_EQ(tabletFiles(&hidden), after);
-    EXPECT_THAT(hidden, IsEmpty());
-    EXPECT_EQ(json({"plan", "--json"})["actions"], nlohmann::json::array());
-  }
-}
-
-TEST_F(FolderCliTest, ARunStoppedWithCtrlCIsFinishedByTheNext) {
-  carriedOnce();
-  auto child = syncAlone();
-  ASSERT_TRUE(eventually([&] { return fs::exists(tabletFolder() / "n00.pdf"); }));
-  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
-  ::kill(-child->pid(), SIGINT);
-  EXPECT_EQ(child->wait(), 130);
-  sync();
-  std::vector<std::string> hidden;
-  EXPECT_EQ(tabletFiles(&hidden), afterTheChanges());
-  EXPECT_THAT(hidden, IsEmpty());
 }
 
 }  // namespace

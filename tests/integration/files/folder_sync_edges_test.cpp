@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using FolderSyncEdgesTest = ReadingFolderCliTest;
+using FolderSyncEdgesTest = FolderCliTest;
 
 TEST_F(FolderSyncEdgesTest, NothingIsRemovedWhileTheFolderCannotBeReadWhole) {
   if (!OpenTrap::available()) GTEST_SKIP() << "needs fanotify permission events (root)";

@@ -9,7 +9,7 @@
 namespace lumivale::testing {
 namespace {
 
-class FolderWatchTest : public ReadingFolderCliTest {
+class FolderWatchTest : public FolderCliTest {
  protected:
   std::unique_ptr<LineReadingRun> watch() const {
     return std::make_unique<LineReadingRun>(LUMIVALE_CLI_BINARY, command({"watch"}), environment);

@@ -92,25 +92,38 @@ TEST_F(ReadingFolderStepsTest, AStagedCopyArrivesHiddenAndTakesOnlyAFreeName) {
   EXPECT_EQ(read("/sdcard/F/Taken.pdf"), "the user's");
 }
 
-TEST_F(ReadingFolderStepsTest, ManyStagedCopiesArePublishedTogetherEachOnlyOnAFreeName) {
+TEST_F(ReadingFolderStepsTest, ManyCopiesAreSentTogetherAndEachTakesOnlyAFreeName) {
   files->makeDirectory("/sdcard/F/Sub", true);
   write("/sdcard/F/Taken.pdf", "the user's");
-  std::vector<std::pair<std::string, std::string>> moves;
-  for (const std::string path :
-       {"/sdcard/F/a.pdf", "/sdcard/F/Sub/it's [2].pdf", "/sdcard/F/taken.pdf"}) {
-    const std::string folder = path.substr(0, path.rfind('/'));
-    const std::string name = path.substr(folder.size() + 1);
-    moves.emplace_back(files->pushStaged(localFile(name, "copy of " + name), folder, name), path);
-  }
-  EXPECT_THAT(files->publishStaged(moves),
-              ElementsAre("/sdcard/F/Sub/it's [2].pdf", "/sdcard/F/a.pdf"));
-  EXPECT_EQ(read("/sdcard/F/a.pdf"), "copy of a.pdf");
-  EXPECT_EQ(read("/sdcard/F/Sub/it's [2].pdf"), "copy of it's [2].pdf");
+  const std::string staging = "/sdcard/F/.lumivale-partial-0123456789abcdef";
+  // Sent under their own names but one, whose name the tablet cannot hold.
+  const std::vector<AdbFiles::Arrival> arrivals{
+      {localFile("a.pdf", "copy of a"), "a.pdf"},
+      {localFile("Sub/it's [2].pdf", "copy of it's [2]"), "it's [2].pdf"},
+      {localFile("taken.pdf", "ours"), "taken.pdf"},
+      {localFile("what?.pdf", "asked"), "1"}};
+  const auto sent = files->pushMany(staging, arrivals, 30);
+  ASSERT_THAT(sent, ElementsAre(Key("1"), Key("a.pdf"), Key("it's [2].pdf"), Key("taken.pdf")));
+  EXPECT_EQ(sent.at("a.pdf").size, 9);
+  EXPECT_EQ(read(staging + "/1"), "asked");
+  EXPECT_FALSE(fs::exists(onTablet("/sdcard/F/a.pdf")));
+  EXPECT_EQ(leftoversIn("/sdcard/F").size(), 2u) << "the staging folder and its record";
+
+  const auto now =
+      files->publishMany(staging, {{staging + "/a.pdf", "/sdcard/F/a.pdf"},
+                                   {staging + "/it's [2].pdf", "/sdcard/F/Sub/it's [2].pdf"},
+                                   {staging + "/taken.pdf", "/sdcard/F/taken.pdf"},
+                                   {staging + "/1", "/sdcard/F/what_.pdf"}});
+  // A moved copy keeps its identity; the one whose name was taken did not move.
+  EXPECT_EQ(now.at("/sdcard/F/a.pdf").identity, sent.at("a.pdf").identity);
+  EXPECT_EQ(now.at("/sdcard/F/what_.pdf").identity, sent.at("1").identity);
+  EXPECT_NE(now.at("/sdcard/F/taken.pdf").identity, sent.at("taken.pdf").identity);
+  EXPECT_EQ(read("/sdcard/F/a.pdf"), "copy of a");
+  EXPECT_EQ(read("/sdcard/F/Sub/it's [2].pdf"), "copy of it's [2]");
+  EXPECT_EQ(read("/sdcard/F/what_.pdf"), "asked");
   EXPECT_EQ(read("/sdcard/F/Taken.pdf"), "the user's");
-  EXPECT_THAT(leftoversIn("/sdcard/F/Sub"), IsEmpty());
-  // The copy that found its name taken is still staged, with its record, for the caller.
-  EXPECT_EQ(leftoversIn("/sdcard/F").size(), 2u);
-  EXPECT_TRUE(fs::exists(onTablet(moves[2].first)));
+  // The staging folder goes with what is left in it, and its record.
+  EXPECT_THAT(leftoversIn("/sdcard/F"), IsEmpty());
 }
 
 TEST_F(ReadingFolderStepsTest, AReplacementGoesInOnlyOverTheCopyAsItWasSeen) {

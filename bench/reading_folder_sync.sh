@@ -1,0 +1,83 @@
+#!/usr/bin/env bash
+# `lumivale folder sync` against a stand-in tablet, each case beside the bare adb it stands
+# for: the first copy of BENCH_FILES files (2,000 unless said) of 100 KB against one
+# `adb push` of the folder, a sync with nothing changed against one `adb shell find -printf`
+# listing of the tablet folder, and a sync with one file changed. Prints times, ratios and
+# how many adb runs each sync makes. Uses the bench preset's builds, made when missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+files=${BENCH_FILES:-2000}
+again=${BENCH_RUNS:-5}
+# shellcheck source=bench/bench_programs.sh
+source bench/bench_programs.sh
+
+# shellcheck source=bench/standin_session.sh
+source bench/standin_session.sh
+export LUMIVALE_CONFIG_DIR=$work/config LUMIVALE_STANDIN_ONLY=1
+serial=$LUMIVALE_STANDIN_SERIAL
+
+# shellcheck source=bench/counted_adb.sh
+source bench/counted_adb.sh
+
+mkdir -p "$work/Reading"
+for i in $(seq -w 1 "$files"); do
+  head -c 102400 /dev/urandom >"$work/Reading/file-$i.bin"
+done
+
+now() { date +%s.%N; }
+since() { echo "$(now) $1" | awk '{ print $1 - $2 }'; }
+ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
+# timed COMMAND...: the seconds it took, its output dropped
+timed() {
+  local start
+  start=$(now)
+  "$@" >/dev/null
+  since "$start"
+}
+# sync_runs: seconds of one `lumivale folder sync`, and its adb runs counted into $runs
+sync_runs() {
+  : >"$work/adb-runs"
+  seconds=$(timed "$lumivale" folder sync)
+  runs=$(wc -l <"$work/adb-runs")
+}
+
+tablet_folder="/sdcard/Documents/From Mac"
+adb -s "$serial" shell mkdir -p /sdcard/Documents
+# The first run asks adb for its version, which is then remembered.
+"$lumivale" folder choose "$work/Reading" >/dev/null
+
+raw_push=$(timed adb -s "$serial" push "$work/Reading" /sdcard/Documents/)
+adb -s "$serial" shell rm -r /sdcard/Documents/Reading
+
+sync_runs
+first=$seconds first_runs=$runs
+
+raw_list=0
+for _ in $(seq "$again"); do
+  raw_list=$(echo "$raw_list $(timed adb -s "$serial" shell find "'$tablet_folder/'" -printf "'%M|%s|%T@|'" -print0)" |
+    awk '{ print $1 + $2 }')
+done
+raw_list=$(echo "$raw_list $again" | awk '{ print $1 / $2 }')
+
+unchanged=0
+for _ in $(seq "$again"); do
+  sync_runs
+  unchanged=$(echo "$unchanged $seconds" | awk '{ print $1 + $2 }')
+done
+unchanged=$(echo "$unchanged $again" | awk '{ print $1 / $2 }') unchanged_runs=$runs
+
+one=0
+for _ in $(seq "$again"); do
+  head -c 102400 /dev/urandom >"$work/Reading/file-$(printf '%0*d' ${#files} 7).bin"
+  sync_runs
+  one=$(echo "$one $seconds" | awk '{ print $1 + $2 }')
+done
+one=$(echo "$one $again" | awk '{ print $1 / $2 }') one_runs=$runs
+
+echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB)"
+printf '  first copy        %6.2f s   bare adb push of the folder %6.2f s   ratio %s   %s adb runs\n' \
+  "$first" "$raw_push" "$(ratio "$first" "$raw_push")" "$first_runs"
+printf '  nothing changed   %6.3f s   bare find -printf listing   %6.3f s   ratio %s   %s adb runs\n' \
+  "$unchanged" "$raw_list" "$(ratio "$unchanged" "$raw_list")" "$unchanged_runs"
+printf '  one file changed  %6.3f s   %s adb runs\n' "$one" "$one_runs"

@@ -1,0 +1,188 @@
+// `lumivale folder sync` stopped at any moment, SIGKILL included: the next run finishes the
+// work, no visible file is ever half-written and nothing finished is sent again.
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <random>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "tests/integration/eventually.h"
+#include "tests/integration/files/folder_cli.h"
+
+namespace lumivale::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::IsEmpty;
+
+std::string realAdb() {
+  std::istringstream path(std::getenv("PATH") != nullptr ? std::getenv("PATH") : "/usr/bin");
+  for (std::string folder; std::getline(path, folder, ':');) {
+    if (::access((fs::path(folder) / "adb").c_str(), X_OK) == 0) return folder + "/adb";
+  }
+  return "/usr/bin/adb";
+}
+
+// What one killed run left and what the next one did.
+struct Outcome {
+  bool killed = false;  // false: the run had ended before the kill
+  int finished = 0;     // copies whole under their names when the run was killed
+  int sentAgain = 0;    // copies the next run sent, unfinished at the kill
+};
+
+class FolderKillTest : public FolderCliTest {
+ protected:
+  void SetUp() override {
+    FolderCliTest::SetUp();
+    // The adb the program finds notes the sources of every push, then hands over.
+    const fs::path tools = local / "sdk" / "platform-tools";
+    fs::create_directories(tools);
+    pushes = local / "pushes";
+    std::ofstream(tools / "adb") << "#!/bin/sh\n"
+                                 << "if [ \"$3\" = push ]; then printf '%s\\n' \"$@\" >>'"
+                                 << pushes.string() << "'; fi\n"
+                                 << "exec '" << realAdb() << "' \"$@\"\n";
+    fs::permissions(tools / "adb", fs::perms::owner_all);
+    environment["ANDROID_HOME"] = (local / "sdk").string();
+  }
+
+  // The computer files whose pushes were noted, each as often as it was sent.
+  std::map<std::string, int> sent() const {
+    std::map<std::string, int> count;
+    std::ifstream in(pushes);
+    for (std::string line; std::getline(in, line);) {
+      if (line.starts_with(mac.string() + "/")) ++count[line.substr(mac.string().size() + 1)];
+    }
+    return count;
+  }
+
+  // The computer file a tablet copy of carriedOnce comes from.
+  static std::string macOf(const std::string& copy) {
+    return copy == "both (from Mac).pdf" ? "both.pdf" : copy;
+  }
+
+  // carriedOnce's run, killed with its adb runs once `until` returns; then the next run.
+  Outcome killAndFinish(const std::function<void(Spawn::Child&)>& until) {
+    carriedOnce();
+    const Files before = tabletFiles();
+    const Files after = afterTheChanges();
+    fs::remove(pushes);
+    auto child = syncAlone();
+    until(*child);
+    Outcome outcome;
+    outcome.killed = child->signalIfRunning(0) && ::kill(-child->pid(), SIGKILL) == 0;
+    child->wait();
+    // At the kill, every visible file holds whole bytes: its old or its new version.
+    const Files killed = tabletFiles();
+    std::set<std::string> finished;
+    for (const auto& [path, bytes] : killed) {
+      const bool old = before.contains(path) && before.at(path) == bytes;
+      const bool now = after.contains(path) && after.at(path) == bytes;
+      EXPECT_TRUE(old || now) << path << " holds " << bytes;
+      if (now && !old) finished.insert(macOf(path));
+    }
+    outcome.finished = static_cast<int>(finished.size());
+
+    fs::remove(pushes);
+    const nlohmann::json second = json({"sync", "--json"});
+    EXPECT_EQ(second["failures"], nlohmann::json::array());
+    for (const auto& [file, times] : sent()) {
+      EXPECT_FALSE(finished.contains(file)) << file << " was sent again once in place";
+      EXPECT_EQ(times, 1) << file;
+      ++outcome.sentAgain;
+    }
+    std::vector<std::string> hidden;
+    EXPECT_EQ(tabletFiles(&hidden), after);
+    EXPECT_THAT(hidden, IsEmpty());
+    EXPECT_EQ(json({"plan", "--json"})["actions"], nlohmann::json::array());
+    return outcome;
+  }
+
+  fs::path pushes;
+};
+
+TEST_F(FolderKillTest, ARunKilledAtChosenMomentsIsFinishedByTheNext) {
+  // Each moment: a sign the run has come that far.
+  const std::vector<std::pair<std::string, std::function<bool()>>> moments{
+      {"copies are sent", [&] { return fs::exists(pushes); }},
+      {"a removal is done", [&] { return !fs::exists(tabletFolder() / "d0.pdf"); }},
+      {"new copies are in place", [&] { return fs::exists(tabletFolder() / "n00.pdf"); }},
+      {"a replacement is in place",
+       [&] {
+         std::ifstream in(tabletFolder() / "r05.pdf");
+         std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+         return text.starts_with("version 2");
+       }},
+  };
+  for (const auto& [moment, reached] : moments) {
+    SCOPED_TRACE(moment);
+    const Outcome outcome = killAndFinish([&](Spawn::Child& child) {
+      const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+      while (!reached() && !child.endsBy(std::chrono::steady_clock::now())) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      }
+    });
+    EXPECT_TRUE(outcome.killed) << "the run ended before it was killed";
+  }
+}
+
+// SIGKILL at random moments of the run (LUMIVALE_KILL_TRIES of them, 6 unless said), the
+// figures printed at the end.
+TEST_F(FolderKillTest, ARunKilledAtRandomMomentsIsFinishedByTheNext) {
+  const char* asked = std::getenv("LUMIVALE_KILL_TRIES");
+  const int tries = asked != nullptr ? std::atoi(asked) : 6;
+  // How long a whole run takes here, to spread the kills over.
+  carriedOnce();
+  const auto start = std::chrono::steady_clock::now();
+  auto whole = syncAlone();
+  ASSERT_EQ(whole->wait(), 0);
+  const auto span = std::chrono::steady_clock::now() - start;
+
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE(::testing::Message() << "seed " << seed);
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<std::int64_t> moment(
+      0, std::chrono::duration_cast<std::chrono::microseconds>(span).count());
+  int killed = 0;
+  int finished = 0;
+  int sentAgain = 0;
+  for (int attempt = 0; attempt < tries; ++attempt) {
+    SCOPED_TRACE(::testing::Message() << "kill " << attempt + 1);
+    const auto at = std::chrono::microseconds(moment(random));
+    const Outcome outcome = killAndFinish(
+        [&](Spawn::Child& child) { child.endsBy(std::chrono::steady_clock::now() + at); });
+    killed += outcome.killed ? 1 : 0;
+    finished += outcome.finished;
+    sentAgain += outcome.sentAgain;
+  }
+  std::cout << fmt::format(
+      "{} kills ({} landed in the run, a whole run taking {} ms): {} copies were in place at "
+      "the kill and none was sent again; the next runs sent {} unfinished ones once each\n",
+      tries, killed, std::chrono::duration_cast<std::chrono::milliseconds>(span).count(), finished,
+      sentAgain);
+}
+
+TEST_F(FolderKillTest, ARunStoppedWithCtrlCIsFinishedByTheNext) {
+  carriedOnce();
+  auto child = syncAlone();
+  ASSERT_TRUE(eventually([&] { return fs::exists(tabletFolder() / "n00.pdf"); }));
+  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
+  ::kill(-child->pid(), SIGINT);
+  EXPECT_EQ(child->wait(), 130);
+  sync();
+  std::vector<std::string> hidden;
+  EXPECT_EQ(tabletFiles(&hidden), afterTheChanges());
+  EXPECT_THAT(hidden, IsEmpty());
+}
+
+}  // namespace
+}  // namespace lumivale::testing
