@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/integration/eventually.h"
 #include "tests/integration/files/folder_cli.h"
 
 namespace lumivale::testing {
@@ -13,7 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 TEST_F(FolderCliTest, AFirstCopyThenAnEditHereReplacesTheUnchangedCopy) {
   const ToolRun none = lumivale({"sync"});
