@@ -24,7 +24,10 @@ QWidget* laterPane(const QString& what) {
 
 }  // namespace
 
-AppParts::AppParts() = default;
+AppParts::AppParts() {
+  // A profile changes settings behind the Desk pane's back.
+  QObject::connect(&profiles, &ProfilesController::finished, &desk, &DeskController::readAll);
+}
 
 void AppParts::start() {
   tracker.start();
@@ -35,7 +38,7 @@ void AppParts::start() {
 std::unique_ptr<MainWindow> AppParts::makeWindow() {
   auto window = std::make_unique<MainWindow>(companion::AppSettingsStore::standard());
   window->addPane(QObject::tr("Devices"), new DevicesPane(devices));
-  window->addPane(QObject::tr("Desk"), new TabletGate(tracker, new DeskPane(desk)));
+  window->addPane(QObject::tr("Desk"), new TabletGate(tracker, new DeskPane(desk, profiles)));
   window->addPane(QObject::tr("Files"), new TabletGate(tracker, new FilesPane(files)));
   window->addPane(QObject::tr("Reading folder"), laterPane(QObject::tr("The Reading folder")));
   window->addPane(QObject::tr("Clipboard"), laterPane(QObject::tr("The shared clipboard")));

@@ -6,6 +6,7 @@
 
 #include "app/account/account_controller.h"
 #include "app/desk/desk_controller.h"
+#include "app/desk/profiles_controller.h"
 #include "app/devices/devices_controller.h"
 #include "app/files/files_controller.h"
 #include "app/settings/settings_controller.h"
@@ -31,6 +32,7 @@ class AppParts {
   TabletTracker tracker;
   DevicesController devices{tracker};
   DeskController desk{tracker};
+  ProfilesController profiles{tracker};
   FilesController files{tracker};
   AccountController account;
   SettingsController settings;

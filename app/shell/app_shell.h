@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+
+#include <QObject>
+
+#include "app/shell/app_parts.h"
+#include "app/shell/main_window.h"
+#include "app/shell/tray_item.h"
+
+namespace lumivale::app {
+
+// The window and the tray item together. While the item is in a tray, closing the window
+// keeps the app running there; without one the window is the app, is never hidden, and
+// closing it quits.
+class AppShell : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit AppShell(AppParts& parts, QObject* parent = nullptr);
+
+  // Shows the window, unless `minimized` asks to start in the tray and there is one.
+  void start(bool minimized);
+
+  MainWindow& window() { return *window_; }
+  TrayItem& tray() { return tray_; }
+
+ public slots:
+  void openWindow();
+
+ private:
+  void trayShown(bool shown);
+
+  AppParts& parts_;
+  std::unique_ptr<MainWindow> window_;
+  TrayItem tray_;
+};
+
+}  // namespace lumivale::app

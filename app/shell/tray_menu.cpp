@@ -1,0 +1,96 @@
+#include "app/shell/tray_menu.h"
+
+#include <QActionGroup>
+
+#include "app/shell/shown_text.h"
+#include "companion/profile_words.h"
+#include "core/device-settings/desk_profile.h"
+#include "core/device-settings/device_settings.h"
+
+namespace lumivale::app {
+namespace {
+
+// Steps a menu can offer over a level (a tray menu has no sliders on every desktop).
+constexpr int levelSteps[] = {0, 64, 128, 192, 255};
+
+}  // namespace
+
+TrayMenu::TrayMenu(AppParts& parts, QWidget* parent) : QMenu(parent), parts_(parts) {
+  state_ = addAction(QString());
+  state_->setEnabled(false);
+  levelMenu("warmth");
+  levelMenu("brightness");
+
+  addSeparator();
+  for (const DeskProfile& profile : DeskProfiles::all()) {
+    QAction* action = addAction(qText(profile.title));
+    connect(action, &QAction::triggered, &parts_.profiles,
+            [this, name = qText(profile.name)] { parts_.profiles.apply(name); });
+    profileActions_ << action;
+  }
+  restore_ = addAction(tr("Restore settings"));
+  connect(restore_, &QAction::triggered, &parts_.profiles, &ProfilesController::restore);
+  activeProfile_ = addAction(QString());
+  activeProfile_->setEnabled(false);
+
+  addSeparator();
+  connect(addAction(tr("Open Lumivale")), &QAction::triggered, this, &TrayMenu::openWindow);
+  connect(addAction(tr("Quit Lumivale")), &QAction::triggered, this, &TrayMenu::quit);
+
+  connect(&parts_.tracker, &TabletTracker::changed, this, &TrayMenu::showTablet);
+  connect(&parts_.desk, &DeskController::settingsRead, this, &TrayMenu::showTablet);
+  connect(&parts_.desk, &DeskController::settingChanged, this,
+          [this](const QString& id) { showLevel(id.toStdString()); });
+  connect(&parts_.profiles, &ProfilesController::statusChanged, this, &TrayMenu::showProfiles);
+  showTablet();
+}
+
+QMenu* TrayMenu::levelMenu(const std::string& id) {
+  QMenu* menu = addMenu(QString());
+  auto* steps = new QActionGroup(menu);
+  for (int step : levelSteps) {
+    QAction* action = menu->addAction(QString::number(step));
+    action->setCheckable(true);
+    action->setData(step);
+    steps->addAction(action);
+    connect(action, &QAction::triggered, &parts_.desk,
+            [this, id, step] { parts_.desk.set(id, SettingValue::level(step)); });
+  }
+  levels_[id] = menu;
+  return menu;
+}
+
+void TrayMenu::showTablet() {
+  const TabletView& view = parts_.tracker.view();
+  state_->setText(view.ready() ? tr("Your Lumivale is ready.") : qText(view.refusal.value_or("")));
+  for (const auto& [id, menu] : levels_)
+    showLevel(id);
+  showProfiles();
+}
+
+void TrayMenu::showLevel(const std::string& id) {
+  auto found = levels_.find(id);
+  if (found == levels_.end()) return;
+  QMenu* menu = found->second;
+  const DeviceSetting& setting = DeviceSettings::settingNamed(id);
+  const DeskSetting& shown = parts_.desk.setting(id);
+  const bool known = parts_.tracker.view().ready() && shown.read;
+  menu->setTitle(known ? qText(setting.title + ": " + setting.display(shown.value))
+                       : qText(setting.title));
+  menu->setEnabled(known);
+  const std::optional<int> level = shown.value ? shown.value->asLevel() : std::nullopt;
+  for (QAction* action : menu->actions())
+    action->setChecked(known && level == action->data().toInt());
+}
+
+void TrayMenu::showProfiles() {
+  const bool ready = parts_.tracker.view().ready();
+  const bool busy = parts_.profiles.busy();
+  for (QAction* action : profileActions_)
+    action->setEnabled(ready && !busy);
+  restore_->setEnabled(ready && !busy && parts_.profiles.active().has_value());
+  activeProfile_->setText(qText(companion::activeText(parts_.profiles.active())));
+  activeProfile_->setVisible(ready);
+}
+
+}  // namespace lumivale::app
