@@ -3,6 +3,7 @@
 #include <QApplication>
 
 #include "app/shell/app_icon.h"
+#include "app/shell/welcome_dialog.h"
 
 namespace lumivale::app {
 
@@ -19,8 +20,20 @@ AppShell::AppShell(AppParts& parts, QObject* parent)
 }
 
 void AppShell::start(bool minimized) {
-  if (!minimized || !tray_.shown()) window_->show();
+  const bool welcoming = WelcomeController::needed();
+  if (welcoming || !minimized || !tray_.shown()) window_->show();
   parts_.start();
+  if (welcoming) startWelcome();
+}
+
+void AppShell::startWelcome() {
+  welcome_ = std::make_unique<WelcomeController>(parts_.tracker);
+  auto* dialog = new WelcomeDialog(*welcome_, window_.get());
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(welcome_.get(), &WelcomeController::finished, this,
+          [this] { window_->showPane(tr("Devices")); });
+  dialog->open();
+  welcome_->start();
 }
 
 void AppShell::openWindow() {

@@ -13,6 +13,7 @@
 #include "app/shell/app_parts.h"
 #include "app/shell/app_shell.h"
 #include "app/tests/app_test_setting.h"
+#include "companion/app_settings_store.h"
 
 namespace lumivale::app {
 namespace {
@@ -70,6 +71,9 @@ class AppTrayTest : public QObject {
   void initTestCase() {
     QCOMPARE(QGuiApplication::platformName(), "xcb");
     setting_ = std::make_unique<testing::AppTestSetting>();
+    // Past the first run: the welcome would keep the window up.
+    companion::AppSettingsStore::standard().update(
+        [](companion::AppSettings& settings) { settings.welcomed = true; });
     parts_ = std::make_unique<AppParts>();
   }
 
