@@ -143,6 +143,47 @@ class AppWindowTest : public QObject {
     QVERIFY(deskPart<QLabel>(window_.get(), "warmth", "error")->text().isEmpty());
   }
 
+  void deskProfilesApplyAndRestoreFromThePane() {
+    window_->showPane("Desk");
+    QWidget* pane = window_->pane("Desk");
+    auto brightness = [&] {
+      return std::stoi(
+          setting_->tablet().shell("settings get system screen_brightness").stdoutData);
+    };
+    const int brightnessBefore = brightness();
+    const int warmthBefore = setting_->warmth();
+    auto* active = pane->findChild<QLabel*>("activeProfile");
+    auto* outcome = pane->findChild<QLabel*>("profileOutcome");
+    QVERIFY(active && outcome);
+    QTRY_COMPARE_WITH_TIMEOUT(active->text(), "No profile is active.", deadline);
+    auto* restore = findButton(pane, "Restore the settings from before the profile");
+    QVERIFY(restore && !restore->isEnabled());
+
+    QSignalSpy finished(&parts_->profiles, &ProfilesController::finished);
+    QTest::mouseClick(findButton(pane, "Go to bed"), Qt::LeftButton);
+    QVERIFY(finished.wait(deadline));
+    QCOMPARE(setting_->warmth(), 220);
+    QCOMPARE(brightness(), 20);
+    QVERIFY2(active->text().startsWith("Go to bed since "), qPrintable(active->text()));
+    QVERIFY2(outcome->text().contains("Warmth: now 220"), qPrintable(outcome->text()));
+    // The settings below show what the profile wrote.
+    QTRY_COMPARE_WITH_TIMEOUT(deskPart<QLabel>(window_.get(), "warmth", "shown")->text(), "220",
+                              deadline);
+
+    // Changed by hand since: left as it is, and said so; the rest go back.
+    setting_->tablet().shell("settings put system screen_brightness 90");
+    QVERIFY(restore->isEnabled());
+    QTest::mouseClick(restore, Qt::LeftButton);
+    QVERIFY(finished.wait(deadline));
+    QCOMPARE(setting_->warmth(), warmthBefore);
+    QCOMPARE(brightness(), 90);
+    QVERIFY2(outcome->text().contains("Brightness: changed since, so left at 90"),
+             qPrintable(outcome->text()));
+    QCOMPARE(active->text(), "No profile is active.");
+    QVERIFY(!restore->isEnabled());
+    QVERIFY(brightnessBefore != 90);
+  }
+
   void theWindowReopensOnThePaneAndAtTheSizeItWasLeft() {
     window_->showPane("Account");
     window_->resize(900, 600);
