@@ -1,6 +1,8 @@
 #include "app/shell/app_shell.h"
 
 #include <QApplication>
+#include <QKeySequence>
+#include <QShortcut>
 
 #include "app/shell/app_icon.h"
 #include "app/shell/welcome_dialog.h"
@@ -11,10 +13,9 @@ AppShell::AppShell(AppParts& parts, QObject* parent)
     : QObject(parent), parts_(parts), window_(parts.makeWindow()), tray_(parts) {
   window_->setWindowIcon(appIcon());
   connect(&tray_, &TrayItem::openWindow, this, &AppShell::openWindow);
-  connect(&tray_, &TrayItem::quit, this, [this] {
-    window_->close();  // keeps the window's place
-    QApplication::quit();
-  });
+  connect(&tray_, &TrayItem::quit, this, &AppShell::quit);
+  auto* quit = new QShortcut(QKeySequence::Quit, window_.get());
+  connect(quit, &QShortcut::activated, this, &AppShell::quit);
   connect(&tray_, &TrayItem::shownChanged, this, &AppShell::trayShown);
   trayShown(tray_.shown());
 }
@@ -34,6 +35,11 @@ void AppShell::startWelcome() {
           [this] { window_->showPane(tr("Devices")); });
   dialog->open();
   welcome_->start();
+}
+
+void AppShell::quit() {
+  window_->close();  // keeps the window's place
+  QApplication::quit();
 }
 
 void AppShell::openWindow() {

@@ -31,6 +31,8 @@ class AppShell : public QObject {
 
  public slots:
   void openWindow();
+  // Closes the window, keeping its place, and ends the app.
+  void quit();
 
  private:
   void trayShown(bool shown);

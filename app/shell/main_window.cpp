@@ -4,6 +4,8 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QKeySequence>
+#include <QShortcut>
 
 #include "core/settings/log.h"
 
@@ -31,6 +33,12 @@ void MainWindow::addPane(const QString& name, QWidget* pane) {
   pane->setAccessibleName(name);
   sidebar_->addItem(name);
   panes_->addWidget(pane);
+  // Ctrl+1 for the first pane, and so on, from anywhere in the window.
+  const int number = sidebar_->count();
+  if (number > 9) return;
+  auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + number)), this);
+  connect(shortcut, &QShortcut::activated, this, [this, name] { showPane(name); });
+  sidebar_->item(number - 1)->setToolTip(shortcut->key().toString(QKeySequence::NativeText));
 }
 
 void MainWindow::restore() {

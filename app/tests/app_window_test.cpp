@@ -104,6 +104,11 @@ class AppWindowTest : public QObject {
     QCOMPARE(window_->currentPane(), "Desk");
     QTest::keyClick(window_->sidebar(), Qt::Key_End);
     QCOMPARE(window_->currentPane(), "Settings");
+    // Ctrl+N reaches the Nth pane from wherever the focus is.
+    window_->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QTest::keyClick(window_->pane("Settings"), Qt::Key_3, Qt::ControlModifier);
+    QCOMPARE(window_->currentPane(), "Files");
 
     QStringList unnamed;
     auto check = [&](QWidget* control) {
