@@ -10,18 +10,13 @@
 #include "app/shell/app_shell.h"
 #include "app/shell/welcome_dialog.h"
 #include "app/tests/app_test_setting.h"
+#include "app/tests/find_button.h"
 #include "companion/app_settings_store.h"
 
 namespace lumivale::app {
 namespace {
 
 constexpr int deadline = 90'000;
-
-QAbstractButton* buttonNamed(QWidget* parent, const QString& accessibleName) {
-  for (auto* button : parent->findChildren<QAbstractButton*>())
-    if (button->accessibleName() == accessibleName) return button;
-  return nullptr;
-}
 
 }  // namespace
 
@@ -45,7 +40,7 @@ class AppWelcomeTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(welcome.step() == WelcomeController::Step::waitingForAllow, deadline);
     QVERIFY(welcome.adb().has_value());
     QCOMPARE(dialog->body(), "On your Lumivale, tap Allow for this Mac first.");
-    auto* done = buttonNamed(dialog, "Continue to Devices");
+    auto* done = testing::findButton(dialog, "Continue to Devices");
     QVERIFY(done && !done->isEnabled());
 
     // The user taps Allow: the tablet takes this computer's key on the next handshake.

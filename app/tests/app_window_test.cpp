@@ -15,6 +15,7 @@
 
 #include "app/shell/app_parts.h"
 #include "app/tests/app_test_setting.h"
+#include "app/tests/find_button.h"
 #include "companion/app_settings_store.h"
 #include "core/settings/config_store.h"
 #include "tests/integration/account/account_test_support.h"
@@ -24,6 +25,7 @@ namespace lumivale::app {
 namespace {
 
 constexpr int deadline = 90'000;
+using testing::findButton;
 
 // The settings row of the Desk pane for `id`, and one of its parts.
 template <class Part>
@@ -31,12 +33,6 @@ Part* deskPart(QWidget* window, const char* id, const char* part = nullptr) {
   auto* row = window->findChild<QWidget*>(id);
   if (!row) return nullptr;
   return part ? row->findChild<Part*>(part) : row->findChild<Part*>();
-}
-
-QAbstractButton* findButton(QWidget* pane, const QString& accessibleName) {
-  for (auto* button : pane->findChildren<QAbstractButton*>())
-    if (button->accessibleName() == accessibleName) return button;
-  return nullptr;
 }
 
 }  // namespace
