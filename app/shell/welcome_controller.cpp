@@ -63,8 +63,8 @@ void WelcomeController::getTools() {
         AndroidTools::install(companion::toolsInstallOptions(), &progress, stop);
       },
       [this] {
-        // The tablet is followed through the new adb from here on.
-        tracker_.start();
+        // Without adb the tablet could not be followed: it is through the new one now.
+        if (!tracker_.bridge()) tracker_.start();
         start();
       },
       [this](const std::string& message) {
