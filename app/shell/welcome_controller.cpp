@@ -25,6 +25,7 @@ std::string WelcomeController::tabletLine() const {
 }
 
 void WelcomeController::start() {
+  adb_.reset();
   setStep(Step::findingAdb);
   using Looks = std::vector<AdbCandidateLook>;
   work_.run<Looks>(
@@ -50,6 +51,7 @@ void WelcomeController::found(std::vector<AdbCandidateLook> looks) {
 }
 
 void WelcomeController::getTools() {
+  adb_.reset();
   progress_.reset();
   setStep(Step::gettingTools);
   work_.run(
@@ -74,6 +76,8 @@ void WelcomeController::getTools() {
 }
 
 void WelcomeController::followTablet() {
+  // The tablet's steps come only once there is an adb to reach it through.
+  if (!adb_) return;
   if (!following_) {
     following_ = true;
     connect(&tracker_, &TabletTracker::changed, this, &WelcomeController::followTablet);
