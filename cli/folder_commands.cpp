@@ -14,6 +14,7 @@
 #include "cli/local_time.h"
 #include "cli/progress_bar.h"
 #include "companion/app_settings_store.h"
+#include "companion/reading_folder_settings.h"
 #include "companion/tablet_link.h"
 #include "core/files/reading-folder/folder_choice.h"
 #include "core/files/reading-folder/reading_folder_store.h"
@@ -29,8 +30,6 @@ namespace fs = std::filesystem;
 using Plan = ReadingFolderPlan;
 using nlohmann::json;
 
-constexpr std::string_view standardTabletFolder = "/sdcard/Documents/From Mac";
-
 struct FolderOptions {
   std::string path;
   std::optional<std::string> tabletFolder;
@@ -42,10 +41,6 @@ fs::path homeFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
   const passwd* user = ::getpwuid(::getuid());
   return user != nullptr ? fs::path(user->pw_dir) : fs::path("/");
-}
-
-std::string tabletFolderOf(const companion::AppSettings& settings) {
-  return settings.readingFolderTabletFolder.value_or(std::string(standardTabletFolder));
 }
 
 // JSON text where a computer name may hold bytes that are not UTF-8: those are shown as
@@ -90,30 +85,8 @@ json actionJson(const Plan::Action& action) {
 
 // One line of a plan or of what a run did; tablet paths are relative to the tablet folder.
 std::string actionLine(const Plan::Action& action) {
-  return std::visit(
-      [](const auto& step) -> std::string {
-        using Step = std::decay_t<decltype(step)>;
-        if constexpr (std::is_same_v<Step, Plan::RenameCase>) {
-          return fmt::format("rename     {} to {}", shown(step.from), shown(step.to));
-        } else if constexpr (std::is_same_v<Step, Plan::Remove>) {
-          return fmt::format("remove     {}", shown(step.at));
-        } else if constexpr (std::is_same_v<Step, Plan::MakeFolder>) {
-          return fmt::format("make       {}/", shown(step.path));
-        } else if constexpr (std::is_same_v<Step, Plan::Copy>) {
-          const std::string as = step.to == step.mac ? "" : " as " + shown(step.to);
-          return fmt::format("{} {}{}", step.replacing ? "replace   " : "copy      ",
-                             shown(step.mac), as);
-        } else if constexpr (std::is_same_v<Step, Plan::KeepBoth>) {
-          return fmt::format("keep both  {} as {} beside {}", shown(step.mac), shown(step.as),
-                             shown(step.beside));
-        } else if constexpr (std::is_same_v<Step, Plan::Adopt>) {
-          return fmt::format("adopt      {} (already on the tablet as {})", shown(step.mac),
-                             shown(step.at));
-        } else {
-          return fmt::format("remove     {}/", shown(step.path));
-        }
-      },
-      action);
+  const companion::ReadingFolderStepText text = companion::describeStep(action);
+  return fmt::format("{:<10} {}", text.verb, text.detail);
 }
 
 json actionsJson(const std::vector<Plan::Action>& actions) {
@@ -154,16 +127,6 @@ Chosen chosenFolder() {
   return chosen;
 }
 
-ReadingFolderSync::Options syncOptions(const Chosen& chosen, const std::string& tablet) {
-  ReadingFolderSync::Options options;
-  options.settingsFolder = ConfigStore::directory();
-  options.macFolder = chosen.macFolder;
-  options.tabletFolder = tabletFolderOf(chosen.settings);
-  options.tablet = tablet;
-  options.removeDeleted = chosen.settings.readingFolderRemoveDeleted;
-  return options;
-}
-
 void chooseCommand(const FolderOptions& options) {
   const fs::path macFolder = ReadingFolderChoice::macFolder(options.path, homeFolder());
   std::optional<std::string> tabletFolder;
@@ -177,14 +140,15 @@ void chooseCommand(const FolderOptions& options) {
   });
   std::cout << fmt::format(
       "{} is copied to {} on the tablet; files deleted here are {}\n", macFolder.string(),
-      shown(tabletFolderOf(settings)),
+      shown(companion::readingFolderTabletFolder(settings)),
       settings.readingFolderRemoveDeleted ? "removed there too" : "kept there");
 }
 
 void planCommand(const GlobalOptions& global, const FolderOptions& options) {
   const Chosen chosen = chosenFolder();
   auto tablet = companion::openTabletFiles(global.serial, global.command);
-  const Plan plan = ReadingFolderSync::preview(tablet.files, syncOptions(chosen, tablet.tablet));
+  const Plan plan = ReadingFolderSync::preview(
+      tablet.files, companion::readingFolderSyncOptions(chosen.settings, tablet.tablet));
   if (options.json) {
     std::cout << dumped({{"actions", actionsJson(plan.actions)},
                          {"notes", notesJson(plan.notes)},
@@ -218,7 +182,8 @@ void syncCommand(const GlobalOptions& global, const FolderOptions& options) {
   ReadingFolderSummary summary;
   {
     SyncBar bar(global.quiet || options.json);
-    summary = ReadingFolderSync::run(tablet.files, syncOptions(chosen, tablet.tablet), &bar);
+    summary = ReadingFolderSync::run(
+        tablet.files, companion::readingFolderSyncOptions(chosen.settings, tablet.tablet), &bar);
   }
   if (options.json) {
     std::cout << dumped({{"done", actionsJson(summary.done)},
@@ -238,11 +203,7 @@ void syncCommand(const GlobalOptions& global, const FolderOptions& options) {
       std::cout << actionLine(action) << "\n";
     printNotes(summary.notes, "note");
     printNotes(summary.failures, "failed");
-    std::cout << fmt::format(
-        "{} copied, {} replaced, {} kept beside a copy changed on the tablet, {} removed, "
-        "{} unchanged, {} failed\n",
-        summary.copied, summary.replaced, summary.keptBoth, summary.removed, summary.unchanged,
-        summary.failures.size());
+    std::cout << companion::summaryLine(summary) << "\n";
   }
   if (!summary.failures.empty()) throw ExitStatus{1};
 }
@@ -250,7 +211,7 @@ void syncCommand(const GlobalOptions& global, const FolderOptions& options) {
 // Each tablet's record of the chosen folder, read from the records alone.
 void statusCommand() {
   const Chosen chosen = chosenFolder();
-  const std::string tabletFolder = tabletFolderOf(chosen.settings);
+  const std::string tabletFolder = companion::readingFolderTabletFolder(chosen.settings);
   std::cout << fmt::format("folder         {}\ntablet folder  {}\nremoval        {}\n",
                            chosen.macFolder.string(), shown(tabletFolder),
                            chosen.settings.readingFolderRemoveDeleted ? "on" : "off");

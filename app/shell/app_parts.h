@@ -5,10 +5,12 @@
 #include <QObject>
 
 #include "app/account/account_controller.h"
+#include "app/clipboard/clipboard_controller.h"
 #include "app/desk/desk_controller.h"
 #include "app/desk/profiles_controller.h"
 #include "app/devices/devices_controller.h"
 #include "app/files/files_controller.h"
+#include "app/reading-folder/reading_folder_controller.h"
 #include "app/settings/settings_controller.h"
 #include "app/shell/main_window.h"
 #include "app/shell/tablet_tracker.h"
@@ -34,6 +36,8 @@ class AppParts {
   DeskController desk{tracker};
   ProfilesController profiles{tracker};
   FilesController files{tracker};
+  ReadingFolderController readingFolder{tracker};
+  ClipboardController clipboard{tracker};
   AccountController account;
   SettingsController settings;
 };

@@ -1,0 +1,163 @@
+#include "app/reading-folder/reading_folder_controller.h"
+
+#include <QDir>
+#include <QMetaObject>
+
+#include "companion/app_settings_store.h"
+#include "companion/reading_folder_settings.h"
+#include "core/cancelled.h"
+#include "core/files/adb_files.h"
+#include "core/files/reading-folder/folder_choice.h"
+#include "core/files/remote_path.h"
+#include "core/observer.h"
+#include "core/tablet/adb_bridge.h"
+
+namespace lumivale::app {
+
+ReadingFolderController::ReadingFolderController(TabletTracker& tracker, QObject* parent)
+    : QObject(parent), tracker_(tracker) {
+  connect(&tracker_, &TabletTracker::changed, this, &ReadingFolderController::follow);
+  load();
+}
+
+std::string ReadingFolderController::tabletFolder() const {
+  return companion::readingFolderTabletFolder(choice_);
+}
+
+void ReadingFolderController::follow() {
+  if (tracker_.view().ready()) makePlan();
+}
+
+void ReadingFolderController::fail(const std::string& message) {
+  emit failed(QString::fromStdString(message));
+}
+
+void ReadingFolderController::load() {
+  work_.run<companion::AppSettings>(
+      [](const StopToken&) { return companion::AppSettingsStore::standard().load(); },
+      [this](companion::AppSettings settings) { chosen(std::move(settings)); },
+      [this](const std::string& message) { fail(message); });
+}
+
+void ReadingFolderController::change(std::function<void(companion::AppSettings&)> body) {
+  work_.run<companion::AppSettings>(
+      [body](const StopToken&) { return companion::AppSettingsStore::standard().update(body); },
+      [this](companion::AppSettings settings) { chosen(std::move(settings)); },
+      [this](const std::string& message) { fail(message); });
+}
+
+void ReadingFolderController::chosen(companion::AppSettings settings) {
+  const bool same = settings.readingFolderPath == choice_.readingFolderPath &&
+                    settings.readingFolderTabletFolder == choice_.readingFolderTabletFolder &&
+                    settings.readingFolderRemoveDeleted == choice_.readingFolderRemoveDeleted;
+  choice_ = std::move(settings);
+  emit choiceChanged();
+  if (!same || !plan_) {
+    ++choiceGeneration_;
+    plan_.reset();
+    emit planned();
+    follow();
+  }
+}
+
+void ReadingFolderController::chooseFolder(const QString& folder) {
+  change([folder = std::filesystem::path(folder.toStdString()),
+          home = std::filesystem::path(QDir::homePath().toStdString())](auto& settings) {
+    settings.readingFolderPath = ReadingFolderChoice::macFolder(folder, home);
+  });
+}
+
+void ReadingFolderController::chooseTabletFolder(const QString& folder) {
+  change([folder = folder.toStdString()](auto& settings) {
+    settings.readingFolderTabletFolder =
+        ReadingFolderChoice::tabletFolder(RemotePath::resolve(folder));
+  });
+}
+
+void ReadingFolderController::setRemoveDeleted(bool removed) {
+  change([removed](auto& settings) { settings.readingFolderRemoveDeleted = removed; });
+}
+
+std::optional<std::pair<std::string, std::string>> ReadingFolderController::readyTablet() const {
+  const TabletView& view = tracker_.view();
+  if (!view.ready()) return std::nullopt;
+  // The record is named by the tablet's own serial, the same over a cable and Wi-Fi.
+  for (const AdbTablet& tablet : view.tablets)
+    if (tablet.hasSerial(*view.serial)) return std::pair{tablet.serial, *view.serial};
+  return std::pair{*view.serial, *view.serial};
+}
+
+void ReadingFolderController::makePlan() {
+  // A run under way changes what the plan would be; it is made again when the run ends.
+  if (!choice_.readingFolderPath || syncing()) return;
+  auto tablet = readyTablet();
+  if (!tablet) return fail(tracker_.view().refusal.value_or(""));
+  work_.run<ReadingFolderPlan>(
+      [bridge = tracker_.bridge(), tablet = *tablet, choice = choice_](const StopToken& stop) {
+        AdbFiles files = AdbFiles(*bridge, tablet.second).stoppedBy(stop);
+        return ReadingFolderSync::preview(
+            files, companion::readingFolderSyncOptions(choice, tablet.first));
+      },
+      [this, generation = choiceGeneration_](ReadingFolderPlan plan) {
+        // A plan made for an earlier choice is not this choice's.
+        if (generation != choiceGeneration_) return;
+        plan_ = std::move(plan);
+        emit planned();
+      },
+      [this](const std::string& message) { fail(message); });
+}
+
+void ReadingFolderController::syncNow() {
+  if (!choice_.readingFolderPath) return fail("No Reading folder is chosen yet: choose one first.");
+  auto tablet = readyTablet();
+  if (!tablet) return fail(tracker_.view().refusal.value_or(""));
+  if (syncing()) return;
+  sync_ = runs_.stop().child();
+  progress_ = {};
+  emit syncStarted();
+  runs_.run<RunEnd>(
+      [this, bridge = tracker_.bridge(), tablet = *tablet, choice = choice_,
+       stop = *sync_](const StopToken&) {
+        ObserverFunction<ReadingFolderSyncEvent> progress(
+            [this](const ReadingFolderSyncEvent& now) {
+              QMetaObject::invokeMethod(
+                  this,
+                  [this, now] {
+                    progress_ = now;
+                    emit syncProgressed();
+                  },
+                  Qt::QueuedConnection);
+            });
+        AdbFiles files = AdbFiles(*bridge, tablet.second).stoppedBy(stop);
+        try {
+          return RunEnd{
+              ReadingFolderSync::run(
+                  files, companion::readingFolderSyncOptions(choice, tablet.first), &progress),
+              {}};
+        } catch (const Cancelled& cancelled) {
+          return RunEnd{std::nullopt, cancelled.message()};
+        }
+      },
+      [this](RunEnd end) {
+        sync_.reset();
+        lastResult_ =
+            QString::fromStdString(end.summary ? companion::summaryLine(*end.summary) : end.said);
+        lastSummary_ = std::move(end.summary);
+        emit syncEnded();
+        makePlan();
+      },
+      [this](const std::string& message) {
+        sync_.reset();
+        lastResult_ = QString::fromStdString(message);
+        lastSummary_.reset();
+        emit syncEnded();
+        fail(message);
+        makePlan();
+      });
+}
+
+void ReadingFolderController::cancel() {
+  if (sync_) sync_->cancel();
+}
+
+}  // namespace lumivale::app
