@@ -33,6 +33,8 @@ void AppParts::start() {
   tracker.start();
   account.check();
   settings.look();
+  clipboard.load();
+  readingFolder.load();
 }
 
 std::unique_ptr<MainWindow> AppParts::makeWindow() {
@@ -44,6 +46,11 @@ std::unique_ptr<MainWindow> AppParts::makeWindow() {
   window->addPane(QObject::tr("Clipboard"), laterPane(QObject::tr("The shared clipboard")));
   window->addPane(QObject::tr("Account"), new AccountPane(account));
   window->addPane(QObject::tr("Settings"), new SettingsPane(settings));
+  QObject::connect(&clipboard, &ClipboardController::statusChanged, window.get(),
+                   [window = window.get()](const QString&, const QString& sidebar) {
+                     window->setPaneNote(QObject::tr("Clipboard"), sidebar);
+                   });
+  window->setPaneNote(QObject::tr("Clipboard"), clipboard.sidebarText());
   window->restore();
   return window;
 }

@@ -22,6 +22,17 @@ TrayMenu::TrayMenu(AppParts& parts, QWidget* parent) : QMenu(parent), parts_(par
   levelMenu("brightness");
 
   addSeparator();
+  sharing_ = addAction(tr("Share the clipboard"));
+  sharing_->setCheckable(true);
+  connect(sharing_, &QAction::triggered, &parts_.clipboard, &ClipboardController::setSharing);
+  sharingLine_ = addAction(QString());
+  sharingLine_->setEnabled(false);
+  sync_ = addAction(tr("Sync the Reading folder now"));
+  connect(sync_, &QAction::triggered, &parts_.readingFolder, &ReadingFolderController::syncNow);
+  syncResult_ = addAction(QString());
+  syncResult_->setEnabled(false);
+
+  addSeparator();
   for (const DeskProfile& profile : DeskProfiles::all()) {
     QAction* action = addAction(qText(profile.title));
     connect(action, &QAction::triggered, &parts_.profiles,
@@ -42,6 +53,12 @@ TrayMenu::TrayMenu(AppParts& parts, QWidget* parent) : QMenu(parent), parts_(par
   connect(&parts_.desk, &DeskController::settingChanged, this,
           [this](const QString& id) { showLevel(id.toStdString()); });
   connect(&parts_.profiles, &ProfilesController::statusChanged, this, &TrayMenu::showProfiles);
+  connect(&parts_.clipboard, &ClipboardController::sharingChanged, this, &TrayMenu::showClipboard);
+  connect(&parts_.clipboard, &ClipboardController::statusChanged, this, &TrayMenu::showClipboard);
+  for (auto changed : {&ReadingFolderController::choiceChanged,
+                       &ReadingFolderController::syncStarted, &ReadingFolderController::syncEnded})
+    connect(&parts_.readingFolder, changed, this, &TrayMenu::showReadingFolder);
+  showClipboard();
   showTablet();
 }
 
@@ -66,6 +83,7 @@ void TrayMenu::showTablet() {
   for (const auto& [id, menu] : levels_)
     showLevel(id);
   showProfiles();
+  showReadingFolder();
 }
 
 void TrayMenu::showLevel(const std::string& id) {
@@ -81,6 +99,20 @@ void TrayMenu::showLevel(const std::string& id) {
   const std::optional<int> level = shown.value ? shown.value->asLevel() : std::nullopt;
   for (QAction* action : menu->actions())
     action->setChecked(known && level == action->data().toInt());
+}
+
+void TrayMenu::showClipboard() {
+  sharing_->setChecked(parts_.clipboard.sharing());
+  sharingLine_->setText(parts_.clipboard.statusLine());
+}
+
+void TrayMenu::showReadingFolder() {
+  const ReadingFolderController& folder = parts_.readingFolder;
+  const bool syncing = folder.syncing();
+  sync_->setEnabled(parts_.tracker.view().ready() && !syncing &&
+                    folder.choice().readingFolderPath.has_value());
+  syncResult_->setText(syncing ? tr("Syncing the Reading folder…") : folder.lastResult());
+  syncResult_->setVisible(!syncResult_->text().isEmpty());
 }
 
 void TrayMenu::showProfiles() {

@@ -9,7 +9,8 @@
 
 namespace lumivale::app {
 
-// The tray item's menu: the tablet's state, its warmth and brightness, the profiles,
+// The tray item's menu: the tablet's state, its warmth and brightness, the shared
+// clipboard's switch and status, a Reading folder sync and its last result, the profiles,
 // opening the window and quitting. It follows the controllers and drives them; it
 // never calls the core itself.
 class TrayMenu : public QMenu {
@@ -31,10 +32,16 @@ class TrayMenu : public QMenu {
   void showTablet();
   void showLevel(const std::string& id);
   void showProfiles();
+  void showClipboard();
+  void showReadingFolder();
 
   AppParts& parts_;
   QAction* state_;
   std::map<std::string, QMenu*> levels_;
+  QAction* sharing_;
+  QAction* sharingLine_;
+  QAction* sync_;
+  QAction* syncResult_;
   QList<QAction*> profileActions_;
   QAction* restore_;
   QAction* activeProfile_;

@@ -1,10 +1,16 @@
 // The tray item under Xvfb in a private D-Bus session: there only while a tray host runs
 // (a StatusNotifierWatcher on the bus, as a panel has), appearing when one starts after
-// the app, the window never hidden without one, and its menu driving the stand-in tablet.
+// the app, the window never hidden without one, and its menu driving the stand-in tablet:
+// the light, the profiles, the shared clipboard and a Reading folder sync.
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include <QAction>
 #include <QApplication>
+#include <QListWidgetItem>
 #include <QMenu>
 #include <QProcess>
 #include <QSignalSpy>
@@ -14,6 +20,8 @@
 #include "app/shell/app_shell.h"
 #include "app/tests/app_test_setting.h"
 #include "companion/app_settings_store.h"
+#include "core/settings/testing/temporary_settings_folder.h"
+#include "platform/system_pasteboard.h"
 
 namespace lumivale::app {
 namespace {
@@ -70,6 +78,8 @@ class AppTrayTest : public QObject {
  private slots:
   void initTestCase() {
     QCOMPARE(QGuiApplication::platformName(), "xcb");
+    // The computer's clipboard is a file of the test's own.
+    ::setenv(SystemPasteboard::environmentKey, (local_.path() / "pasteboard.json").c_str(), 1);
     setting_ = std::make_unique<testing::AppTestSetting>();
     // Past the first run: the welcome would keep the window up.
     companion::AppSettingsStore::standard().update(
@@ -162,7 +172,53 @@ class AppTrayTest : public QObject {
     QTRY_COMPARE_WITH_TIMEOUT(menu.stateLine(), "Your Lumivale is ready.", deadline);
   }
 
+  void theMenuSharesTheClipboardAndSyncsTheReadingFolder() {
+    FakeTrayHost host;
+    QVERIFY(host.said("ready"));
+    AppShell shell(*parts_);
+    shell.start(true);
+    QTRY_VERIFY_WITH_TIMEOUT(parts_->tracker.view().ready(), deadline);
+    TrayMenu& menu = shell.tray().menu();
+
+    // Switched on while the tablet is away: waiting, in the menu and in the sidebar.
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!parts_->tracker.view().ready(), deadline);
+    QAction* sharing = actionNamed(menu, "Share the clipboard");
+    QVERIFY(sharing && !sharing->isChecked());
+    sharing->trigger();
+    QVERIFY(parts_->clipboard.sharing());
+    QVERIFY(sharing->isChecked());
+    QTRY_VERIFY_WITH_TIMEOUT(actionNamed(menu, "Waiting for your Lumivale"), deadline);
+    const QStringList names = shell.window().paneNames();
+    QListWidgetItem* clipboardItem = shell.window().sidebar()->item(names.indexOf("Clipboard"));
+    QCOMPARE(clipboardItem->text(), "Clipboard\nSharing · waiting");
+    setting_->tablet().connect();
+    QTRY_VERIFY_WITH_TIMEOUT(actionNamed(menu, "On over"), deadline);
+    QCOMPARE(clipboardItem->text(), "Clipboard");
+    QVERIFY(companion::AppSettingsStore::standard().load().sharedClipboardEnabled);
+    sharing->trigger();
+    QVERIFY(!parts_->clipboard.sharing());
+
+    // The Reading folder, chosen in its pane, synced from the menu.
+    const std::filesystem::path reading = local_.path() / "Reading";
+    std::filesystem::create_directories(reading);
+    std::ofstream(reading / "tray.txt") << "from the tray";
+    ReadingFolderController& folder = parts_->readingFolder;
+    folder.chooseFolder(QString::fromStdString(reading.string()));
+    QAction* sync = actionNamed(menu, "Sync the Reading folder now");
+    QTRY_VERIFY_WITH_TIMEOUT(sync->isEnabled(), deadline);
+    QSignalSpy ended(&folder, &ReadingFolderController::syncEnded);
+    sync->trigger();
+    QVERIFY(ended.wait(deadline));
+    QVERIFY(!folder.lastResult().isEmpty());
+    QVERIFY(actionNamed(menu, folder.lastResult())->isVisible());
+    QVERIFY(sync->isEnabled());
+    const auto copy = setting_->tablet().hostPath(folder.tabletFolder() + "/tray.txt");
+    QVERIFY2(std::filesystem::exists(copy), copy.c_str());
+  }
+
  private:
+  testing::TemporaryFolder local_;
   std::unique_ptr<testing::AppTestSetting> setting_;
   std::unique_ptr<AppParts> parts_;
 };

@@ -80,8 +80,7 @@ class AppWindowTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->account.busy(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->files.entries().empty(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->settings.setup().adbs.empty(), deadline);
-    for (int row = 0; row < window_->sidebar()->count(); ++row) {
-      const QString name = window_->sidebar()->item(row)->text();
+    for (const QString& name : window_->paneNames()) {
       window_->showPane(name);
       QCOMPARE(window_->currentPane(), name);
       QVERIFY(window_->pane(name)->isVisible());
