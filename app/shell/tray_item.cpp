@@ -12,11 +12,6 @@ TrayItem::TrayItem(AppParts& parts, QObject* parent)
   follow(host_.present());
 }
 
-// The icon goes before the menu it shows.
-TrayItem::~TrayItem() {
-  icon_.reset();
-}
-
 void TrayItem::follow(bool hostPresent) {
   if (hostPresent == shown()) return;
   if (!hostPresent) {

@@ -18,7 +18,6 @@ class TrayItem : public QObject {
 
  public:
   explicit TrayItem(AppParts& parts, QObject* parent = nullptr);
-  ~TrayItem() override;
 
   // Whether the item is in a tray now.
   bool shown() const { return icon_ != nullptr; }
@@ -34,7 +33,7 @@ class TrayItem : public QObject {
 
   TrayHostWatch host_;
   std::unique_ptr<TrayMenu> menu_;
-  std::unique_ptr<QSystemTrayIcon> icon_;
+  std::unique_ptr<QSystemTrayIcon> icon_;  // after the menu it shows, so it goes first
 };
 
 }  // namespace lumivale::app

@@ -110,6 +110,8 @@ class AppTrayTest : public QObject {
     QVERIFY(!QApplication::quitOnLastWindowClosed());
     shell.window().close();
     QVERIFY(shell.window().isHidden());
+    actionNamed(shell.tray().menu(), "Open Lumivale")->trigger();
+    QVERIFY(QTest::qWaitForWindowExposed(&shell.window()));
   }
 
   void theWindowComesBackWhenTheTrayHostGoes() {
