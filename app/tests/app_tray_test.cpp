@@ -131,11 +131,9 @@ class AppTrayTest : public QObject {
 
   void theMenuShowsTheTabletAndChangesItsLight() {
     FakeTrayHost host;
-    QVERIFY(host.said("ready"));
-    AppShell shell(*parts_);
-    shell.start(true);
-    QTRY_VERIFY_WITH_TIMEOUT(parts_->tracker.view().ready(), deadline);
-    TrayMenu& menu = shell.tray().menu();
+    auto shell = startInTray(host);
+    QVERIFY(shell);
+    TrayMenu& menu = shell->tray().menu();
     QTRY_COMPARE_WITH_TIMEOUT(menu.stateLine(), "Your Lumivale is ready.", deadline);
     QTRY_VERIFY_WITH_TIMEOUT(parts_->desk.setting("warmth").read, deadline);
 
@@ -176,11 +174,9 @@ class AppTrayTest : public QObject {
 
   void theMenuSharesTheClipboardAndSyncsTheReadingFolder() {
     FakeTrayHost host;
-    QVERIFY(host.said("ready"));
-    AppShell shell(*parts_);
-    shell.start(true);
-    QTRY_VERIFY_WITH_TIMEOUT(parts_->tracker.view().ready(), deadline);
-    TrayMenu& menu = shell.tray().menu();
+    auto shell = startInTray(host);
+    QVERIFY(shell);
+    TrayMenu& menu = shell->tray().menu();
 
     // Switched on while the tablet is away: waiting, in the menu and in the sidebar.
     setting_->tablet().disconnect();
@@ -191,8 +187,8 @@ class AppTrayTest : public QObject {
     QVERIFY(parts_->clipboard.sharing());
     QVERIFY(sharing->isChecked());
     QTRY_VERIFY_WITH_TIMEOUT(actionNamed(menu, "Waiting for your Lumivale"), deadline);
-    const QStringList names = shell.window().paneNames();
-    QListWidgetItem* clipboardItem = shell.window().sidebar()->item(names.indexOf("Clipboard"));
+    const QStringList names = shell->window().paneNames();
+    QListWidgetItem* clipboardItem = shell->window().sidebar()->item(names.indexOf("Clipboard"));
     QCOMPARE(clipboardItem->text(), "Clipboard\nSharing · waiting");
     setting_->tablet().connect();
     QTRY_VERIFY_WITH_TIMEOUT(actionNamed(menu, "On over"), deadline);
@@ -220,6 +216,16 @@ class AppTrayTest : public QObject {
   }
 
  private:
+  // The app started in the tray of `host`, once the tablet is ready.
+  std::unique_ptr<AppShell> startInTray(FakeTrayHost& host) {
+    if (!host.said("ready")) return nullptr;
+    auto shell = std::make_unique<AppShell>(*parts_);
+    shell->start(true);
+    if (!QTest::qWaitFor([this] { return parts_->tracker.view().ready(); }, deadline))
+      return nullptr;
+    return shell;
+  }
+
   testing::TemporaryFolder local_;
   std::unique_ptr<testing::AppTestSetting> setting_;
   std::unique_ptr<AppParts> parts_;
