@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/exit_codes.h"
+#include "companion/profile_words.h"
 #include "companion/tablet_link.h"
-#include "core/device-settings/device_settings.h"
 #include "core/device-settings/profile_run.h"
 
 namespace lumivale::cli {
@@ -30,31 +30,13 @@ const char* resultName(ProfileStep::Result result) {
   return "failed";
 }
 
-std::string shown(const std::string& id, const std::optional<SettingValue>& value) {
-  return DeviceSettings::settingNamed(id).display(value);
-}
-
 ordered_json valueJson(const std::optional<SettingValue>& value) {
   return value ? ordered_json(value->text()) : ordered_json(nullptr);
 }
 
 // {"id", "value", "shown"}: one value a profile sets or saved.
 ordered_json settingJson(const std::string& id, const std::optional<SettingValue>& value) {
-  return {{"id", id}, {"value", valueJson(value)}, {"shown", shown(id, value)}};
-}
-
-std::string stepLine(const ProfileStep& step) {
-  switch (step.result) {
-    case ProfileStep::Result::changed:
-      return "now " + shown(step.id, step.value);
-    case ProfileStep::Result::restored:
-      return "back to " + shown(step.id, step.value);
-    case ProfileStep::Result::left:
-      return "changed since, so left at " + shown(step.id, step.value);
-    case ProfileStep::Result::failed:
-      break;
-  }
-  return "not changed: " + step.error.value_or("");
+  return {{"id", id}, {"value", valueJson(value)}, {"shown", companion::shownValue(id, value)}};
 }
 
 // Prints each step; a step that failed makes the command fail.
@@ -70,7 +52,7 @@ void printOutcome(const ProfileOutcome& outcome, bool json) {
     std::cout << ordered_json{{"profile", outcome.profile}, {"steps", steps}}.dump(2) << "\n";
   } else {
     for (const auto& step : outcome.steps)
-      std::cout << fmt::format("  {:<20}{}\n", step.id, stepLine(step));
+      std::cout << fmt::format("  {:<20}{}\n", step.id, companion::stepText(step));
   }
   if (outcome.failed()) throw ExitStatus{1};
 }
@@ -81,19 +63,12 @@ void listProfiles(bool json) {
     if (!json) std::cout << fmt::format("{:<12}{}\n", profile.name, profile.title);
     ordered_json values = ordered_json::array();
     for (const auto& [id, value] : profile.values) {
-      if (!json) std::cout << fmt::format("  {:<20}{}\n", id, shown(id, value));
+      if (!json) std::cout << fmt::format("  {:<20}{}\n", id, companion::shownValue(id, value));
       values.push_back(settingJson(id, value));
     }
     list.push_back({{"name", profile.name}, {"title", profile.title}, {"values", values}});
   }
   if (json) std::cout << list.dump(2) << "\n";
-}
-
-// A record written by another version may name a profile this one does not have.
-std::string titleOf(const std::string& name) {
-  for (const auto& profile : DeskProfiles::all())
-    if (profile.name == name) return profile.title;
-  return name;
 }
 
 void showStatus(const GlobalOptions& options, bool json) {
@@ -116,15 +91,13 @@ void showStatus(const GlobalOptions& options, bool json) {
               << "\n";
     return;
   }
-  if (!record) {
-    std::cout << "No profile is active.\n";
-    return;
-  }
-  std::cout << fmt::format("{} since {}\n", titleOf(record->profile), record->since);
+  std::cout << companion::activeText(record) << "\n";
+  if (!record) return;
   for (const auto& change : record->changes) {
-    std::cout << fmt::format("  {:<20}{} (was {})\n", change.id,
-                             change.set ? shown(change.id, change.set) : "not changed",
-                             shown(change.id, change.before));
+    std::cout << fmt::format(
+        "  {:<20}{} (was {})\n", change.id,
+        change.set ? companion::shownValue(change.id, change.set) : "not changed",
+        companion::shownValue(change.id, change.before));
   }
 }
 

@@ -18,6 +18,8 @@ struct AppSettings {
   std::optional<std::string> readingFolderTabletFolder;
   std::optional<std::string> openFilesLastRoute;
   bool wirelessPreferred = false;
+  // The app's first-run welcome was seen to its end.
+  bool welcomed = false;
   // The app's window as it was left: the pane shown and the size.
   std::optional<std::string> windowPane;
   std::optional<int> windowWidth;

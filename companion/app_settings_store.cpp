@@ -88,6 +88,7 @@ AppSettings decode(const fs::path& file, const json& object) {
   take(file, object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   take(file, object, "openFilesLastRoute", settings.openFilesLastRoute);
   take(file, object, "wirelessPreferred", settings.wirelessPreferred);
+  take(file, object, "welcomed", settings.welcomed);
   take(file, object, "windowPane", settings.windowPane);
   take(file, object, "windowWidth", settings.windowWidth);
   take(file, object, "windowHeight", settings.windowHeight);
@@ -114,6 +115,7 @@ std::string encode(json object, const AppSettings& settings) {
   put(object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   put(object, "openFilesLastRoute", settings.openFilesLastRoute);
   object["wirelessPreferred"] = settings.wirelessPreferred;
+  object["welcomed"] = settings.welcomed;
   put(object, "windowPane", settings.windowPane);
   put(object, "windowWidth", settings.windowWidth);
   put(object, "windowHeight", settings.windowHeight);

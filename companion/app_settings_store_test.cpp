@@ -61,6 +61,7 @@ TEST_F(AppSettingsStoreTest, ChangesComeBackAsWrittenInAPrivateFileBesideTheOthe
   wanted.readingFolderTabletFolder = "/sdcard/Books";
   wanted.openFilesLastRoute = "tablet";
   wanted.wirelessPreferred = true;
+  wanted.welcomed = true;
   wanted.windowPane = "Desk";
   wanted.windowWidth = 1024;
   wanted.windowHeight = 700;

@@ -1,5 +1,4 @@
 #include "app/desk/desk_pane.h"
-#include "app/shell/shown_text.h"
 
 #include <QGridLayout>
 #include <QGroupBox>
@@ -8,13 +7,16 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include "app/desk/profiles_box.h"
+#include "app/shell/shown_text.h"
 #include "core/device-settings/device_settings.h"
 
 namespace lumivale::app {
-DeskPane::DeskPane(DeskController& controller, QWidget* parent)
+DeskPane::DeskPane(DeskController& controller, ProfilesController& profiles, QWidget* parent)
     : QWidget(parent), controller_(controller) {
   auto* content = new QWidget;
   auto* groups = new QVBoxLayout(content);
+  groups->addWidget(new ProfilesBox(profiles));
   std::map<SettingTier::Kind, QVBoxLayout*> groupLayouts;
   for (const DeviceSetting& setting : DeviceSettings::all()) {
     auto& group = groupLayouts[setting.tier.kind()];

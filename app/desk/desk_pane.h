@@ -11,16 +11,18 @@
 #include <QWidget>
 
 #include "app/desk/desk_controller.h"
+#include "app/desk/profiles_controller.h"
 
 namespace lumivale::app {
 
 // The tablet's settings in their three groups: a slider, switch or list for each one
-// that can be changed, its value as read back, and its failure beside it.
+// that can be changed, its value as read back, and its failure beside it; the
+// leave-the-desk profiles above them.
 class DeskPane : public QWidget {
   Q_OBJECT
 
  public:
-  explicit DeskPane(DeskController& controller, QWidget* parent = nullptr);
+  DeskPane(DeskController& controller, ProfilesController& profiles, QWidget* parent = nullptr);
 
  private:
   struct Row {

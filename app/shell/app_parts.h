@@ -7,6 +7,7 @@
 #include "app/account/account_controller.h"
 #include "app/clipboard/clipboard_controller.h"
 #include "app/desk/desk_controller.h"
+#include "app/desk/profiles_controller.h"
 #include "app/devices/devices_controller.h"
 #include "app/files/files_controller.h"
 #include "app/reading-folder/reading_folder_controller.h"
@@ -33,6 +34,7 @@ class AppParts {
   TabletTracker tracker;
   DevicesController devices{tracker};
   DeskController desk{tracker};
+  ProfilesController profiles{tracker};
   FilesController files{tracker};
   ReadingFolderController readingFolder{tracker};
   ClipboardController clipboard{tracker};

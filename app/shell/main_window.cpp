@@ -4,6 +4,8 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QKeySequence>
+#include <QShortcut>
 
 #include "core/settings/log.h"
 
@@ -29,8 +31,15 @@ MainWindow::MainWindow(companion::AppSettingsStore store, QWidget* parent)
 void MainWindow::addPane(const QString& name, QWidget* pane) {
   pane->setObjectName(name);
   pane->setAccessibleName(name);
-  sidebar_->addItem(name);
+  auto* item = new QListWidgetItem(name, sidebar_);
+  item->setData(Qt::UserRole, name);  // the text may carry a note below the name
   panes_->addWidget(pane);
+  // Ctrl+1 for the first pane, and so on, from anywhere in the window.
+  const int number = sidebar_->count();
+  if (number > 9) return;
+  auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + number)), this);
+  connect(shortcut, &QShortcut::activated, this, [this, name] { showPane(name); });
+  sidebar_->item(number - 1)->setToolTip(shortcut->key().toString(QKeySequence::NativeText));
 }
 
 void MainWindow::restore() {
@@ -42,13 +51,26 @@ void MainWindow::restore() {
 }
 
 void MainWindow::showPane(const QString& name) {
-  auto found = sidebar_->findItems(name, Qt::MatchExactly);
-  if (!found.isEmpty()) sidebar_->setCurrentItem(found.first());
+  const int row = paneNames().indexOf(name);
+  if (row >= 0) sidebar_->setCurrentRow(row);
 }
 
 QString MainWindow::currentPane() const {
   auto* item = sidebar_->currentItem();
-  return item ? item->text() : QString();
+  return item ? item->data(Qt::UserRole).toString() : QString();
+}
+
+QStringList MainWindow::paneNames() const {
+  QStringList names;
+  for (int row = 0; row < sidebar_->count(); ++row)
+    names << sidebar_->item(row)->data(Qt::UserRole).toString();
+  return names;
+}
+
+void MainWindow::setPaneNote(const QString& name, const QString& note) {
+  const int row = paneNames().indexOf(name);
+  if (row < 0) return;
+  sidebar_->item(row)->setText(note.isEmpty() ? name : name + "\n" + note);
 }
 
 QWidget* MainWindow::pane(const QString& name) const {

@@ -4,6 +4,7 @@
 #include <QMainWindow>
 #include <QStackedWidget>
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 #include "companion/app_settings_store.h"
@@ -25,6 +26,10 @@ class MainWindow : public QMainWindow {
 
   void showPane(const QString& name);
   QString currentPane() const;
+  // The panes' names, in the sidebar's order.
+  QStringList paneNames() const;
+  // A short line under a pane's name in the sidebar ("Sharing · waiting"); empty for none.
+  void setPaneNote(const QString& name, const QString& note);
   QWidget* pane(const QString& name) const;
   QListWidget* sidebar() const { return sidebar_; }
 

@@ -69,6 +69,8 @@ void TabletTracker::lookAgain() {
         view.state = look.choice.state;
         view.refusal = view.state.refusal();
         view.serial = look.serial;
+        for (const AdbTablet& tablet : view.tablets)
+          if (look.serial && tablet.hasSerial(*look.serial)) view.tablet = tablet.serial;
         return view;
       },
       [this](TabletView view) { looked(std::move(view)); },

@@ -25,6 +25,7 @@ struct TabletView {
   TabletState state = TabletState::looking;
   std::optional<std::string> refusal;  // why tablet work cannot start now
   std::optional<std::string> serial;   // the connection to address, once ready
+  std::optional<std::string> tablet;   // its tablet's own serial, the same over any connection
 
   bool ready() const { return state == TabletState::ready && serial; }
 };

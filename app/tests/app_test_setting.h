@@ -24,7 +24,8 @@ inline std::filesystem::path screenshotFolder() {
 // reads points at them, as a user's would point at their own adb, settings and caches.
 class AppTestSetting {
  public:
-  AppTestSetting() : tablet_(std::make_unique<StandinTablet>()) {
+  explicit AppTestSetting(StandinOptions options = {})
+      : tablet_(std::make_unique<StandinTablet>(std::move(options))) {
     for (const auto& [name, value] : tablet_->adbEnvironment())
       ::setenv(name.c_str(), value.c_str(), 1);
     ::setenv("LUMIVALE_STANDIN_SERIAL", tablet_->serial().c_str(), 1);

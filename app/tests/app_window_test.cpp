@@ -22,6 +22,7 @@
 #include "app/files/files_listing.h"
 #include "app/shell/app_parts.h"
 #include "app/tests/app_test_setting.h"
+#include "app/tests/find_button.h"
 #include "companion/app_settings_store.h"
 #include "companion/kept_clipboard_history.h"
 #include "core/settings/config_store.h"
@@ -32,6 +33,7 @@ namespace lumivale::app {
 namespace {
 
 constexpr int deadline = 90'000;
+using testing::findButton;
 
 // The settings row of the Desk pane for `id`, and one of its parts.
 template <class Part>
@@ -39,12 +41,6 @@ Part* deskPart(QWidget* window, const char* id, const char* part = nullptr) {
   auto* row = window->findChild<QWidget*>(id);
   if (!row) return nullptr;
   return part ? row->findChild<Part*>(part) : row->findChild<Part*>();
-}
-
-QAbstractButton* findButton(QWidget* pane, const QString& accessibleName) {
-  for (auto* button : pane->findChildren<QAbstractButton*>())
-    if (button->accessibleName() == accessibleName) return button;
-  return nullptr;
 }
 
 QStringList names(const FilesController& files) {
@@ -117,8 +113,7 @@ class AppWindowTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!parts_->settings.setup().adbs.empty(), deadline);
     QTRY_VERIFY_WITH_TIMEOUT(parts_->readingFolder.plan().has_value(), deadline);
     QTRY_COMPARE_WITH_TIMEOUT(parts_->clipboard.history().size(), size_t(2), deadline);
-    for (int row = 0; row < window_->sidebar()->count(); ++row) {
-      const QString name = window_->sidebar()->item(row)->text();
+    for (const QString& name : window_->paneNames()) {
       window_->showPane(name);
       QCOMPARE(window_->currentPane(), name);
       QVERIFY(window_->pane(name)->isVisible());
@@ -137,6 +132,11 @@ class AppWindowTest : public QObject {
     QCOMPARE(window_->currentPane(), "Desk");
     QTest::keyClick(window_->sidebar(), Qt::Key_End);
     QCOMPARE(window_->currentPane(), "Settings");
+    // Ctrl+N reaches the Nth pane from wherever the focus is.
+    window_->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QTest::keyClick(window_->pane("Settings"), Qt::Key_3, Qt::ControlModifier);
+    QCOMPARE(window_->currentPane(), "Files");
 
     QStringList unnamed;
     auto check = [&](QWidget* control) {
@@ -257,6 +257,47 @@ class AppWindowTest : public QObject {
     QTest::mouseClick(findButton(pane, "Clean up the leftovers"), Qt::LeftButton);
     QTRY_VERIFY_WITH_TIMEOUT(!leftovers->isVisible(), deadline);
     QCOMPARE(pane->findChild<QLabel*>("said")->text(), "1 leftover erased, 0 put back.");
+  }
+
+  void deskProfilesApplyAndRestoreFromThePane() {
+    window_->showPane("Desk");
+    QWidget* pane = window_->pane("Desk");
+    auto brightness = [&] {
+      return std::stoi(
+          setting_->tablet().shell("settings get system screen_brightness").stdoutData);
+    };
+    const int brightnessBefore = brightness();
+    const int warmthBefore = setting_->warmth();
+    auto* active = pane->findChild<QLabel*>("activeProfile");
+    auto* outcome = pane->findChild<QLabel*>("profileOutcome");
+    QVERIFY(active && outcome);
+    QTRY_COMPARE_WITH_TIMEOUT(active->text(), "No profile is active.", deadline);
+    auto* restore = findButton(pane, "Restore the settings from before the profile");
+    QVERIFY(restore && !restore->isEnabled());
+
+    QSignalSpy finished(&parts_->profiles, &ProfilesController::finished);
+    QTest::mouseClick(findButton(pane, "Go to bed"), Qt::LeftButton);
+    QVERIFY(finished.wait(deadline));
+    QCOMPARE(setting_->warmth(), 220);
+    QCOMPARE(brightness(), 20);
+    QVERIFY2(active->text().startsWith("Go to bed since "), qPrintable(active->text()));
+    QVERIFY2(outcome->text().contains("Warmth: now 220"), qPrintable(outcome->text()));
+    // The settings below show what the profile wrote.
+    QTRY_COMPARE_WITH_TIMEOUT(deskPart<QLabel>(window_.get(), "warmth", "shown")->text(), "220",
+                              deadline);
+
+    // Changed by hand since: left as it is, and said so; the rest go back.
+    setting_->tablet().shell("settings put system screen_brightness 90");
+    QVERIFY(restore->isEnabled());
+    QTest::mouseClick(restore, Qt::LeftButton);
+    QVERIFY(finished.wait(deadline));
+    QCOMPARE(setting_->warmth(), warmthBefore);
+    QCOMPARE(brightness(), 90);
+    QVERIFY2(outcome->text().contains("Brightness: changed since, so left at 90"),
+             qPrintable(outcome->text()));
+    QCOMPARE(active->text(), "No profile is active.");
+    QVERIFY(!restore->isEnabled());
+    QVERIFY(brightnessBefore != 90);
   }
 
   void theWindowReopensOnThePaneAndAtTheSizeItWasLeft() {
