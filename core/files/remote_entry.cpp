@@ -1,5 +1,7 @@
 #include "core/files/remote_entry.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include "core/files/remote_path.h"
@@ -45,10 +47,32 @@ void to_json(nlohmann::json& json, const RemoteEntry& entry) {
   json = nlohmann::json::parse(text);
 }
 
+namespace {
+
+// `text` as a JSON string, as the JSON library writes it. Most names are printable
+// ASCII that needs no escaping, and a long listing is quoted twice an entry.
+void appendQuoted(std::string& out, const std::string& text) {
+  const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
+    return c >= 0x20 && c < 0x7f && c != '"' && c != '\\';
+  });
+  if (plain) {
+    out += '"';
+    out += text;
+    out += '"';
+  } else {
+    out += nlohmann::json(text).dump();
+  }
+}
+
+}  // namespace
+
 void appendJson(std::string& out, const RemoteEntry& entry) {
   // Names from the tablet need not be UTF-8; JSON must be.
   const auto quoted = [&](const std::string& value) {
-    return nlohmann::json(entry.exact ? value : RemotePath::escapedForDisplay(value)).dump();
+    if (entry.exact)
+      appendQuoted(out, value);
+    else
+      appendQuoted(out, RemotePath::escapedForDisplay(value));
   };
   out += R"({"exact":)";
   out += entry.exact ? "true" : "false";
@@ -61,9 +85,9 @@ void appendJson(std::string& out, const RemoteEntry& entry) {
                    .dump()
              : "null";
   out += R"(,"name":)";
-  out += quoted(entry.name);
+  quoted(entry.name);
   out += R"(,"path":)";
-  out += quoted(entry.path);
+  quoted(entry.path);
   out += R"(,"size":)";
   out += std::to_string(entry.size);
   out += '}';
