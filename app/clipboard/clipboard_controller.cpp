@@ -156,12 +156,13 @@ void ClipboardController::startLink() {
   const std::uint64_t generation = ++generation_;
   retire();
   linkEnded_ = false;
+  paused_ = false;
   line_ = std::make_unique<ClipStatusLine>(
       wifi ? ClipStatusLine::Route::wifi : ClipStatusLine::Route::usb, shortTime);
   try {
     // Events and copies come on the link's threads, tagged with its generation.
     link_ = std::make_shared<ClipboardLink>(
-        tracker_.bridge(), *view.serial,
+        tracker_.bridge(), *view.serial, view.unencryptedWifi,
         [this, generation](const SharedClipboardEvent& event) {
           QMetaObject::invokeMethod(
               this, [this, generation, event] { linkEvent(generation, event); },
@@ -181,6 +182,7 @@ void ClipboardController::startLink() {
 void ClipboardController::linkEvent(std::uint64_t generation, const SharedClipboardEvent& event) {
   if (generation != generation_) return;
   if (event.kind == SharedClipboardEvent::Kind::failed) linkEnded_ = true;
+  if (event.kind == SharedClipboardEvent::Kind::paused) paused_ = true;
   line_->apply(event);
   showStatus();
 }
@@ -188,6 +190,8 @@ void ClipboardController::linkEvent(std::uint64_t generation, const SharedClipbo
 void ClipboardController::linkFailed(std::uint64_t generation, const std::string& message) {
   if (generation != generation_) return;
   linkEnded_ = true;
+  // A paused link ends its start on purpose; its status stays "paused".
+  if (paused_) return fail(message);
   line_->apply({.kind = SharedClipboardEvent::Kind::failed, .text = message});
   showStatus();
   fail(message);
@@ -248,7 +252,8 @@ void ClipboardController::copy(const std::string& id, CopyDestination destinatio
   work_.run(
       [bridge = tracker_.bridge(), serial = view.serial.value_or(""), text,
        destination](const StopToken& stop) {
-        companion::ComputerClipboard computer;
+        // The app owns Qt, so its copy stays offered without anyone waiting for it.
+        companion::ComputerClipboard computer(stop, [] {});
         TabletHandOff tablet(bridge, serial, stop);
         copyAgain(text, destination, computer, tablet);
       },

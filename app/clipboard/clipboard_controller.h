@@ -94,6 +94,7 @@ class ClipboardController : public QObject {
   // of a link already let go change nothing.
   std::shared_ptr<ClipboardLink> link_;
   bool linkEnded_ = false;
+  bool paused_ = false;                                 // the link found unencrypted Wi-Fi
   std::vector<std::shared_ptr<ClipboardLink>> ending_;  // let go, still stopping
   std::uint64_t generation_ = 0;
   std::unique_ptr<ClipStatusLine> line_;

@@ -25,6 +25,7 @@ struct TabletView {
   TabletState state = TabletState::looking;
   std::optional<std::string> refusal;  // why tablet work cannot start now
   std::optional<std::string> serial;   // the connection to address, once ready
+  bool unencryptedWifi = false;        // that connection crosses Wi-Fi unencrypted
 
   bool ready() const { return state == TabletState::ready && serial; }
 };
