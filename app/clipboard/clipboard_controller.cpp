@@ -87,12 +87,14 @@ void ClipboardController::showStatus() {
 }
 
 void ClipboardController::load() {
+  const std::uint64_t choices = choices_;
   work_.run<bool>(
       [](const StopToken&) {
         return companion::AppSettingsStore::standard().load().sharedClipboardEnabled;
       },
-      [this](bool on) {
-        if (on != wanted_) wantSharing(on);
+      // A choice made while the setting was read wins over it.
+      [this, choices](bool on) {
+        if (choices == choices_ && on != wanted_) wantSharing(on);
       },
       [this](const std::string& message) { fail(message); });
   change([](ClipboardHistory&) { return false; });
@@ -107,6 +109,7 @@ void ClipboardController::follow() {
 }
 
 void ClipboardController::setSharing(bool on) {
+  ++choices_;
   if (on == wanted_) return;
   wantSharing(on);
   work_.run(

@@ -90,6 +90,7 @@ class ClipboardController : public QObject {
 
   TabletTracker& tracker_;
   bool wanted_ = false;
+  std::uint64_t choices_ = 0;  // switch changes made here
   // The link now, and whether it gave up; each link has its generation, so that events
   // of a link already let go change nothing.
   std::shared_ptr<ClipboardLink> link_;
