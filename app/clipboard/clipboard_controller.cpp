@@ -94,12 +94,14 @@ void ClipboardController::showStatus() {
 }
 
 void ClipboardController::load() {
+  const std::uint64_t choices = choices_;
   work_.run<bool>(
       [](const StopToken&) {
         return companion::AppSettingsStore::standard().load().sharedClipboardEnabled;
       },
-      [this](bool on) {
-        if (on != wanted_) wantSharing(on);
+      // A choice made while the setting was read wins over it.
+      [this, choices](bool on) {
+        if (choices == choices_ && on != wanted_) wantSharing(on);
       },
       [this](const std::string& message) { fail(message); });
   change([](ClipboardHistory&) { return false; });
@@ -114,6 +116,7 @@ void ClipboardController::follow() {
 }
 
 void ClipboardController::setSharing(bool on) {
+  ++choices_;
   if (on == wanted_) return;
   wantSharing(on);
   work_.run(
@@ -163,12 +166,13 @@ void ClipboardController::startLink() {
   const std::uint64_t generation = ++generation_;
   retire();
   linkEnded_ = false;
+  paused_ = false;
   line_ = std::make_unique<ClipStatusLine>(
       wifi ? ClipStatusLine::Route::wifi : ClipStatusLine::Route::usb, shortTime);
   try {
     // Events and copies come on the link's threads, tagged with its generation.
     link_ = std::make_shared<ClipboardLink>(
-        tracker_.bridge(), *view.serial,
+        tracker_.bridge(), *view.serial, view.unencryptedWifi,
         [this, generation](const SharedClipboardEvent& event) {
           QMetaObject::invokeMethod(
               this, [this, generation, event] { linkEvent(generation, event); },
@@ -188,6 +192,7 @@ void ClipboardController::startLink() {
 void ClipboardController::linkEvent(std::uint64_t generation, const SharedClipboardEvent& event) {
   if (generation != generation_) return;
   if (event.kind == SharedClipboardEvent::Kind::failed) linkEnded_ = true;
+  if (event.kind == SharedClipboardEvent::Kind::paused) paused_ = true;
   line_->apply(event);
   showStatus();
 }
@@ -195,6 +200,8 @@ void ClipboardController::linkEvent(std::uint64_t generation, const SharedClipbo
 void ClipboardController::linkFailed(std::uint64_t generation, const std::string& message) {
   if (generation != generation_) return;
   linkEnded_ = true;
+  // A paused link ends its start on purpose; its status stays "paused".
+  if (paused_) return fail(message);
   line_->apply({.kind = SharedClipboardEvent::Kind::failed, .text = message});
   showStatus();
   fail(message);

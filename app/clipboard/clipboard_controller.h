@@ -90,10 +90,12 @@ class ClipboardController : public QObject {
 
   TabletTracker& tracker_;
   bool wanted_ = false;
+  std::uint64_t choices_ = 0;  // switch changes made here
   // The link now, and whether it gave up; each link has its generation, so that events
   // of a link already let go change nothing.
   std::shared_ptr<ClipboardLink> link_;
   bool linkEnded_ = false;
+  bool paused_ = false;                                 // the link found unencrypted Wi-Fi
   std::vector<std::shared_ptr<ClipboardLink>> ending_;  // let go, still stopping
   std::uint64_t generation_ = 0;
   std::unique_ptr<ClipStatusLine> line_;

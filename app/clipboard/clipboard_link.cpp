@@ -11,7 +11,7 @@ namespace lumivale::app {
 constexpr Seconds deviceWait{60};
 
 struct ClipboardLink::Parts final : Observer<SharedClipboardEvent> {
-  Parts(std::shared_ptr<AdbBridge> bridge, std::string serial,
+  Parts(std::shared_ptr<AdbBridge> bridge, std::string serial, bool unencryptedWifi,
         std::function<void(const SharedClipboardEvent&)> events,
         std::function<void(const ClipTransfer&)> transfers)
       : events(std::move(events)),
@@ -21,7 +21,8 @@ struct ClipboardLink::Parts final : Observer<SharedClipboardEvent> {
         clipboard({*this->bridge, *this->bridge, *this->bridge}, wait, *pasteboard,
                   {.serial = std::move(serial),
                    .deviceWait = deviceWait * this->bridge->hooks().timeoutScale,
-                   .onTransfer = std::move(transfers)},
+                   .onTransfer = std::move(transfers),
+                   .unencryptedWifi = unencryptedWifi},
                   *this) {}
 
   void notify(const SharedClipboardEvent& event) override { events(event); }
@@ -34,10 +35,11 @@ struct ClipboardLink::Parts final : Observer<SharedClipboardEvent> {
 };
 
 ClipboardLink::ClipboardLink(std::shared_ptr<AdbBridge> bridge, std::string serial,
+                             bool unencryptedWifi,
                              std::function<void(const SharedClipboardEvent&)> events,
                              std::function<void(const ClipTransfer&)> transfers)
-    : parts_(std::make_unique<Parts>(std::move(bridge), std::move(serial), std::move(events),
-                                     std::move(transfers))) {}
+    : parts_(std::make_unique<Parts>(std::move(bridge), std::move(serial), unencryptedWifi,
+                                     std::move(events), std::move(transfers))) {}
 
 ClipboardLink::~ClipboardLink() = default;
 

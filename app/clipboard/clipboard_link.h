@@ -19,7 +19,8 @@ namespace lumivale::app {
 // link's own. `events` and `transfers` are called on the link's threads.
 class ClipboardLink {
  public:
-  ClipboardLink(std::shared_ptr<AdbBridge> bridge, std::string serial,
+  // Over unencrypted Wi-Fi the link only reports that it is paused.
+  ClipboardLink(std::shared_ptr<AdbBridge> bridge, std::string serial, bool unencryptedWifi,
                 std::function<void(const SharedClipboardEvent&)> events,
                 std::function<void(const ClipTransfer&)> transfers);
   ~ClipboardLink();

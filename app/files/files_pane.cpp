@@ -14,6 +14,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/shell/named_button.h"
 #include "app/shell/shown_text.h"
 
 namespace lumivale::app {
@@ -21,12 +22,6 @@ namespace {
 
 constexpr RemoteSort::Key columnKeys[] = {RemoteSort::Key::name, RemoteSort::Key::kind,
                                           RemoteSort::Key::size, RemoteSort::Key::modified};
-
-QPushButton* button(const QString& text, const QString& name, QWidget* parent) {
-  auto* made = new QPushButton(text, parent);
-  made->setAccessibleName(name);
-  return made;
-}
 
 }  // namespace
 
@@ -36,15 +31,15 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
       crumbs_(new QHBoxLayout),
       hidden_(new QCheckBox(tr("Show &hidden items"), this)),
       listing_(new FilesListing(this)),
-      push_(button(tr("&Copy to tablet…"), tr("Copy a file to the tablet"), this)),
-      saveAs_(button(tr("Save &as…"), tr("Save the item on this computer"), this)),
-      rename_(button(tr("&Rename…"), tr("Rename the item"), this)),
-      newFolder_(button(tr("New &folder…"), tr("New folder"), this)),
-      delete_(button(tr("&Delete…"), tr("Delete the item"), this)),
+      push_(namedButton(tr("&Copy to tablet…"), tr("Copy a file to the tablet"), this)),
+      saveAs_(namedButton(tr("Save &as…"), tr("Save the item on this computer"), this)),
+      rename_(namedButton(tr("&Rename…"), tr("Rename the item"), this)),
+      newFolder_(namedButton(tr("New &folder…"), tr("New folder"), this)),
+      delete_(namedButton(tr("&Delete…"), tr("Delete the item"), this)),
       leftovers_(new QLabel(this)),
-      cleanUp_(button(tr("C&lean up"), tr("Clean up the leftovers"), this)),
+      cleanUp_(namedButton(tr("C&lean up"), tr("Clean up the leftovers"), this)),
       progress_(new QProgressBar(this)),
-      cancel_(button(tr("Cancel"), tr("Cancel the copy"), this)),
+      cancel_(namedButton(tr("Cancel"), tr("Cancel the copy"), this)),
       said_(new QLabel(this)) {
   hidden_->setAccessibleName(tr("Show hidden items"));
   listing_->setAccessibleName(tr("Items in the folder"));
@@ -67,7 +62,8 @@ FilesPane::FilesPane(FilesController& controller, QWidget* parent)
   auto* shortcuts = new QHBoxLayout;
   for (const RemotePath::Shortcut& shortcut : RemotePath::shortcuts) {
     const std::string folder = RemotePath::join(RemotePath::root, shortcut.name);
-    auto* go = button(qText(std::string(shortcut.name)), qText(std::string(shortcut.name)), this);
+    auto* go =
+        namedButton(qText(std::string(shortcut.name)), qText(std::string(shortcut.name)), this);
     connect(go, &QPushButton::clicked, this, [this, folder] { controller_.open(folder); });
     shortcuts->addWidget(go);
   }

@@ -8,6 +8,7 @@
 #include "core/settings/config_store.h"
 #include "core/tablet/adb_bridge.h"
 #include "core/tablet/device_watcher.h"
+#include "core/tablet/wifi/wifi_transport.h"
 
 namespace lumivale::app {
 
@@ -70,7 +71,11 @@ void TabletTracker::lookAgain() {
         view.refusal = view.state.refusal();
         view.serial = look.serial;
         for (const AdbTablet& tablet : view.tablets)
-          if (look.serial && tablet.hasSerial(*look.serial)) view.tablet = tablet.serial;
+          if (look.serial && tablet.hasSerial(*look.serial)) {
+            view.tablet = tablet.serial;
+            view.unencryptedWifi =
+                WifiTransport::unencrypted(*look.serial, tablet.serial, config.wifiTablets);
+          }
         return view;
       },
       [this](TabletView view) { looked(std::move(view)); },

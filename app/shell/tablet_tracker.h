@@ -26,6 +26,7 @@ struct TabletView {
   std::optional<std::string> refusal;  // why tablet work cannot start now
   std::optional<std::string> serial;   // the connection to address, once ready
   std::optional<std::string> tablet;   // its tablet's own serial, the same over any connection
+  bool unencryptedWifi = false;        // that connection crosses Wi-Fi unencrypted
 
   bool ready() const { return state == TabletState::ready && serial; }
 };

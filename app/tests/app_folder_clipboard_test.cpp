@@ -9,6 +9,7 @@
 
 #include <QLabel>
 #include <QListWidget>
+#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -350,6 +351,29 @@ class AppFolderClipboardTest : public QObject {
     QCOMPARE(QString::fromStdString(tabletText()), "from the computer");
     QCOMPARE(clipboardPane->findChild<QLabel*>("status")->text(), "Off");
     keepScreenshot(window.get(), "Clipboard-copied.png");
+  }
+
+  // Without a private clipboard, Copy to computer reaches the desktop's through the app's
+  // own Qt, from its worker; another program (xclip) then reads it.
+  void copyToComputerReachesTheDesktopClipboard() {
+    ::unsetenv(SystemPasteboard::environmentKey);
+    QVERIFY(!companion::recordClipboardCopy("for the desktop", ClipboardHistory::Origin::fromMac,
+                                            std::chrono::system_clock::now()));
+    ClipboardController& clipboard = parts_->clipboard;
+    clipboard.load();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !clipboard.history().empty() && clipboard.history()[0].text == "for the desktop", deadline);
+    QSignalSpy copied(&clipboard, &ClipboardController::copied);
+    QSignalSpy failed(&clipboard, &ClipboardController::failed);
+    clipboard.copy(clipboard.history()[0].id, CopyDestination::computer);
+    QTRY_VERIFY_WITH_TIMEOUT(copied.count() + failed.count() > 0, deadline);
+    QVERIFY2(failed.isEmpty(), qPrintable(failed.value(0).value(0).toString()));
+    // The app answers xclip's request on its main thread, so the event loop keeps running.
+    QProcess xclip;
+    xclip.start("xclip", {"-selection", "clipboard", "-o"});
+    QTRY_VERIFY_WITH_TIMEOUT(xclip.state() == QProcess::NotRunning, deadline);
+    QCOMPARE(xclip.readAllStandardOutput(), QByteArray("for the desktop"));
+    ::setenv(SystemPasteboard::environmentKey, pasteboardFile().c_str(), 1);
   }
 
  private:

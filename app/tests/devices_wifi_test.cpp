@@ -3,6 +3,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include "app/clipboard/clipboard_controller.h"
 #include "app/devices/devices_controller.h"
 #include "app/shell/tablet_tracker.h"
 #include "app/tests/app_test_setting.h"
@@ -96,6 +97,27 @@ class DevicesWifiTest : public QObject {
         deadline);
     QVERIFY(devices_->onCable());
     QVERIFY(!devices_->settingUpWifi());
+  }
+
+  // Over Wi-Fi set up over the cable the shared clipboard does not run.
+  void theClipboardPausesOverUnencryptedWifi() {
+    const auto port = setting_->tablet().wifiPort();
+    QVERIFY(port);
+    const QString wifi = QString("127.0.0.1:%1").arg(*port);
+    // The cable pulled: only the Wi-Fi connection is left.
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        tracker_->view().ready() && tracker_->view().serial == wifi.toStdString(), deadline);
+    QVERIFY(tracker_->view().unencryptedWifi);
+    ClipboardController clipboard(*tracker_);
+    QSignalSpy failed(&clipboard, &ClipboardController::failed);
+    clipboard.setSharing(true);
+    QTRY_COMPARE_WITH_TIMEOUT(clipboard.statusLine(), "Paused: unencrypted Wi-Fi", deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(!failed.isEmpty(), deadline);
+    QCOMPARE(failed.at(0).at(0).toString(),
+             "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up "
+             "encrypted Wi-Fi in Devices.");
+    QCOMPARE(clipboard.statusLine(), "Paused: unencrypted Wi-Fi");
   }
 
  private:
