@@ -9,6 +9,7 @@
 #include "app/desk/desk_controller.h"
 #include "app/desk/profiles_controller.h"
 #include "app/devices/devices_controller.h"
+#include "app/devices/wifi_reconnector.h"
 #include "app/files/files_controller.h"
 #include "app/reading-folder/reading_folder_controller.h"
 #include "app/settings/settings_controller.h"
@@ -38,6 +39,7 @@ class AppParts {
   FilesController files{tracker};
   ReadingFolderController readingFolder{tracker};
   ClipboardController clipboard{tracker};
+  WifiReconnector wifiReconnector{tracker};
   AccountController account;
   SettingsController settings;
 };

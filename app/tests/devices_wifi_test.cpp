@@ -5,6 +5,7 @@
 
 #include "app/clipboard/clipboard_controller.h"
 #include "app/devices/devices_controller.h"
+#include "app/devices/wifi_reconnector.h"
 #include "app/shell/tablet_tracker.h"
 #include "app/tests/app_test_setting.h"
 #include "core/settings/config_store.h"
@@ -118,6 +119,19 @@ class DevicesWifiTest : public QObject {
              "Paused: your Lumivale is on unencrypted Wi-Fi. Plug in the cable, or set up "
              "encrypted Wi-Fi in Devices.");
     QCOMPARE(clipboard.statusLine(), "Paused: unencrypted Wi-Fi");
+  }
+
+  // The Wi-Fi connection dropped while the app runs comes back by itself.
+  void theWifiConnectionComesBackByItself() {
+    const auto port = setting_->tablet().wifiPort();
+    QVERIFY(port);
+    const std::string wifi = "127.0.0.1:" + std::to_string(*port);
+    WifiReconnector reconnector(*tracker_);
+    QTRY_VERIFY_WITH_TIMEOUT(tracker_->view().ready(), deadline);
+    QCOMPARE(setting_->tablet().adb({"disconnect", wifi}).status, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(!tracker_->view().ready(), deadline);
+    // Within the next 30-second round.
+    QTRY_VERIFY_WITH_TIMEOUT(tracker_->view().ready() && tracker_->view().serial == wifi, deadline);
   }
 
  private:
