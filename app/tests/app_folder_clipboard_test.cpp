@@ -219,6 +219,13 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY2(folder.lastSummary() && folder.lastSummary()->failures.empty(),
              qPrintable(folder.lastResult()));
 
+    {
+      // Another window's controller reads the switch on and watches too; going, it stops
+      // its watch and waits for it.
+      ReadingFolderController other(parts_->tracker);
+      QTRY_VERIFY_WITH_TIMEOUT(other.watching(), deadline);
+    }
+
     folder.setWatched(false);
     QTRY_VERIFY_WITH_TIMEOUT(!folder.watching(), deadline);
     QCOMPARE(folder.lastResult(), "Watching stopped.");
