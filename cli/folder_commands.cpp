@@ -15,16 +15,14 @@
 #include "cli/progress_bar.h"
 #include "companion/app_settings_store.h"
 #include "companion/reading_folder_settings.h"
+#include "companion/reading_folder_watching.h"
 #include "companion/tablet_link.h"
 #include "core/files/reading-folder/folder_choice.h"
 #include "core/files/reading-folder/reading_folder_store.h"
 #include "core/files/reading-folder/reading_folder_sync.h"
-#include "core/files/reading-folder/reading_folder_watch.h"
 #include "core/files/reading-folder/set_aside_journal.h"
 #include "core/files/remote_path.h"
 #include "core/settings/config_store.h"
-#include "core/tablet/device_watcher.h"
-#include "platform/folder_watching.h"
 
 namespace lumivale::cli {
 namespace {
@@ -221,69 +219,30 @@ class WatchPrinter : public ReadingFolderWatchObserver {
  public:
   void notify(const ReadingFolderWatchEvent& event) override {
     using Kind = ReadingFolderWatchEvent::Kind;
-    switch (event.kind) {
-      case Kind::started:
-        std::cout << fmt::format("syncing ({}) at {}\n", reason(event.why),
-                                 localTime(std::chrono::system_clock::now()));
-        break;
-      case Kind::progress:
-        return;
-      case Kind::finished:
-        printSummary(*event.summary);
-        break;
-      case Kind::failed:
-        std::cout << fmt::format("the sync stopped: {}\n", event.failure);
-        break;
-      case Kind::tabletAway:
-        std::cout << "the tablet is away; the folder is synced when it is back\n";
-        break;
-      case Kind::tabletBack:
-        std::cout << "the tablet is back\n";
-        break;
-    }
+    if (event.kind == Kind::progress) return;
+    if (event.kind == Kind::finished)
+      printSummary(*event.summary);
+    else if (event.kind == Kind::started)
+      std::cout << fmt::format("{} at {}\n", companion::watchEventLine(event),
+                               localTime(std::chrono::system_clock::now()));
+    else
+      std::cout << companion::watchEventLine(event) << "\n";
     std::cout.flush();
   }
-
- private:
-  static std::string_view reason(SyncSchedule::Why why) {
-    switch (why) {
-      case SyncSchedule::Why::start:
-        return "first look";
-      case SyncSchedule::Why::changedHere:
-        return "changes here";
-      case SyncSchedule::Why::tabletBack:
-        return "the tablet is back";
-    }
-    return "";
-  }
 };
-
-// How long one look at adb's device list may take.
-constexpr Seconds kDeviceLook{10};
 
 void watchCommand(const GlobalOptions& global) {
   const Chosen chosen = chosenFolder();
   auto tablet = companion::openTabletFiles(global.serial, global.command);
-  const ReadingFolderSync::Options options =
-      companion::readingFolderSyncOptions(chosen.settings, tablet.tablet);
   WatchPrinter printer;
-  ReadingFolderWatch watch({.sync =
-                                [&](const StopToken& stop, ReadingFolderSyncObserver& progress) {
-                                  return ReadingFolderSync::run(tablet.files.stoppedBy(stop),
-                                                                options, &progress);
-                                },
-                            .tabletReady =
-                                [&](const StopToken& stop) {
-                                  const StopToken look = stop.child(kDeviceLook);
-                                  return tablet.bridge->deviceReady(tablet.files.serial(), &look);
-                                }},
-                           printer);
-  auto folder = FolderWatching::start(chosen.macFolder, [&watch] { watch.folderChanged(); });
-  DeviceWatcher devices(*tablet.bridge, [&watch] { watch.devicesChanged(); });
-  std::cout << fmt::format("watching {} for changes, and the tablet; Ctrl-C stops\n",
-                           chosen.macFolder.string());
-  std::cout.flush();
-  watch.run(global.command);
+  companion::watchReadingFolder(*tablet.bridge, tablet.files,
+                                companion::readingFolderSyncOptions(chosen.settings, tablet.tablet),
+                                chosen.macFolder, printer, global.command, [&chosen] {
+                                  std::cout << fmt::format(
+                                      "watching {} for changes, and the tablet; Ctrl-C stops\n",
+                                      chosen.macFolder.string());
+                                  std::cout.flush();
+                                });
 }
 
 // Each tablet's record of the chosen folder, read from the records alone.

@@ -13,6 +13,7 @@ struct AppSettings {
   bool sharedClipboardEnabled = false;
   std::optional<std::filesystem::path> readingFolderPath;
   bool readingFolderRemoveDeleted = false;         // deletions here are carried to the tablet
+  bool readingFolderWatched = false;               // the app keeps the tablet synced by itself
   std::optional<std::string> readingFolderTablet;  // the serial it syncs with
   // Where on the tablet it goes; absent means the standard folder.
   std::optional<std::string> readingFolderTabletFolder;

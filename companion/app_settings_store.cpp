@@ -84,6 +84,7 @@ AppSettings decode(const fs::path& file, const json& object) {
   take(file, object, "sharedClipboardEnabled", settings.sharedClipboardEnabled);
   take(file, object, "readingFolderPath", settings.readingFolderPath);
   take(file, object, "readingFolderRemoveDeleted", settings.readingFolderRemoveDeleted);
+  take(file, object, "readingFolderWatched", settings.readingFolderWatched);
   take(file, object, "readingFolderTablet", settings.readingFolderTablet);
   take(file, object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   take(file, object, "openFilesLastRoute", settings.openFilesLastRoute);
@@ -111,6 +112,7 @@ std::string encode(json object, const AppSettings& settings) {
   object["sharedClipboardEnabled"] = settings.sharedClipboardEnabled;
   put(object, "readingFolderPath", settings.readingFolderPath);
   object["readingFolderRemoveDeleted"] = settings.readingFolderRemoveDeleted;
+  object["readingFolderWatched"] = settings.readingFolderWatched;
   put(object, "readingFolderTablet", settings.readingFolderTablet);
   put(object, "readingFolderTabletFolder", settings.readingFolderTabletFolder);
   put(object, "openFilesLastRoute", settings.openFilesLastRoute);

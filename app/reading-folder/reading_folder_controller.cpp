@@ -5,6 +5,7 @@
 
 #include "companion/app_settings_store.h"
 #include "companion/reading_folder_settings.h"
+#include "companion/reading_folder_watching.h"
 #include "core/cancelled.h"
 #include "core/files/adb_files.h"
 #include "core/files/reading-folder/folder_choice.h"
@@ -25,7 +26,9 @@ std::string ReadingFolderController::tabletFolder() const {
 }
 
 void ReadingFolderController::follow() {
-  if (tracker_.view().ready()) makePlan();
+  if (!tracker_.view().ready()) return;
+  makePlan();
+  if (!watch_) watchAsChosen();
 }
 
 void ReadingFolderController::fail(const std::string& message) {
@@ -50,8 +53,13 @@ void ReadingFolderController::chosen(companion::AppSettings settings) {
   const bool same = settings.readingFolderPath == choice_.readingFolderPath &&
                     settings.readingFolderTabletFolder == choice_.readingFolderTabletFolder &&
                     settings.readingFolderRemoveDeleted == choice_.readingFolderRemoveDeleted;
+  const bool watchSame = same && settings.readingFolderWatched == choice_.readingFolderWatched;
   choice_ = std::move(settings);
   emit choiceChanged();
+  if (!watchSame) {
+    stopWatch();
+    watchAsChosen();
+  }
   if (!same || !plan_) {
     ++choiceGeneration_;
     plan_.reset();
@@ -76,6 +84,65 @@ void ReadingFolderController::chooseTabletFolder(const QString& folder) {
 
 void ReadingFolderController::setRemoveDeleted(bool removed) {
   change([removed](auto& settings) { settings.readingFolderRemoveDeleted = removed; });
+}
+
+void ReadingFolderController::setWatched(bool watched) {
+  change([watched](auto& settings) { settings.readingFolderWatched = watched; });
+}
+
+void ReadingFolderController::watchAsChosen() {
+  if (choice_.readingFolderWatched && choice_.readingFolderPath && readyTablet()) startWatch();
+}
+
+void ReadingFolderController::startWatch() {
+  auto tablet = *readyTablet();
+  watch_ = watches_.stop().child();
+  const std::uint64_t generation = ++watchGeneration_;
+  lastResult_ = tr("watching %1 for changes, and the tablet")
+                    .arg(QString::fromStdString(choice_.readingFolderPath->string()));
+  emit watchChanged();
+  watches_.run(
+      [this, bridge = tracker_.bridge(), tablet, choice = choice_, stop = *watch_,
+       generation](const StopToken&) {
+        ObserverFunction<ReadingFolderWatchEvent> told(
+            [this, generation](const ReadingFolderWatchEvent& event) {
+              if (event.kind == ReadingFolderWatchEvent::Kind::progress) return;
+              QMetaObject::invokeMethod(
+                  this,
+                  [this, generation, event] {
+                    // What a watch stopped since told is not this watch's.
+                    if (generation == watchGeneration_) watchTold(event);
+                  },
+                  Qt::QueuedConnection);
+            });
+        companion::watchReadingFolder(*bridge, AdbFiles(*bridge, tablet.second),
+                                      companion::readingFolderSyncOptions(choice, tablet.first),
+                                      *choice.readingFolderPath, told, stop, [] {});
+      },
+      [] {},
+      [this, generation](const std::string& message) {
+        if (generation != watchGeneration_) return;
+        watch_.reset();
+        lastResult_ = QString::fromStdString(message);
+        emit watchChanged();
+        fail(message);
+      });
+}
+
+void ReadingFolderController::stopWatch() {
+  if (!watch_) return;
+  watch_->cancel();
+  watch_.reset();
+  ++watchGeneration_;
+  lastResult_ = tr("Watching stopped.");
+  emit watchChanged();
+}
+
+void ReadingFolderController::watchTold(const ReadingFolderWatchEvent& event) {
+  lastResult_ = QString::fromStdString(companion::watchEventLine(event));
+  if (event.kind == ReadingFolderWatchEvent::Kind::finished) lastSummary_ = event.summary;
+  emit watchChanged();
+  if (event.kind == ReadingFolderWatchEvent::Kind::finished) makePlan();
 }
 
 std::optional<std::pair<std::string, std::string>> ReadingFolderController::readyTablet() const {

@@ -15,6 +15,7 @@
 #include "companion/app_settings.h"
 #include "core/files/reading-folder/reading_folder_plan.h"
 #include "core/files/reading-folder/reading_folder_sync.h"
+#include "core/files/reading-folder/reading_folder_watch.h"
 
 namespace lumivale::app {
 
@@ -22,7 +23,8 @@ namespace lumivale::app {
 // command line), the plan of the next sync, a sync run with its progress and Cancel, and
 // the last run's summary. The plan is made again whenever the choice changes, a run ends
 // or the tablet becomes ready. Runs go on a worker of their own, so the choice and the
-// plan stay usable meanwhile.
+// plan stay usable meanwhile. When watching is on, a watch keeps the tablet synced by
+// itself on a third worker, started again for each new choice.
 class ReadingFolderController : public QObject {
   Q_OBJECT
 
@@ -41,6 +43,8 @@ class ReadingFolderController : public QObject {
   const std::optional<ReadingFolderSummary>& lastSummary() const { return lastSummary_; }
   // The last run's result on one line: its summary, "cancelled" or why it stopped.
   const QString& lastResult() const { return lastResult_; }
+  // A watch is under way (watching is on and a tablet was ready to start it).
+  bool watching() const { return watch_.has_value(); }
 
  public slots:
   // Reads the choice kept in the settings (the command line may have changed it).
@@ -50,6 +54,7 @@ class ReadingFolderController : public QObject {
   // Where it goes on the tablet; refused when hidden or the whole shared storage.
   void chooseTabletFolder(const QString& folder);
   void setRemoveDeleted(bool removed);
+  void setWatched(bool watched);
   void makePlan();
   void syncNow();
   void cancel();
@@ -62,6 +67,8 @@ class ReadingFolderController : public QObject {
   // The run ended: lastResult() says how, lastSummary() what it did when it finished.
   void syncEnded();
   void failed(const QString& message);
+  // A watch started or stopped, or told what it did: lastResult() says it.
+  void watchChanged();
 
  private:
   // What a finished run reports: its summary, or how it ended without one.
@@ -73,6 +80,10 @@ class ReadingFolderController : public QObject {
   void fail(const std::string& message);
   void change(std::function<void(companion::AppSettings&)> body);
   void chosen(companion::AppSettings settings);
+  void watchAsChosen();
+  void startWatch();
+  void stopWatch();
+  void watchTold(const ReadingFolderWatchEvent& event);
   // The tablet's own serial and the connection to use, when it is ready.
   std::optional<std::pair<std::string, std::string>> readyTablet() const;
 
@@ -84,6 +95,9 @@ class ReadingFolderController : public QObject {
   ReadingFolderSyncEvent progress_;
   std::optional<ReadingFolderSummary> lastSummary_;
   QString lastResult_;
+  std::optional<StopToken> watch_;     // the watch under way, to stop it
+  std::uint64_t watchGeneration_ = 0;  // which watch is the one under way
+  BackgroundWork watches_{this};
   BackgroundWork runs_{this};
   BackgroundWork work_{this};
 };

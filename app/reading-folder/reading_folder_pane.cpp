@@ -31,6 +31,7 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
       choose_(namedButton(tr("C&hoose…"), tr("Choose the folder on this computer"), this)),
       tabletFolder_(new QLineEdit(this)),
       removeDeleted_(new QCheckBox(tr("&Remove from the tablet what is deleted here"), this)),
+      watched_(new QCheckBox(tr("&Watch this folder"), this)),
       plan_(new QTreeWidget(this)),
       counts_(new QLabel(this)),
       preview_(namedButton(tr("&Preview again"), tr("Make the plan again"), this)),
@@ -44,6 +45,7 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
   folder_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   tabletFolder_->setAccessibleName(tr("Folder on the tablet"));
   removeDeleted_->setAccessibleName(tr("Remove from the tablet what is deleted here"));
+  watched_->setAccessibleName(tr("Watch this folder and sync its changes by themselves"));
   plan_->setObjectName("plan");
   plan_->setAccessibleName(tr("What the next sync does"));
   plan_->setHeaderLabels({tr("Step"), tr("Item")});
@@ -69,6 +71,7 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
   form->addRow(tr("Folder on this computer:"), chosen);
   form->addRow(tr("Folder on the &tablet:"), tabletFolder_);
   form->addRow(removeDeleted_);
+  form->addRow(watched_);
 
   auto* next = new QGroupBox(tr("Next sync"), this);
   auto* nextLayout = new QVBoxLayout(next);
@@ -100,6 +103,7 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
   });
   connect(removeDeleted_, &QCheckBox::clicked, &controller_,
           &ReadingFolderController::setRemoveDeleted);
+  connect(watched_, &QCheckBox::clicked, &controller_, &ReadingFolderController::setWatched);
   connect(preview_, &QPushButton::clicked, &controller_, &ReadingFolderController::makePlan);
   connect(sync_, &QPushButton::clicked, &controller_, &ReadingFolderController::syncNow);
   connect(cancel_, &QPushButton::clicked, &controller_, &ReadingFolderController::cancel);
@@ -114,6 +118,8 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
     showProgress();
     showLastRun();
   });
+  connect(&controller_, &ReadingFolderController::watchChanged, this,
+          &ReadingFolderPane::showLastRun);
   connect(&controller_, &ReadingFolderController::failed, said_, &QLabel::setText);
   // What the command line changed meanwhile shows when the pane is opened.
   whenShown(this, [this] { controller_.load(); });
@@ -130,6 +136,7 @@ void ReadingFolderPane::showChoice() {
   folder_->setAccessibleName(tr("Folder on this computer: %1").arg(folder_->text()));
   tabletFolder_->setText(qText(controller_.tabletFolder()));
   removeDeleted_->setChecked(choice.readingFolderRemoveDeleted);
+  watched_->setChecked(choice.readingFolderWatched);
   said_->clear();
 }
 

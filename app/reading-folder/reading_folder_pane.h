@@ -14,8 +14,8 @@
 namespace lumivale::app {
 
 // The Reading folder: the folder chosen here and on the tablet with the removal switch,
-// the plan of the next sync with its notes and counts, Sync now with its progress and
-// Cancel, and what the last run did, its notes and failures included.
+// the watching switch, the plan of the next sync with its notes and counts, Sync now with
+// its progress and Cancel, and what the last run did, its notes and failures included.
 class ReadingFolderPane : public QWidget {
   Q_OBJECT
 
@@ -34,6 +34,7 @@ class ReadingFolderPane : public QWidget {
   QPushButton* choose_;
   QLineEdit* tabletFolder_;
   QCheckBox* removeDeleted_;
+  QCheckBox* watched_;
   QTreeWidget* plan_;
   QLabel* counts_;
   QPushButton* preview_;

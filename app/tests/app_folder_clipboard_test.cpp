@@ -197,6 +197,42 @@ class AppFolderClipboardTest : public QObject {
     QVERIFY(!fs::exists(onTablet / "a.txt"));  // removed: deleted here, unchanged there
   }
 
+  void aWatchedFolderCarriesANewFileToTheTabletByItself() {
+    ReadingFolderController& folder = parts_->readingFolder;
+    QVERIFY(folder.choice().readingFolderPath);
+    const fs::path reading = *folder.choice().readingFolderPath;
+    const fs::path onTablet = setting_->tablet().storageFolder() / "Documents" / "App Reading";
+    QStringList said;
+    connect(&folder, &ReadingFolderController::watchChanged, this,
+            [&] { said << folder.lastResult(); });
+
+    folder.setWatched(true);
+    QTRY_VERIFY_WITH_TIMEOUT(folder.watching(), deadline);
+    QVERIFY(companion::AppSettingsStore::standard().load().readingFolderWatched);
+    // The first look ends before the file is written, so only a change seen here carries it.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        said.contains("syncing (first look)") && said.last().endsWith("failed"), deadline);
+    std::ofstream(reading / "watched.txt") << "seen";
+    QTRY_VERIFY_WITH_TIMEOUT(said.contains("syncing (changes here)"), deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(folder.lastResult().startsWith("1 copied"), deadline);
+    QCOMPARE(QString::fromStdString(contentOf(onTablet / "watched.txt")), "seen");
+    QVERIFY2(folder.lastSummary() && folder.lastSummary()->failures.empty(),
+             qPrintable(folder.lastResult()));
+
+    {
+      // Another window's controller reads the switch on and watches too; going, it stops
+      // its watch and waits for it.
+      ReadingFolderController other(parts_->tracker);
+      QTRY_VERIFY_WITH_TIMEOUT(other.watching(), deadline);
+    }
+
+    folder.setWatched(false);
+    QTRY_VERIFY_WITH_TIMEOUT(!folder.watching(), deadline);
+    QCOMPARE(folder.lastResult(), "Watching stopped.");
+    QVERIFY(!companion::AppSettingsStore::standard().load().readingFolderWatched);
+    disconnect(&folder, &ReadingFolderController::watchChanged, this, nullptr);
+  }
+
   void aSyncAskedForWhileTheTabletIsAwayIsRefusedWithItsStateSentence() {
     ReadingFolderController& folder = parts_->readingFolder;
     setting_->tablet().disconnect();
@@ -320,7 +356,8 @@ class AppFolderClipboardTest : public QObject {
     auto* plan = folderPane->findChild<QTreeWidget*>("plan");
     QTRY_VERIFY_WITH_TIMEOUT(rowTexts(plan, 1).contains("new.txt"), deadline);
     QVERIFY(rowTexts(plan, 0).contains("note"));
-    QCOMPARE(folderPane->findChild<QLabel*>("counts")->text(), "1 to do, 2 unchanged, 0 held back");
+    // b.txt, big.bin and watched.txt are there already.
+    QCOMPARE(folderPane->findChild<QLabel*>("counts")->text(), "1 to do, 3 unchanged, 0 held back");
     QTest::mouseClick(buttonNamed(folderPane, "Sync now"), Qt::LeftButton);
     auto* lastResult = folderPane->findChild<QLabel*>("lastResult");
     QTRY_VERIFY_WITH_TIMEOUT(lastResult->text().startsWith("1 copied"), deadline);
