@@ -9,9 +9,11 @@
 namespace lumivale::app {
 
 WifiReconnector::WifiReconnector(TabletTracker& tracker, QObject* parent) : QObject(parent) {
-  connect(&tracker, &TabletTracker::changed, this, [this, &tracker] {
+  auto beginOnce = [this, &tracker] {
     if (!loop_.joinable() && tracker.bridge()) begin(tracker.bridge());
-  });
+  };
+  connect(&tracker, &TabletTracker::changed, this, beginOnce);
+  beginOnce();
 }
 
 WifiReconnector::~WifiReconnector() {
