@@ -14,6 +14,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Bytes of one publishing line as it reaches the tablet: longer than other batches, so that a
+// batch goes in place in a few runs, and still inside the 64 KiB that adb carries for a command.
+constexpr std::size_t publishBudget = 56 * 1024;
+
 // One push's progress as part of the batch's.
 class BatchProgress : public TransferObserver {
  public:
@@ -60,7 +64,7 @@ std::vector<PublishStep> publishSteps(
          {to}});
   }
   for (const auto& [folder, sources] : together) {
-    for (const auto& batch : AdbFiles::batches(sources, batchBudget / 4)) {
+    for (const auto& batch : AdbFiles::batches(sources, publishBudget / 4)) {
       PublishStep step{"mv -n --", {}};
       for (const std::string& source : batch) {
         step.command += " " + TabletShell::quoted(source);
@@ -95,7 +99,7 @@ std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
       quoted += " " + TabletShell::quoted(path);
     // As it reaches the tablet: quoted once more, as the argument of sh -c.
     const std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
-    if (!commands.empty() && used + cost > batchBudget) close();
+    if (!commands.empty() && used + cost > publishBudget) close();
     commands += step.command + "; ";
     paths += quoted;
     used += cost;

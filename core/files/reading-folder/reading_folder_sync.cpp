@@ -27,7 +27,7 @@ using Journal = ReadingFolderStore::SetAsideFile;
 
 // New copies are sent together and put in place this many at a time, and recorded together:
 // a run stopped midway sends again at most one batch.
-constexpr std::size_t publishBatch = 500;
+constexpr std::size_t publishBatch = 2000;
 constexpr std::int64_t publishBatchBytes = 256 * 1024 * 1024;
 
 std::string notWhereSent(const std::string& mac) {
