@@ -1,6 +1,9 @@
 // The Reading folder's new copies, sent and put in place many at a time: a few adb runs for
 // a whole batch rather than a few for each file.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <set>
 
 #include "core/files/adb_files.h"
 #include "core/files/adb_files_detail.h"
@@ -40,37 +43,47 @@ std::uint64_t sizeOf(const fs::path& local) {
   return error ? 0 : size;
 }
 
-// One command of a publishing line and the targets of its moves.
+// One command of a publishing line, and where its moves are seen afterwards: the targets one by
+// one, or the listing of the folder they went to.
 struct PublishStep {
   std::string command;
   std::vector<std::string> paths;
+  std::string listed;
 };
 
+std::string listing(const std::string& folder) {
+  return fmt::format("find {} -mindepth 1 -maxdepth 1 -printf {} -print0 2>/dev/null",
+                     TabletShell::quoted(folder), TabletShell::quoted(identifiedFormat));
+}
+
 // The moves as shell commands: copies that keep their name go to their folder in one mv for
-// many; the others one by one. A name taken, in any capitals (the storage ignores case, and
-// mv -n sees it through the storage), keeps what holds it and the copy stays staged.
+// many, named from inside their staging folder so that a line holds many; the others one by
+// one. A name taken, in any capitals (the storage ignores case, and mv -n sees it through the
+// storage), keeps what holds it and the copy stays staged.
 std::vector<PublishStep> publishSteps(
     const std::vector<std::pair<std::string, std::string>>& moves) {
   std::vector<PublishStep> steps;
-  std::map<std::string, std::vector<std::string>> together;  // by the folder they go to
+  // Names by the folder they leave and the folder they go to.
+  std::map<std::pair<std::string, std::string>, std::vector<std::string>> together;
   for (const auto& [from, to] : moves) {
     if (RemotePath::name(from) == RemotePath::name(to)) {
-      together[*RemotePath::parent(to)].push_back(from);
+      together[{*RemotePath::parent(from), *RemotePath::parent(to)}].push_back(
+          RemotePath::name(from));
       continue;
     }
     const std::string target = TabletShell::quoted(to);
     steps.push_back(
         {fmt::format("[ -e {} ] || mv -n -- {} {}", target, TabletShell::quoted(from), target),
-         {to}});
+         {to},
+         {}});
   }
-  for (const auto& [folder, sources] : together) {
-    for (const auto& batch : AdbFiles::batches(sources, publishBudget / 4)) {
-      PublishStep step{"mv -n --", {}};
-      for (const std::string& source : batch) {
-        step.command += " " + TabletShell::quoted(source);
-        step.paths.push_back(folder + "/" + RemotePath::name(source));
-      }
-      step.command += " " + TabletShell::quoted(folder + "/");
+  for (const auto& [folders, names] : together) {
+    const auto& [from, to] = folders;
+    for (const auto& batch : AdbFiles::batches(names, publishBudget / 4)) {
+      PublishStep step{fmt::format("cd -- {} && mv -n --", TabletShell::quoted(from)), {}, to};
+      for (const std::string& name : batch)
+        step.command += " " + TabletShell::quoted(name);
+      step.command += " " + TabletShell::quoted(to + "/");
       steps.push_back(std::move(step));
     }
   }
@@ -85,12 +98,19 @@ std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
   std::vector<std::string> lines;
   std::string commands;
   std::string paths;
+  std::set<std::string> listed;
   std::size_t used = 0;
   const auto close = [&] {
-    lines.push_back(fmt::format("{}find{} -maxdepth 0 -printf {} -print0 2>/dev/null", commands,
-                                paths, TabletShell::quoted(identifiedFormat)));
+    std::vector<std::string> looks;
+    for (const std::string& folder : listed)
+      looks.push_back(listing(folder));
+    if (!paths.empty())
+      looks.push_back(fmt::format("find{} -maxdepth 0 -printf {} -print0 2>/dev/null", paths,
+                                  TabletShell::quoted(identifiedFormat)));
+    lines.push_back(commands + fmt::format("{}", fmt::join(looks, "; ")));
     commands.clear();
     paths.clear();
+    listed.clear();
     used = 0;
   };
   for (const PublishStep& step : steps) {
@@ -98,10 +118,16 @@ std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
     for (const std::string& path : step.paths)
       quoted += " " + TabletShell::quoted(path);
     // As it reaches the tablet: quoted once more, as the argument of sh -c.
-    const std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
-    if (!commands.empty() && used + cost > publishBudget) close();
+    std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
+    const auto listingCost = [&]() -> std::size_t {
+      if (step.listed.empty() || listed.contains(step.listed)) return 0;
+      return TabletShell::quoted(listing(step.listed) + "; ").size();
+    };
+    if (!commands.empty() && used + cost + listingCost() > publishBudget) close();
+    cost += listingCost();
     commands += step.command + "; ";
     paths += quoted;
+    if (!step.listed.empty()) listed.insert(step.listed);
     used += cost;
   }
   close();
