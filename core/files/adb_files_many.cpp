@@ -9,6 +9,7 @@
 #include "core/files/adb_files_detail.h"
 #include "core/files/remote_path.h"
 #include "core/files/staging_record.h"
+#include "core/files/utf8.h"
 
 namespace lumivale {
 
@@ -215,6 +216,15 @@ std::map<std::string, ReadingTree::Item> AdbFiles::publishMany(
   std::map<std::string, ReadingTree::Item> now;
   for (const std::string& line : publishLines(publishSteps(checked), erase))
     now.merge(identifiedItems(exec({"sh", "-c", line}, folderTimeout, false).output));
+  // A listing names an item as it is stored; a target the storage takes in other capitals is
+  // that item.
+  std::map<std::string, const ReadingTree::Item*> lowered;
+  for (const auto& [path, item] : now)
+    lowered.emplace(utf8::asciiLowered(path), &item);
+  for (const auto& [from, to] : checked) {
+    const auto stored = lowered.find(utf8::asciiLowered(to));
+    if (!now.contains(to) && stored != lowered.end()) now.emplace(to, *stored->second);
+  }
   return now;
 }
 
