@@ -228,4 +228,20 @@ std::map<std::string, ReadingTree::Item> AdbFiles::publishMany(
   return now;
 }
 
+bool AdbFiles::publishWhole(const std::string& staging, const std::string& folder) const {
+  const std::string valid = RemotePath::validate(staging);
+  const std::string target = RemotePath::validate(folder);
+  const auto staged = StagedName::of(RemotePath::name(valid));
+  if (!staged || staged->kind != Leftover::unfinishedCopy ||
+      RemotePath::parent(target) != RemotePath::parent(valid))
+    throw FilesError::refused(
+        fmt::format("'{}' is not a staged copy of {}", shown(valid), shown(target)));
+  const std::string record = *RemotePath::parent(valid) + "/" + StagingRecord::fileName(staged->id);
+  // mv -n -T neither replaces nor enters a folder made meanwhile: the staging folder then stays.
+  const std::string line = fmt::format(
+      "if mv -n -T -- {0} {1} && [ ! -e {0} ]; then rm -f -- {2}; echo moved; fi",
+      TabletShell::quoted(valid), TabletShell::quoted(target), TabletShell::quoted(record));
+  return exec({"sh", "-c", line}, stepTimeout, false).output.starts_with("moved");
+}
+
 }  // namespace lumivale
