@@ -134,32 +134,32 @@ void FoldedNames::apply(Index& index, const NameChange& change) {
 
 // Changes are made one at a time under the lock, so an index that was up to date before one
 // is up to date after it with the change applied. What the backing folder gets straight in
-// that instant is not seen: it is not told from the change itself.
+// that instant is not seen: it is not told from the change itself. Every folder touched is
+// looked at before and after, also one without an index: that look is what gets the change
+// a fine-grained stamp, and shows whether the file system gives them.
 int FoldedNames::change(const std::vector<NameChange>& changes,
                         const std::function<int()>& action) {
   std::lock_guard lock(mutex_);
-  std::vector<std::string> current;  // the folders whose indexes were up to date
+  std::vector<std::pair<std::string, bool>> folders;  // and whether its index was up to date
   for (const NameChange& each : changes) {
     std::string folder = split(each.path).first;
-    auto kept = indexes_.find(folder);
-    if (kept == indexes_.end() ||
-        std::find(current.begin(), current.end(), folder) != current.end())
+    if (std::any_of(folders.begin(), folders.end(),
+                    [&](auto& seen) { return seen.first == folder; }))
       continue;
     bool reliable = false;
-    if (stampOf(folder, reliable) == kept->second.stamp)
-      current.push_back(folder);
-    else
-      indexes_.erase(kept);
+    std::optional<Stamp> before = stampOf(folder, reliable);
+    auto kept = indexes_.find(folder);
+    folders.emplace_back(folder, kept != indexes_.end() && before == kept->second.stamp);
   }
   int result = action();
   for (const NameChange& each : changes)
     forgetFrom(each.path);
-  for (const std::string& folder : current) {
-    auto kept = indexes_.find(folder);
-    if (kept == indexes_.end()) continue;
+  for (const auto& [folder, current] : folders) {
     bool reliable = false;
     std::optional<Stamp> after = stampOf(folder, reliable);
-    if (result != 0 || !after || !reliable) {
+    auto kept = indexes_.find(folder);
+    if (kept == indexes_.end()) continue;
+    if (!current || result != 0 || !after || !reliable) {
       indexes_.erase(kept);
       continue;
     }
