@@ -55,8 +55,6 @@ int forEachName(int root, const std::string& folder,
   return 0;
 }
 
-FoldedNames::FoldedNames(int root, std::size_t maxFolders) : root_(root), maxFolders_(maxFolders) {}
-
 // A stamp is `reliable` when any later change to the folder's names is sure to change it. A
 // file system that stamps changes with the coarse clock gives every change within one tick
 // (or within its granularity, up to a second) the same time, so only a folder left unchanged
@@ -86,7 +84,7 @@ int FoldedNames::read(const std::string& folder, Index& index, bool& reliable) {
 }
 
 void FoldedNames::keep(const std::string& folder, Index index) {
-  if (indexes_.size() >= maxFolders_ && !indexes_.contains(folder)) {
+  if (indexes_.size() >= maxFolders && !indexes_.contains(folder)) {
     auto oldest = std::min_element(indexes_.begin(), indexes_.end(), [](auto& a, auto& b) {
       return a.second.lastUse < b.second.lastUse;
     });

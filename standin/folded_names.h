@@ -34,7 +34,7 @@ struct NameChange {
 // last are kept. Safe to call from several threads.
 class FoldedNames {
  public:
-  explicit FoldedNames(int root, std::size_t maxFolders = 64);
+  explicit FoldedNames(int root) : root_(root) {}
 
   // The stored spelling of any case of `name` in the stored folder `folder`: 0, or ENOENT or
   // another errno.
@@ -65,8 +65,9 @@ class FoldedNames {
   void forgetFrom(const std::string& path);
   static void apply(Index& index, const NameChange& change);
 
+  static constexpr std::size_t maxFolders = 64;
+
   int root_;
-  std::size_t maxFolders_;
   std::mutex mutex_;
   std::unordered_map<std::string, Index> indexes_;
   std::uint64_t uses_ = 0;
