@@ -1,8 +1,6 @@
 #include "standin/case_folding_folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -16,10 +14,6 @@
 namespace lumivale::standin {
 namespace {
 
-bool sameIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 std::string_view relative(std::string_view path) {
   while (path.starts_with('/'))
     path.remove_prefix(1);
@@ -29,7 +23,7 @@ std::string_view relative(std::string_view path) {
 }  // namespace
 
 CaseFoldingFolder::CaseFoldingFolder(const std::string& path)
-    : fd_(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    : fd_(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), names_(fd_.get()) {
   if (!fd_)
     throw Error(fmt::format("cannot open the storage folder {}: {}", path, std::strerror(errno)));
 }
@@ -47,31 +41,7 @@ int CaseFoldingFolder::match(const std::string& folder, std::string_view name,
     return 0;
   }
   if (errno != ENOENT) return errno;
-  int result = ENOENT;
-  if (int error = forEachName(folder, [&](const char* each) {
-        if (!sameIgnoringCase(each, name)) return true;
-        stored = each;
-        result = 0;
-        return false;
-      }))
-    return error;
-  return result;
-}
-
-int CaseFoldingFolder::forEachName(const std::string& folder,
-                                   const std::function<bool(const char*)>& visit) const {
-  int fd = ::openat(fd_.get(), folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return errno;
-  DIR* entries = ::fdopendir(fd);
-  if (!entries) {
-    int error = errno;
-    ::close(fd);
-    return error;
-  }
-  while (const dirent* entry = ::readdir(entries))
-    if (!visit(entry->d_name)) break;
-  ::closedir(entries);
-  return 0;
+  return names_.match(folder, name, stored);
 }
 
 int CaseFoldingFolder::find(std::string_view path, std::string& stored) const {

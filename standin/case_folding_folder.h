@@ -3,8 +3,10 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/tablet/unique_fd.h"
+#include "standin/folded_names.h"
 
 namespace lumivale::standin {
 
@@ -26,9 +28,10 @@ class CaseFoldingFolder {
   // `taken` tells which. Fails with an errno, EINVAL for a name FAT does not allow.
   int place(std::string_view path, std::string& folder, std::string& name, bool& taken) const;
 
-  // Calls `visit` with each name in the stored folder `folder` (".." and "." too) while it
-  // returns true; fails with an errno.
-  int forEachName(const std::string& folder, const std::function<bool(const char*)>& visit) const;
+  // Runs `action`, which makes `changes` to stored names, so that later lookups find them.
+  int change(const std::vector<NameChange>& changes, const std::function<int()>& action) const {
+    return names_.change(changes, action);
+  }
 
   // "folder/name", or "name" in the top folder.
   static std::string join(const std::string& folder, const std::string& name);
@@ -38,6 +41,7 @@ class CaseFoldingFolder {
   int match(const std::string& folder, std::string_view name, std::string& stored) const;
 
   UniqueFd fd_;
+  mutable FoldedNames names_;
 };
 
 }  // namespace lumivale::standin

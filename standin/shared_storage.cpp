@@ -42,6 +42,14 @@ int onStored(const char* path, Action action) {
   return action(stored);
 }
 
+// Runs `action` on the stored path of an existing item that it removes.
+template <typename Action>
+int onRemoved(const char* path, Action action) {
+  return onStored(path, [&](const std::string& stored) {
+    return storage().change({{NameChange::removed, stored}}, [&] { return action(stored); });
+  });
+}
+
 // Runs `action` on the stored path a new name takes; a name taken in any case is EEXIST.
 template <typename Action>
 int onNew(const char* path, Action action) {
@@ -49,7 +57,8 @@ int onNew(const char* path, Action action) {
   bool taken = false;
   if (int error = storage().place(path, folder, name, taken)) return -error;
   if (taken) return -EEXIST;
-  return action(CaseFoldingFolder::join(folder, name));
+  std::string stored = CaseFoldingFolder::join(folder, name);
+  return storage().change({{NameChange::added, stored}}, [&] { return action(stored); });
 }
 
 void* init(fuse_conn_info* connection, fuse_config* config) {
@@ -94,13 +103,13 @@ int mkdir(const char* path, mode_t mode) {
 }
 
 int unlink(const char* path) {
-  return onStored(path, [&](const std::string& stored) {
+  return onRemoved(path, [&](const std::string& stored) {
     return outcome(::unlinkat(storage().fd(), stored.c_str(), 0));
   });
 }
 
 int rmdir(const char* path) {
-  return onStored(path, [&](const std::string& stored) {
+  return onRemoved(path, [&](const std::string& stored) {
     return outcome(::unlinkat(storage().fd(), stored.c_str(), AT_REMOVEDIR));
   });
 }
@@ -129,13 +138,24 @@ int rename(const char* from, const char* to, unsigned int flags) {
     std::string target = CaseFoldingFolder::join(folder, name);
     // Only the case changes: the item takes the spelling given.
     if (taken && target == source)
-      return outcome(::renameat(fd, source.c_str(), fd, given.c_str()));
+      return storage().change({{NameChange::removed, source}, {NameChange::added, given}}, [&] {
+        return outcome(::renameat(fd, source.c_str(), fd, given.c_str()));
+      });
     if (taken && (flags & RENAME_NOREPLACE)) return -EEXIST;
-    if (::renameat2(fd, source.c_str(), fd, target.c_str(), flags) != 0) return -errno;
+    // An exchange keeps both names.
+    if (flags & RENAME_EXCHANGE)
+      return storage().change({{NameChange::kept, source}, {NameChange::kept, target}}, [&] {
+        return outcome(::renameat2(fd, source.c_str(), fd, target.c_str(), flags));
+      });
     // What replaced an item in another case is stored as it was given.
-    if (taken && target != given && !(flags & RENAME_EXCHANGE))
-      return outcome(::renameat(fd, target.c_str(), fd, given.c_str()));
-    return 0;
+    bool respell = taken && target != given;
+    std::vector<NameChange> changes{{NameChange::removed, source}, {NameChange::added, target}};
+    if (respell)
+      changes.insert(changes.end(), {{NameChange::removed, target}, {NameChange::added, given}});
+    return storage().change(changes, [&] {
+      if (::renameat2(fd, source.c_str(), fd, target.c_str(), flags) != 0) return -errno;
+      return respell ? outcome(::renameat(fd, target.c_str(), fd, given.c_str())) : 0;
+    });
   });
 }
 
@@ -185,10 +205,13 @@ int create(const char* path, mode_t mode, fuse_file_info* file) {
   if (int error = storage().place(path, folder, name, taken)) return -error;
   if (taken && (file->flags & O_EXCL)) return -EEXIST;
   std::string stored = CaseFoldingFolder::join(folder, name);
-  int fd = ::openat(storage().fd(), stored.c_str(), file->flags | O_CREAT | O_CLOEXEC, mode);
-  if (fd < 0) return -errno;
-  file->fh = static_cast<uint64_t>(fd);
-  return 0;
+  auto open = [&] {
+    int fd = ::openat(storage().fd(), stored.c_str(), file->flags | O_CREAT | O_CLOEXEC, mode);
+    if (fd < 0) return -errno;
+    file->fh = static_cast<uint64_t>(fd);
+    return 0;
+  };
+  return taken ? open() : storage().change({{NameChange::added, stored}}, open);
 }
 
 int readBuffer(const char*, fuse_bufvec** result, size_t size, off_t offset, fuse_file_info* file) {
@@ -227,7 +250,7 @@ int fsync(const char*, int dataOnly, fuse_file_info* file) {
 int readdir(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse_file_info*,
             fuse_readdir_flags) {
   return onStored(path, [&](const std::string& stored) {
-    return -storage().forEachName(stored, [&](const char* name) {
+    return -forEachName(storage().fd(), stored, [&](const char* name) {
       return fill(buffer, name, nullptr, 0, static_cast<fuse_fill_dir_flags>(0)) == 0;
     });
   });

@@ -95,6 +95,57 @@ TEST_F(StandinStorageTest, TheTabletRefusesNamesFatDoesNotAllow) {
   EXPECT_EQ(storedNames(stored()), (std::set<std::string>{"ok"}));
 }
 
+// A name looked up in another case is found from what the storage keeps of the folder;
+// what is put straight into the backing folder afterwards must still be found.
+TEST_F(StandinStorageTest, SeesWhatIsPutBesideItAfterALookup) {
+  auto [output, status] = inStorage("mkdir Docs && echo one > Docs/one.txt && cat DOCS/ONE.TXT");
+  ASSERT_EQ(status, 0) << output;
+  EXPECT_EQ(output, "one\n");
+
+  std::ofstream(stored() / "Docs" / "Late.pdf") << "late";
+  std::tie(output, status) = inStorage("cat docs/late.PDF && echo again > Docs/LATE.PDF");
+  ASSERT_EQ(status, 0) << output;
+  EXPECT_EQ(output, "late");
+  EXPECT_EQ(contents(stored() / "Docs" / "Late.pdf"), "again\n");
+
+  // Gone or renamed behind its back: the old name is not found in any case.
+  fs::rename(stored() / "Docs" / "one.txt", stored() / "Docs" / "Two.txt");
+  fs::remove(stored() / "Docs" / "Late.pdf");
+  std::tie(output, status) = inStorage("cat docs/ONE.txt");
+  EXPECT_NE(status, 0) << output;
+  std::tie(output, status) = inStorage("cat docs/late.pdf");
+  EXPECT_NE(status, 0) << output;
+  std::tie(output, status) = inStorage("cat DOCS/two.TXT && ls Docs");
+  ASSERT_EQ(status, 0) << output;
+  EXPECT_EQ(output, "one\nTwo.txt\n");
+}
+
+// Many names made, renamed and removed in one folder, as a push of a whole folder does,
+// and every name still found once in any case.
+TEST_F(StandinStorageTest, KeepsOneNameThroughManyChangesInAFolder) {
+  auto [output, status] = inStorage(
+      "mkdir Many && cd Many && for i in $(seq 200); do echo $i > File-$i.txt; done && "
+      "echo a > a.pdf && echo b > B.PDF && mv a.pdf Moved.pdf && mv -f b.pdf MOVED.PDF && "
+      "echo A > A.PDF && mkdir Sub && rmdir SUB && mkdir sub && "
+      "rm file-7.TXT && ln file-8.txt Linked && cat LINKED moved.pdf a.pdf");
+  ASSERT_EQ(status, 0) << output;
+  EXPECT_EQ(output, "8\nb\nA\n");
+  std::set<std::string> names = storedNames(stored() / "Many");
+  EXPECT_EQ(names.size(), 199 + 4) << output;
+  for (const char* name : {"A.PDF", "MOVED.PDF", "sub", "Linked"})
+    EXPECT_TRUE(names.contains(name)) << name;
+  EXPECT_FALSE(names.contains("File-7.txt"));
+
+  // Two at once in the same folder: every name made once, and found in any case after.
+  std::tie(output, status) = inStorage(
+      "cd Many && { for i in $(seq 100); do echo x > x$i; done & "
+      "for i in $(seq 100); do echo y > Y$i; done; wait; } && "
+      "for i in $(seq 100); do echo X > X$i && echo y > y$i; done && cat X100 y1");
+  ASSERT_EQ(status, 0) << output;
+  EXPECT_EQ(output, "X\ny\n");
+  EXPECT_EQ(storedNames(stored() / "Many").size(), 203 + 200);
+}
+
 TEST(StandinPlainStorageTest, KeepsBothCasesAndAnyName) {
   StandinTablet tablet(StandinOptions().withPlainStorage());
   ToolRun run = tablet.shell("cd /sdcard && touch a.pdf A.PDF 'a:b' && ls");
