@@ -166,6 +166,10 @@ class AdbFiles {
   std::map<std::string, ReadingTree::Item> publishMany(
       const std::string& staging,
       const std::vector<std::pair<std::string, std::string>>& moves) const;
+  // Puts the whole staging folder `staging` in place as `folder`, beside it, when no item has
+  // that name yet, and then erases its record: true when it did. Otherwise the staged copies
+  // are left for publishMany.
+  bool publishWhole(const std::string& staging, const std::string& folder) const;
   // Puts a staged copy in place of `target`, which must still be as seen.
   void replaceIfUnchanged(const std::string& staged, const std::string& target,
                           const ReadingTree::Item& seen) const;

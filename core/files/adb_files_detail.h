@@ -23,8 +23,8 @@ inline constexpr Seconds folderTimeout{600};
 inline constexpr int leftoverSearchDepth = 24;
 // Bytes of quoted paths in one shell line; far inside what adbd accepts.
 inline constexpr std::size_t batchBudget = 32 * 1024;
-// Bytes of local paths in one `adb push`, far inside what the computer allows.
-inline constexpr std::size_t localBatchBudget = 64 * 1024;
+// Bytes of local paths in one `adb push`, inside the 1 MiB a Mac allows for a command's arguments.
+inline constexpr std::size_t localBatchBudget = 512 * 1024;
 
 inline constexpr std::string_view topChange =
     "the top of the tablet\u2019s storage cannot be changed";

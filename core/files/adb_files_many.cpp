@@ -1,11 +1,15 @@
 // The Reading folder's new copies, sent and put in place many at a time: a few adb runs for
 // a whole batch rather than a few for each file.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <set>
 
 #include "core/files/adb_files.h"
 #include "core/files/adb_files_detail.h"
 #include "core/files/remote_path.h"
 #include "core/files/staging_record.h"
+#include "core/files/utf8.h"
 
 namespace lumivale {
 
@@ -13,6 +17,10 @@ using namespace files_detail;
 namespace fs = std::filesystem;
 
 namespace {
+
+// Bytes of one publishing line as it reaches the tablet: longer than other batches, so that a
+// batch goes in place in a few runs, and still inside the 64 KiB that adb carries for a command.
+constexpr std::size_t publishBudget = 56 * 1024;
 
 // One push's progress as part of the batch's.
 class BatchProgress : public TransferObserver {
@@ -36,37 +44,47 @@ std::uint64_t sizeOf(const fs::path& local) {
   return error ? 0 : size;
 }
 
-// One command of a publishing line and the targets of its moves.
+// One command of a publishing line, and where its moves are seen afterwards: the targets one by
+// one, or the listing of the folder they went to.
 struct PublishStep {
   std::string command;
   std::vector<std::string> paths;
+  std::string listed;
 };
 
+std::string listing(const std::string& folder) {
+  return fmt::format("find {} -mindepth 1 -maxdepth 1 -printf {} -print0 2>/dev/null",
+                     TabletShell::quoted(folder), TabletShell::quoted(identifiedFormat));
+}
+
 // The moves as shell commands: copies that keep their name go to their folder in one mv for
-// many; the others one by one. A name taken, in any capitals (the storage ignores case, and
-// mv -n sees it through the storage), keeps what holds it and the copy stays staged.
+// many, named from inside their staging folder so that a line holds many; the others one by
+// one. A name taken, in any capitals (the storage ignores case, and mv -n sees it through the
+// storage), keeps what holds it and the copy stays staged.
 std::vector<PublishStep> publishSteps(
     const std::vector<std::pair<std::string, std::string>>& moves) {
   std::vector<PublishStep> steps;
-  std::map<std::string, std::vector<std::string>> together;  // by the folder they go to
+  // Names by the folder they leave and the folder they go to.
+  std::map<std::pair<std::string, std::string>, std::vector<std::string>> together;
   for (const auto& [from, to] : moves) {
     if (RemotePath::name(from) == RemotePath::name(to)) {
-      together[*RemotePath::parent(to)].push_back(from);
+      together[{*RemotePath::parent(from), *RemotePath::parent(to)}].push_back(
+          RemotePath::name(from));
       continue;
     }
     const std::string target = TabletShell::quoted(to);
     steps.push_back(
         {fmt::format("[ -e {} ] || mv -n -- {} {}", target, TabletShell::quoted(from), target),
-         {to}});
+         {to},
+         {}});
   }
-  for (const auto& [folder, sources] : together) {
-    for (const auto& batch : AdbFiles::batches(sources, batchBudget / 4)) {
-      PublishStep step{"mv -n --", {}};
-      for (const std::string& source : batch) {
-        step.command += " " + TabletShell::quoted(source);
-        step.paths.push_back(folder + "/" + RemotePath::name(source));
-      }
-      step.command += " " + TabletShell::quoted(folder + "/");
+  for (const auto& [folders, names] : together) {
+    const auto& [from, to] = folders;
+    for (const auto& batch : AdbFiles::batches(names, publishBudget / 4)) {
+      PublishStep step{fmt::format("cd -- {} && mv -n --", TabletShell::quoted(from)), {}, to};
+      for (const std::string& name : batch)
+        step.command += " " + TabletShell::quoted(name);
+      step.command += " " + TabletShell::quoted(to + "/");
       steps.push_back(std::move(step));
     }
   }
@@ -81,12 +99,19 @@ std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
   std::vector<std::string> lines;
   std::string commands;
   std::string paths;
+  std::set<std::string> listed;
   std::size_t used = 0;
   const auto close = [&] {
-    lines.push_back(fmt::format("{}find{} -maxdepth 0 -printf {} -print0 2>/dev/null", commands,
-                                paths, TabletShell::quoted(identifiedFormat)));
+    std::vector<std::string> looks;
+    for (const std::string& folder : listed)
+      looks.push_back(listing(folder));
+    if (!paths.empty())
+      looks.push_back(fmt::format("find{} -maxdepth 0 -printf {} -print0 2>/dev/null", paths,
+                                  TabletShell::quoted(identifiedFormat)));
+    lines.push_back(commands + fmt::format("{}", fmt::join(looks, "; ")));
     commands.clear();
     paths.clear();
+    listed.clear();
     used = 0;
   };
   for (const PublishStep& step : steps) {
@@ -94,10 +119,16 @@ std::vector<std::string> publishLines(const std::vector<PublishStep>& steps,
     for (const std::string& path : step.paths)
       quoted += " " + TabletShell::quoted(path);
     // As it reaches the tablet: quoted once more, as the argument of sh -c.
-    const std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
-    if (!commands.empty() && used + cost > batchBudget) close();
+    std::size_t cost = TabletShell::quoted(step.command + "; " + quoted).size();
+    const auto listingCost = [&]() -> std::size_t {
+      if (step.listed.empty() || listed.contains(step.listed)) return 0;
+      return TabletShell::quoted(listing(step.listed) + "; ").size();
+    };
+    if (!commands.empty() && used + cost + listingCost() > publishBudget) close();
+    cost += listingCost();
     commands += step.command + "; ";
     paths += quoted;
+    if (!step.listed.empty()) listed.insert(step.listed);
     used += cost;
   }
   close();
@@ -185,7 +216,32 @@ std::map<std::string, ReadingTree::Item> AdbFiles::publishMany(
   std::map<std::string, ReadingTree::Item> now;
   for (const std::string& line : publishLines(publishSteps(checked), erase))
     now.merge(identifiedItems(exec({"sh", "-c", line}, folderTimeout, false).output));
+  // A listing names an item as it is stored; a target the storage takes in other capitals is
+  // that item.
+  std::map<std::string, const ReadingTree::Item*> lowered;
+  for (const auto& [path, item] : now)
+    lowered.emplace(utf8::asciiLowered(path), &item);
+  for (const auto& [from, to] : checked) {
+    const auto stored = lowered.find(utf8::asciiLowered(to));
+    if (!now.contains(to) && stored != lowered.end()) now.emplace(to, *stored->second);
+  }
   return now;
+}
+
+bool AdbFiles::publishWhole(const std::string& staging, const std::string& folder) const {
+  const std::string valid = RemotePath::validate(staging);
+  const std::string target = RemotePath::validate(folder);
+  const auto staged = StagedName::of(RemotePath::name(valid));
+  if (!staged || staged->kind != Leftover::unfinishedCopy ||
+      RemotePath::parent(target) != RemotePath::parent(valid))
+    throw FilesError::refused(
+        fmt::format("'{}' is not a staged copy of {}", shown(valid), shown(target)));
+  const std::string record = *RemotePath::parent(valid) + "/" + StagingRecord::fileName(staged->id);
+  // mv -n -T neither replaces nor enters a folder made meanwhile: the staging folder then stays.
+  const std::string line = fmt::format(
+      "if mv -n -T -- {0} {1} && [ ! -e {0} ]; then rm -f -- {2}; echo moved; fi",
+      TabletShell::quoted(valid), TabletShell::quoted(target), TabletShell::quoted(record));
+  return exec({"sh", "-c", line}, stepTimeout, false).output.starts_with("moved");
 }
 
 }  // namespace lumivale

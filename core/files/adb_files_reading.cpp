@@ -19,8 +19,11 @@ ReadingTree AdbFiles::readingTree(const std::string& folder) const {
   auto result = exec({"find", valid + "/", "-mindepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
                      folderTimeout, false);
   if (result.status != 0) {
-    // A Reading folder not made yet holds nothing.
-    if (!present(valid)) return {};
+    if (!present(valid)) {
+      ReadingTree missing;
+      missing.folderExists = false;
+      return missing;
+    }
     throw FilesError::refused(
         fmt::format("could not list {}: {}", shown(valid), displayable(firstLine(result.output))));
   }

@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <future>
 #include <memory>
 #include <set>
+#include <thread>
 
 #include "core/crypto_library.h"
 #include "core/files/reading-folder/mac_identity_detail.h"
@@ -251,6 +254,46 @@ bool takeOver(MacFile& file, const ReadingFolderManifest* record) {
   return true;
 }
 
+// How each file was read: its digest taken over from the record or computed, by several readers
+// at once, since on a first sync reading the files is most of the scan.
+std::vector<Reading> readAll(int root, std::vector<MacFile>& files,
+                             const ReadingFolderManifest* record, const StopToken& stop) {
+  std::vector<Reading> readings(files.size(), Reading::done);
+  std::atomic<std::size_t> next{0};
+  std::atomic<bool> failed{false};
+  const auto reader = [&] {
+    try {
+      std::vector<char> buffer(1 << 20);
+      for (std::size_t i; !failed && (i = next++) < files.size();) {
+        stop.throwIfCancelled();
+        if (!takeOver(files[i], record)) readings[i] = hashFile(root, files[i], buffer, stop);
+      }
+    } catch (...) {
+      failed = true;
+      throw;
+    }
+  };
+  const unsigned readers = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+  std::vector<std::future<void>> others;
+  for (unsigned i = 1; i < readers && i < files.size(); ++i)
+    others.push_back(std::async(std::launch::async, reader));
+  std::exception_ptr failure;
+  try {
+    reader();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  for (std::future<void>& other : others) {
+    try {
+      other.get();
+    } catch (...) {
+      if (!failure) failure = std::current_exception();
+    }
+  }
+  if (failure) std::rethrow_exception(failure);
+  return readings;
+}
+
 }  // namespace
 
 MacScan MacScan::read(const fs::path& folder, const Options& options, const StopToken& stop) {
@@ -266,14 +309,12 @@ MacScan MacScan::read(const fs::path& folder, const Options& options, const Stop
                                             static_cast<std::int64_t>(scan.folders.size()),
                                             totalBytes(scan.files));
   if (!scan.overLimit) {
-    std::vector<char> buffer(1 << 20);
+    const std::vector<Reading> readings = readAll(root.get(), scan.files, options.record, stop);
     std::vector<MacFile> read;
     std::set<std::string> dropped;
-    for (MacFile& file : scan.files) {
-      stop.throwIfCancelled();
-      const Reading reading =
-          takeOver(file, options.record) ? Reading::done : hashFile(root.get(), file, buffer, stop);
-      switch (reading) {
+    for (std::size_t i = 0; i < scan.files.size(); ++i) {
+      MacFile& file = scan.files[i];
+      switch (readings[i]) {
         case Reading::done:
           read.push_back(std::move(file));
           continue;

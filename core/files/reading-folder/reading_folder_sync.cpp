@@ -27,7 +27,7 @@ using Journal = ReadingFolderStore::SetAsideFile;
 
 // New copies are sent together and put in place this many at a time, and recorded together:
 // a run stopped midway sends again at most one batch.
-constexpr std::size_t publishBatch = 500;
+constexpr std::size_t publishBatch = 2000;
 constexpr std::int64_t publishBatchBytes = 256 * 1024 * 1024;
 
 std::string notWhereSent(const std::string& mac) {
@@ -126,12 +126,13 @@ class Run {
       std::visit([this](const auto& change) { keep(change); }, step);
     save();
     // The tablet folder itself is made by the first run that puts something in it.
-    if (tree_.items.empty() && !plan.actions.empty()) files_.makeDirectory(tabletFolder_, true);
+    folderMissing_ = !tree_.folderExists && !plan.actions.empty();
     for (const Plan::Action& action : plan.actions) {
       // New copies wait to be put in place together; anything else goes after them.
       const auto* copy = std::get_if<Plan::Copy>(&action);
       if (!std::holds_alternative<Plan::KeepBoth>(action) && (copy == nullptr || copy->replacing)) {
         publish();
+        makeTabletFolder();
       }
       std::visit([this](const auto& step) { attempt(step); }, action);
       if (pending_.size() >= publishBatch || pendingBytes_ >= publishBatchBytes) publish();
@@ -522,19 +523,44 @@ class Run {
   // Sends the waiting new copies into one staging folder, puts them under their names in a
   // few runs, and records those that arrived; a copy whose name was taken meanwhile is erased.
   // The journal knows the batch before anything is sent, and what arrived before it moves.
+  void makeTabletFolder() {
+    if (std::exchange(folderMissing_, false)) files_.makeDirectory(tabletFolder_, true);
+  }
+
+  // The tablet folder is not there yet and every copy of the batch arrives under its own name
+  // directly in it: the staging folder, made beside it, can become it with one rename.
+  bool arrivesWhole(const std::vector<std::string>& names) {
+    if (!folderMissing_) return false;
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      if (pending_[i].to != names[i]) return false;
+    }
+    try {
+      files_.confine(*RemotePath::parent(tabletFolder_), true);
+      return true;
+    } catch (const Error&) {
+      return false;
+    }
+  }
+
   void publish() {
     if (pending_.empty()) return;
+    std::set<std::string> taken;
+    std::vector<std::string> names;
+    for (const Waiting& waiting : pending_)
+      names.push_back(arrivalName(waiting.mac, taken));
+    const bool asFolder = arrivesWhole(names);
+    if (!asFolder) makeTabletFolder();
     const std::string id = StagingRecord::newId();
-    const std::string staging = tabletFolder_ + "/" + std::string(AdbFiles::partialPrefix) + id;
+    const std::string staging = (asFolder ? *RemotePath::parent(tabletFolder_) : tabletFolder_) +
+                                "/" + std::string(AdbFiles::partialPrefix) + id;
     std::vector<AdbFiles::Arrival> arrivals;
     std::vector<Plan::Action> actions;
-    std::set<std::string> taken;
     std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       const Waiting& waiting = pending_[i];
       try {
         const CopiedFile copied = recordOf(waiting.mac, waiting.to, waiting.keptBoth);
-        const std::string name = arrivalName(waiting.mac, taken);
+        const std::string& name = names[i];
         arrivals.push_back({options_.macFolder / waiting.mac, name});
         journal_.stages.push_back(
             {id, waiting.mac, staging + "/" + name, onTablet(waiting.to), "", copied});
@@ -587,7 +613,15 @@ class Run {
     std::map<std::string, ReadingTree::Item> now;
     std::optional<std::string> failure;
     try {
-      now = files_.publishMany(staging, moves);
+      if (asFolder && files_.publishWhole(staging, tabletFolder_)) {
+        // The folder is the staging folder renamed: each copy is there as it arrived.
+        for (const Journal::Stage& staged : journal_.stages)
+          now[staged.to] = sent.at(RemotePath::name(staged.staged));
+      } else {
+        // A folder made there meanwhile takes the copies one by one, where names are free.
+        now = files_.publishMany(staging, moves);
+      }
+      folderMissing_ = false;
     } catch (const Cancelled&) {
       throw;
     } catch (const Error& error) {
@@ -595,7 +629,7 @@ class Run {
       // When the tablet cannot say either, the journal stays for the next run to settle.
       now = files_.readingItems(stagedAndTargets(journal_.stages));
       files_.discardStage(staging);
-      files_.dropRecord(tabletFolder_, id);
+      files_.dropRecord(*RemotePath::parent(staging), id);
     }
     for (std::size_t i = 0; i < journal_.stages.size(); ++i) {
       const Journal::Stage& staged = journal_.stages[i];
@@ -624,7 +658,8 @@ class Run {
   std::map<std::string, const MacFile*> macFiles_;
   ReadingFolderSummary summary_;
   ReadingFolderSyncEvent event_;
-  bool waiting_ = false;  // the action under way waits to be published
+  bool waiting_ = false;        // the action under way waits to be published
+  bool folderMissing_ = false;  // the tablet folder is not made yet
   // New copies waiting to be sent together, with their actions.
   struct Waiting {
     std::string mac;

@@ -27,6 +27,8 @@ struct ReadingTree {
   // The tablet's sha256sum works: without it a copy whose date changed cannot be proved
   // unchanged.
   bool hashSupported = true;
+  // The folder is there: a Reading folder not made yet holds nothing.
+  bool folderExists = true;
 
   bool operator==(const ReadingTree&) const = default;
 

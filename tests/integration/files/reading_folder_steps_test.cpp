@@ -126,6 +126,29 @@ TEST_F(ReadingFolderStepsTest, ManyCopiesAreSentTogetherAndEachTakesOnlyAFreeNam
   EXPECT_THAT(leftoversIn("/sdcard/F"), IsEmpty());
 }
 
+TEST_F(ReadingFolderStepsTest, AStagingFolderBecomesANewFolderWholeButNeverEntersOneMadeMeanwhile) {
+  files->makeDirectory("/sdcard/Docs", true);
+  const std::string staging = "/sdcard/Docs/.lumivale-partial-0123456789abcdef";
+  const auto sent = files->pushMany(
+      staging, {{localFile("a.pdf", "copy of a"), "a.pdf"}, {localFile("b.pdf", "b"), "b.pdf"}},
+      10);
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_TRUE(files->publishWhole(staging, "/sdcard/Docs/From Mac"));
+  EXPECT_EQ(read("/sdcard/Docs/From Mac/a.pdf"), "copy of a");
+  const std::string moved = "/sdcard/Docs/From Mac/a.pdf";
+  EXPECT_EQ(files->readingItems({moved}).at(moved).identity, sent.at("a.pdf").identity);
+  EXPECT_THAT(leftoversIn("/sdcard/Docs"), IsEmpty()) << "nor the record";
+
+  // The name taken, in other capitals, by a folder of the user's: it is left as it was.
+  const std::string again = "/sdcard/Docs/.lumivale-partial-fedcba9876543210";
+  files->pushMany(again, {{localFile("c.pdf", "c"), "c.pdf"}}, 1);
+  write("/sdcard/Docs/Later/mine.pdf", "the user's");
+  EXPECT_FALSE(files->publishWhole(again, "/sdcard/Docs/later"));
+  EXPECT_FALSE(fs::exists(onTablet("/sdcard/Docs/Later/c.pdf")));
+  EXPECT_FALSE(fs::exists(onTablet("/sdcard/Docs/Later/.lumivale-partial-fedcba9876543210")));
+  EXPECT_EQ(leftoversIn("/sdcard/Docs").size(), 2u) << "the staging folder and its record";
+}
+
 TEST_F(ReadingFolderStepsTest, AReplacementGoesInOnlyOverTheCopyAsItWasSeen) {
   write("/sdcard/F/a.pdf", "old copy");
   ReadingTree::Item before = seen("/sdcard/F/a.pdf");
