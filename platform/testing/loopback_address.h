@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "core/tablet/tool_run.h"
 
@@ -10,8 +11,7 @@ namespace lumivale::testing {
 // (root only): whatever a test asserts in between, it is taken away again.
 class LoopbackAddress {
  public:
-  explicit LoopbackAddress(std::string address)
-      : address_(std::move(address)), added_(ip("add")) {}
+  explicit LoopbackAddress(std::string address) : address_(std::move(address)), added_(ip("add")) {}
   LoopbackAddress(const LoopbackAddress&) = delete;
   LoopbackAddress& operator=(const LoopbackAddress&) = delete;
   ~LoopbackAddress() { remove(); }
