@@ -219,7 +219,6 @@ class WatchPrinter : public ReadingFolderWatchObserver {
  public:
   void notify(const ReadingFolderWatchEvent& event) override {
     using Kind = ReadingFolderWatchEvent::Kind;
-    if (event.kind == Kind::progress) return;
     if (event.kind == Kind::finished)
       printSummary(*event.summary);
     else if (event.kind == Kind::started)

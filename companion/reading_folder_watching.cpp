@@ -31,9 +31,8 @@ void watchReadingFolder(AdbBridge& bridge, const AdbFiles& files,
                         const std::filesystem::path& folder, ReadingFolderWatchObserver& observer,
                         const StopToken& stop, const std::function<void()>& watching) {
   ReadingFolderWatch watch({.sync =
-                                [&](const StopToken& runStop, ReadingFolderSyncObserver& progress) {
-                                  return ReadingFolderSync::run(files.stoppedBy(runStop), options,
-                                                                &progress);
+                                [&](const StopToken& runStop) {
+                                  return ReadingFolderSync::run(files.stoppedBy(runStop), options);
                                 },
                             .tabletReady =
                                 [&](const StopToken& lookStop) {
@@ -52,8 +51,6 @@ std::string watchEventLine(const ReadingFolderWatchEvent& event) {
   switch (event.kind) {
     case Kind::started:
       return "syncing (" + std::string(reason(event.why)) + ")";
-    case Kind::progress:
-      return "";
     case Kind::finished:
       return summaryLine(*event.summary);
     case Kind::failed:

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "core/error.h"
+#include "core/settings/log.h"
 #include "core/tablet/unique_fd.h"
 #include "platform/folder_watching.h"
 
@@ -104,7 +105,13 @@ class InotifyFolderWatcher final : public FolderWatcher {
   void follow() {
     pollfd waits[2] = {{inotify_.get(), POLLIN, 0}, {stopEvent_.get(), POLLIN, 0}};
     while (true) {
-      if (::poll(waits, 2, -1) < 0 && errno != EINTR) return;
+      if (::poll(waits, 2, -1) < 0 && errno != EINTR) {
+        // Changes here would go unseen from now on: said in the log, and one more run
+        // reads the folder as it stands.
+        logWarning("watching {} stopped: {}", root_.string(), std::strerror(errno));
+        changed_();
+        return;
+      }
       if (waits[1].revents != 0) return;
       if (waits[0].revents != 0 && readEvents()) changed_();
     }

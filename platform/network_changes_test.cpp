@@ -10,23 +10,18 @@
 #include <gtest/gtest.h>
 
 #include "core/cancelled.h"
-#include "core/tablet/tool_run.h"
+#include "platform/testing/loopback_address.h"
 
 namespace lumivale {
 namespace {
 
-bool ip(const std::string& change, const std::string& address) {
-  return ToolRun::run("/usr/sbin/ip", {"addr", change, address, "dev", "lo"}, Seconds(30)).status ==
-         0;
-}
-
 TEST(NetworkChanges, AnAddressComingAndGoingIsAChangeAndACancelEndsTheWait) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may change an address";
   auto changes = platform::followNetworkChanges();
-  const std::string address = "127.78." + std::to_string(::getpid() % 250) + ".1/32";
-  ASSERT_TRUE(ip("add", address));
+  testing::LoopbackAddress address("127.78." + std::to_string(::getpid() % 250) + ".1/32");
+  ASSERT_TRUE(address.added());
   const bool added = changes->waitForChange(Seconds(120), StopToken());
-  ASSERT_TRUE(ip("del", address));
+  ASSERT_TRUE(address.remove());
   EXPECT_TRUE(added);
   EXPECT_TRUE(changes->waitForChange(Seconds(120), StopToken()));
 

@@ -160,9 +160,8 @@ void ClipboardController::retire() {
 
 void ClipboardController::startLink() {
   const TabletView& view = tracker_.view();
-  bool wifi = false;
-  for (const AdbTablet& tablet : view.tablets)
-    if (tablet.hasSerial(*view.serial)) wifi = tablet.serial != *view.serial;
+  const AdbDevice* connection = view.connection();
+  const bool wifi = connection && connection->isWifi();
   const std::uint64_t generation = ++generation_;
   retire();
   linkEnded_ = false;

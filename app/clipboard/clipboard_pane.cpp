@@ -109,6 +109,7 @@ void ClipboardPane::showHistory() {
     auto* row =
         new QTreeWidgetItem(history_, {qText(std::string(ClipboardHistory::label(item.origin))),
                                        shownTime(item.at), preview.join('\n'), qText(item.size())});
+    row->setData(0, Qt::UserRole, qText(item.id));
     if (item.id == wasChosen) history_->setCurrentItem(row);
   }
   kept_->setChecked(controller_.kept());
@@ -120,9 +121,9 @@ void ClipboardPane::showHistory() {
 }
 
 std::string ClipboardPane::chosen() const {
-  const int row = history_->indexOfTopLevelItem(history_->currentItem());
-  if (row < 0 || row >= static_cast<int>(controller_.history().size())) return {};
-  return controller_.history()[row].id;
+  // By the row's own id: the history behind the rows may already be a newer one.
+  const QTreeWidgetItem* row = history_->currentItem();
+  return row ? row->data(0, Qt::UserRole).toString().toStdString() : std::string();
 }
 
 void ClipboardPane::copyChosen(CopyDestination destination) {

@@ -84,12 +84,8 @@ void DevicesController::saveScreenshot(const QString& path) {
 }
 
 bool DevicesController::onCable() const {
-  const TabletView& view = tracker_.view();
-  if (!view.ready()) return false;
-  for (const AdbTablet& tablet : view.tablets)
-    for (const AdbDevice& connection : tablet.connections)
-      if (connection.serial == *view.serial) return !connection.isWifi();
-  return false;
+  const AdbDevice* connection = tracker_.view().connection();
+  return connection && !connection->isWifi();
 }
 
 void DevicesController::setUpWifi() {

@@ -2,6 +2,7 @@
 
 #include <QMetaObject>
 
+#include "app/files/leftover_count.h"
 #include "core/cancelled.h"
 #include "core/observer.h"
 #include "core/tablet/adb_bridge.h"
@@ -134,10 +135,7 @@ void FilesController::cleanUp() {
         for (const CleanUpStep& step : report.done)
           if (step.kind && step.does != CleanUpStep::Does::erase) ++putBack;
         const int erased = report.erased();
-        emit cleanedUp(QString("%1 leftover%2 erased, %3 put back.")
-                           .arg(erased)
-                           .arg(erased == 1 ? "" : "s")
-                           .arg(putBack));
+        emit cleanedUp(tr("%1 erased, %2 put back.").arg(leftoverCount(erased)).arg(putBack));
         if (!report.failures.empty()) fail(report.failures.front());
         refresh();
       },

@@ -14,6 +14,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/files/leftover_count.h"
 #include "app/shell/named_button.h"
 #include "app/shell/shown_text.h"
 
@@ -164,9 +165,8 @@ void FilesPane::showLeftovers() {
   cleanUp_->setVisible(cleanable > 0);
   if (cleanable == 0) return;
   leftovers_->setText(
-      tr("This folder holds %1 leftover%2 of copies, deletions or renames that did not finish.")
-          .arg(cleanable)
-          .arg(cleanable == 1 ? "" : "s"));
+      tr("This folder holds %1 of copies, deletions or renames that did not finish.")
+          .arg(leftoverCount(cleanable)));
   QStringList about;
   for (const LeftoverItem& item : controller_.leftovers())
     about << qText(item.about);

@@ -26,9 +26,14 @@ std::string ReadingFolderController::tabletFolder() const {
 }
 
 void ReadingFolderController::follow() {
-  if (!tracker_.view().ready()) return;
+  auto tablet = readyTablet();
+  if (!tablet) return;
   makePlan();
-  if (!watch_) watchAsChosen();
+  // A watch on a connection that went (the cable pulled, another tablet chosen) would
+  // find the tablet away for ever: it starts again on the one in use now.
+  if (watch_ && watchSerial_ != tablet->second) stopWatch();
+  // A watch that failed fails again the same way until the choice changes.
+  if (!watch_ && !(watchFailed_ && watchSerial_ == tablet->second)) watchAsChosen();
 }
 
 void ReadingFolderController::fail(const std::string& message) {
@@ -57,6 +62,7 @@ void ReadingFolderController::chosen(companion::AppSettings settings) {
   choice_ = std::move(settings);
   emit choiceChanged();
   if (!watchSame) {
+    watchFailed_ = false;
     stopWatch();
     watchAsChosen();
   }
@@ -97,6 +103,8 @@ void ReadingFolderController::watchAsChosen() {
 void ReadingFolderController::startWatch() {
   auto tablet = *readyTablet();
   watch_ = watches_.stop().child();
+  watchSerial_ = tablet.second;
+  watchFailed_ = false;
   const std::uint64_t generation = ++watchGeneration_;
   lastResult_ = tr("watching %1 for changes, and the tablet")
                     .arg(QString::fromStdString(choice_.readingFolderPath->string()));
@@ -106,7 +114,6 @@ void ReadingFolderController::startWatch() {
        generation](const StopToken&) {
         ObserverFunction<ReadingFolderWatchEvent> told(
             [this, generation](const ReadingFolderWatchEvent& event) {
-              if (event.kind == ReadingFolderWatchEvent::Kind::progress) return;
               QMetaObject::invokeMethod(
                   this,
                   [this, generation, event] {
@@ -123,6 +130,8 @@ void ReadingFolderController::startWatch() {
       [this, generation](const std::string& message) {
         if (generation != watchGeneration_) return;
         watch_.reset();
+        watchSyncing_ = false;
+        watchFailed_ = true;
         lastResult_ = QString::fromStdString(message);
         emit watchChanged();
         fail(message);
@@ -133,12 +142,14 @@ void ReadingFolderController::stopWatch() {
   if (!watch_) return;
   watch_->cancel();
   watch_.reset();
+  watchSyncing_ = false;
   ++watchGeneration_;
   lastResult_ = tr("Watching stopped.");
   emit watchChanged();
 }
 
 void ReadingFolderController::watchTold(const ReadingFolderWatchEvent& event) {
+  watchSyncing_ = event.kind == ReadingFolderWatchEvent::Kind::started;
   lastResult_ = QString::fromStdString(companion::watchEventLine(event));
   if (event.kind == ReadingFolderWatchEvent::Kind::finished) lastSummary_ = event.summary;
   emit watchChanged();
@@ -149,9 +160,7 @@ std::optional<std::pair<std::string, std::string>> ReadingFolderController::read
   const TabletView& view = tracker_.view();
   if (!view.ready()) return std::nullopt;
   // The record is named by the tablet's own serial, the same over a cable and Wi-Fi.
-  for (const AdbTablet& tablet : view.tablets)
-    if (tablet.hasSerial(*view.serial)) return std::pair{tablet.serial, *view.serial};
-  return std::pair{*view.serial, *view.serial};
+  return std::pair{view.tablet.value_or(*view.serial), *view.serial};
 }
 
 void ReadingFolderController::makePlan() {

@@ -45,6 +45,8 @@ class ReadingFolderController : public QObject {
   const QString& lastResult() const { return lastResult_; }
   // A watch is under way (watching is on and a tablet was ready to start it).
   bool watching() const { return watch_.has_value(); }
+  // A run of the watch is under way; Sync now would only find the folder taken.
+  bool watchSyncing() const { return watchSyncing_; }
 
  public slots:
   // Reads the choice kept in the settings (the command line may have changed it).
@@ -95,8 +97,11 @@ class ReadingFolderController : public QObject {
   ReadingFolderSyncEvent progress_;
   std::optional<ReadingFolderSummary> lastSummary_;
   QString lastResult_;
-  std::optional<StopToken> watch_;     // the watch under way, to stop it
-  std::uint64_t watchGeneration_ = 0;  // which watch is the one under way
+  std::optional<StopToken> watch_;          // the watch under way, to stop it
+  std::uint64_t watchGeneration_ = 0;       // which watch is the one under way
+  std::optional<std::string> watchSerial_;  // the connection the latest watch started on
+  bool watchFailed_ = false;                // and it failed: not started again by itself
+  bool watchSyncing_ = false;
   BackgroundWork watches_{this};
   BackgroundWork runs_{this};
   BackgroundWork work_{this};

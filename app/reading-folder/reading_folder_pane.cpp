@@ -118,8 +118,10 @@ ReadingFolderPane::ReadingFolderPane(ReadingFolderController& controller, QWidge
     showProgress();
     showLastRun();
   });
-  connect(&controller_, &ReadingFolderController::watchChanged, this,
-          &ReadingFolderPane::showLastRun);
+  connect(&controller_, &ReadingFolderController::watchChanged, this, [this] {
+    showProgress();
+    showLastRun();
+  });
   connect(&controller_, &ReadingFolderController::failed, said_, &QLabel::setText);
   // What the command line changed meanwhile shows when the pane is opened.
   whenShown(this, [this] { controller_.load(); });
@@ -164,7 +166,7 @@ void ReadingFolderPane::showProgress() {
   const bool busy = controller_.syncing();
   progress_->setVisible(busy);
   cancel_->setVisible(busy);
-  sync_->setEnabled(!busy);
+  sync_->setEnabled(!busy && !controller_.watchSyncing());
   preview_->setEnabled(!busy);
   const ReadingFolderSyncEvent& now = controller_.progress();
   if (now.bytes > 0) {

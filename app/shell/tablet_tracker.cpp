@@ -19,6 +19,18 @@ struct Opened {
 };
 }  // namespace
 
+const AdbDevice* TabletView::connection() const {
+  if (!ready()) return nullptr;
+  for (const AdbTablet& one : tablets)
+    for (const AdbDevice& device : one.connections)
+      if (device.serial == *serial) return &device;
+  return nullptr;
+}
+
+std::string TabletView::stateLine() const {
+  return ready() ? "Your Lumivale is ready." : refusal.value_or("");
+}
+
 TabletTracker::TabletTracker(QObject* parent) : QObject(parent) {
   view_.refusal = view_.state.refusal();
 }

@@ -29,6 +29,10 @@ struct TabletView {
   bool unencryptedWifi = false;        // that connection crosses Wi-Fi unencrypted
 
   bool ready() const { return state == TabletState::ready && serial; }
+  // The connection in use, once ready: the cable or Wi-Fi.
+  const AdbDevice* connection() const;
+  // How the tablet is, for a person: "Your Lumivale is ready." or why it is not.
+  std::string stateLine() const;
 };
 
 // The one bridge of the app and the tablets seen through it. It follows adb's device

@@ -39,7 +39,12 @@ TrayHostWatch::TrayHostWatch(QObject* parent) : QObject(parent) {
   }
   watcher_ =
       new QDBusServiceWatcher(watcherService, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-  connect(watcher_, &QDBusServiceWatcher::serviceOwnerChanged, this, &TrayHostWatch::lookAgain);
+  connect(watcher_, &QDBusServiceWatcher::serviceOwnerChanged, this,
+          [this](const QString&, const QString&, const QString& newOwner) {
+            // No new owner: the watcher went, and its host with it.
+            if (newOwner.isEmpty()) return settle(false);
+            lookAgain();
+          });
   // A watcher may come before its panel's host does.
   bus.connect(watcherService, watcherPath, watcherService, "StatusNotifierHostRegistered", this,
               SLOT(lookAgain()));
@@ -50,10 +55,6 @@ TrayHostWatch::TrayHostWatch(QObject* parent) : QObject(parent) {
 
 void TrayHostWatch::lookAgain() {
   QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.interface()->isServiceRegistered(watcherService)) {
-    settle(false);
-    return;
-  }
   auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(hostQuestion(), answerDeadlineMs), this);
   connect(answer, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
     call->deleteLater();

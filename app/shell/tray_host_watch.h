@@ -25,7 +25,7 @@ class TrayHostWatch : public QObject {
   void changed(bool present);
 
  private slots:
-  // Asks the bus again, without waiting for its answer.
+  // Asks the watcher whether its host is there, without waiting for the answer.
   void lookAgain();
 
  private:

@@ -55,8 +55,9 @@ TrayMenu::TrayMenu(AppParts& parts, QWidget* parent) : QMenu(parent), parts_(par
   connect(&parts_.profiles, &ProfilesController::statusChanged, this, &TrayMenu::showProfiles);
   connect(&parts_.clipboard, &ClipboardController::sharingChanged, this, &TrayMenu::showClipboard);
   connect(&parts_.clipboard, &ClipboardController::statusChanged, this, &TrayMenu::showClipboard);
-  for (auto changed : {&ReadingFolderController::choiceChanged,
-                       &ReadingFolderController::syncStarted, &ReadingFolderController::syncEnded})
+  for (auto changed :
+       {&ReadingFolderController::choiceChanged, &ReadingFolderController::syncStarted,
+        &ReadingFolderController::syncEnded, &ReadingFolderController::watchChanged})
     connect(&parts_.readingFolder, changed, this, &TrayMenu::showReadingFolder);
   showClipboard();
   showTablet();
@@ -78,8 +79,7 @@ QMenu* TrayMenu::levelMenu(const std::string& id) {
 }
 
 void TrayMenu::showTablet() {
-  const TabletView& view = parts_.tracker.view();
-  state_->setText(view.ready() ? tr("Your Lumivale is ready.") : qText(view.refusal.value_or("")));
+  state_->setText(qText(parts_.tracker.view().stateLine()));
   for (const auto& [id, menu] : levels_)
     showLevel(id);
   showProfiles();
@@ -109,7 +109,7 @@ void TrayMenu::showClipboard() {
 void TrayMenu::showReadingFolder() {
   const ReadingFolderController& folder = parts_.readingFolder;
   const bool syncing = folder.syncing();
-  sync_->setEnabled(parts_.tracker.view().ready() && !syncing &&
+  sync_->setEnabled(parts_.tracker.view().ready() && !syncing && !folder.watchSyncing() &&
                     folder.choice().readingFolderPath.has_value());
   syncResult_->setText(syncing ? tr("Syncing the Reading folder…") : folder.lastResult());
   syncResult_->setVisible(!syncResult_->text().isEmpty());

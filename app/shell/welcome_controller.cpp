@@ -7,21 +7,27 @@
 #include "core/error.h"
 #include "core/observer.h"
 #include "core/settings/config_store.h"
+#include "core/settings/log.h"
 #include "core/tablet/tools/android_tools.h"
 
 namespace lumivale::app {
 
 bool WelcomeController::needed() {
-  return !companion::AppSettingsStore::standard().load().welcomed &&
-         !ConfigStore::load().deviceSerial;
+  try {
+    return !companion::AppSettingsStore::standard().load().welcomed &&
+           !ConfigStore::load().deviceSerial;
+  } catch (const Error& error) {
+    // Damaged settings are not a first run; the panes say what is wrong with them.
+    logWarning("no welcome: {}", error.message());
+    return false;
+  }
 }
 
 WelcomeController::WelcomeController(TabletTracker& tracker, QObject* parent)
     : QObject(parent), tracker_(tracker) {}
 
 std::string WelcomeController::tabletLine() const {
-  const TabletView& view = tracker_.view();
-  return view.ready() ? "Your Lumivale is ready." : view.refusal.value_or("");
+  return tracker_.view().stateLine();
 }
 
 void WelcomeController::start() {

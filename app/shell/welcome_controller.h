@@ -28,7 +28,7 @@ class WelcomeController : public QObject {
   };
 
   // Whether to welcome: never seen to its end, and no tablet chosen (by the app or
-  // the command line).
+  // the command line). Settings that cannot be read are no first run.
   static bool needed();
 
   explicit WelcomeController(TabletTracker& tracker, QObject* parent = nullptr);

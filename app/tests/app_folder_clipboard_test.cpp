@@ -382,6 +382,12 @@ class AppFolderClipboardTest : public QObject {
                                                 "Copied on your Lumivale", "Copied on your Mac"}));
     QCOMPARE(history->topLevelItem(2)->text(3), "15 characters");
     history->setCurrentItem(history->topLevelItem(3));
+    // A copy arriving meanwhile puts a row above: the chosen one stays chosen.
+    QVERIFY(!companion::recordClipboardCopy("arrived", ClipboardHistory::Origin::fromMac));
+    parts_->clipboard.load();
+    QTRY_COMPARE_WITH_TIMEOUT(history->topLevelItemCount(), 5, deadline);
+    QVERIFY(history->currentItem());
+    QCOMPARE(history->currentItem()->text(2), "from the computer");
     QTest::mouseClick(buttonNamed(clipboardPane, "Copy to the tablet's clipboard"), Qt::LeftButton);
     auto* said = clipboardPane->findChild<QLabel*>("said");
     QTRY_COMPARE_WITH_TIMEOUT(said->text(), "Copied to the tablet's clipboard.", deadline);

@@ -213,6 +213,29 @@ class AppTrayTest : public QObject {
     QVERIFY(sync->isEnabled());
     const auto copy = setting_->tablet().hostPath(folder.tabletFolder() + "/tray.txt");
     QVERIFY2(std::filesystem::exists(copy), copy.c_str());
+
+    // Watched: the menu follows the watch, and offers no sync while the watch's own runs.
+    struct Seen {
+      QString said;
+      bool shown;
+      bool syncOffered;
+    };
+    QList<Seen> seen;
+    connect(&folder, &ReadingFolderController::watchChanged, this, [&] {
+      QAction* line = actionNamed(menu, folder.lastResult());
+      seen << Seen{folder.lastResult(), line && line->isVisible(), sync->isEnabled()};
+    });
+    folder.setWatched(true);
+    QTRY_VERIFY_WITH_TIMEOUT(!seen.isEmpty() && seen.last().said.endsWith("failed"), deadline);
+    std::ofstream(reading / "watched.txt") << "watched";
+    QTRY_VERIFY_WITH_TIMEOUT(seen.last().said.startsWith("1 copied"), deadline);
+    disconnect(&folder, &ReadingFolderController::watchChanged, this, nullptr);
+    for (const Seen& one : seen) {
+      QVERIFY2(one.shown, qPrintable(one.said));
+      QVERIFY2(one.syncOffered != one.said.startsWith("syncing ("), qPrintable(one.said));
+    }
+    folder.setWatched(false);
+    QTRY_VERIFY_WITH_TIMEOUT(!folder.watching(), deadline);
   }
 
  private:

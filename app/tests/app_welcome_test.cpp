@@ -1,8 +1,11 @@
 // The first-run welcome under Xvfb against a stand-in tablet that has not yet allowed this
 // computer: it finds adb, waits for Allow on the tablet, and ends on the Devices pane; and
-// it gets Google's tools from a manifest and archive served on loopback.
+// it gets Google's tools from a manifest and archive served on loopback. Damaged settings
+// are no first run: the window starts and says what is wrong.
 #include <stdlib.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include <QAbstractButton>
@@ -11,6 +14,7 @@
 
 #include "app/shell/app_parts.h"
 #include "app/shell/app_shell.h"
+#include "app/shell/tablet_gate.h"
 #include "app/shell/welcome_dialog.h"
 #include "app/tests/app_test_setting.h"
 #include "app/tests/find_button.h"
@@ -62,6 +66,23 @@ class AppWelcomeTest : public QObject {
     QCOMPARE(shell.window().currentPane(), "Devices");
     QVERIFY(companion::AppSettingsStore::standard().load().welcomed);
     QVERIFY(!WelcomeController::needed());
+  }
+
+  void damagedSettingsStartTheWindowWithTheirSentence() {
+    testing::AppTestSetting setting;
+    std::filesystem::create_directories(setting.settingsFolder());
+    std::ofstream(setting.settingsFolder() / "config.json") << R"({"portmarkBaseUrl": )";
+    QVERIFY(!WelcomeController::needed());
+    AppParts parts;
+    AppShell shell(parts);
+    shell.start(false);
+    QVERIFY(QTest::qWaitForWindowExposed(&shell.window()));
+    QVERIFY(!shell.welcome());
+    shell.window().showPane("Desk");
+    auto* gate = shell.window().findChild<TabletGate*>();
+    QVERIFY(gate);
+    QTRY_VERIFY_WITH_TIMEOUT(gate->refusal().startsWith("config.json could not be read: "),
+                             deadline);
   }
 
   void androidsToolsComeFromGoogleWhenAsked() {

@@ -1,18 +1,25 @@
 // The Devices pane's Wi-Fi set-up, driven through its controller against a stand-in
-// tablet on the cable, through the real adb.
+// tablet on the cable, through the real adb, and what moves with the tablet to Wi-Fi.
+#include <filesystem>
+#include <fstream>
+
 #include <QSignalSpy>
 #include <QTest>
 
 #include "app/clipboard/clipboard_controller.h"
 #include "app/devices/devices_controller.h"
 #include "app/devices/wifi_reconnector.h"
+#include "app/reading-folder/reading_folder_controller.h"
 #include "app/shell/tablet_tracker.h"
 #include "app/tests/app_test_setting.h"
+#include "companion/app_settings_store.h"
 #include "core/settings/config_store.h"
 #include "core/tablet/wifi/wifi_setup.h"
 
 namespace lumivale::app {
 namespace {
+
+namespace fs = std::filesystem;
 
 // Generous: adb and the stand-in share two cores with everything else.
 constexpr int deadline = 90'000;
@@ -100,13 +107,39 @@ class DevicesWifiTest : public QObject {
     QVERIFY(!devices_->settingUpWifi());
   }
 
+  // A watch started over the cable goes on over Wi-Fi once the cable is pulled.
+  void aWatchFollowsTheTabletFromTheCableToWifi() {
+    testing::TemporaryFolder local;
+    const fs::path reading = local.path() / "Reading";
+    fs::create_directories(reading);
+    companion::AppSettingsStore::standard().update([&](companion::AppSettings& settings) {
+      settings.readingFolderPath = fs::canonical(reading);
+      settings.readingFolderWatched = true;
+    });
+    ReadingFolderController folder(*tracker_);
+    QTRY_VERIFY_WITH_TIMEOUT(folder.watching(), deadline);
+    // The first look over the cable has ended.
+    QTRY_VERIFY_WITH_TIMEOUT(folder.lastResult().endsWith("failed"), deadline);
+
+    const auto port = setting_->tablet().wifiPort();
+    QVERIFY(port);
+    setting_->tablet().disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        tracker_->view().ready() && tracker_->view().serial == "127.0.0.1:" + std::to_string(*port),
+        deadline);
+    std::ofstream(reading / "over wifi.txt") << "moved";
+    QTRY_VERIFY_WITH_TIMEOUT(folder.lastResult().startsWith("1 copied"), deadline);
+    const fs::path onTablet = setting_->tablet().storageFolder() /
+                              fs::path(folder.tabletFolder()).lexically_relative("/sdcard");
+    QVERIFY(fs::exists(onTablet / "over wifi.txt"));
+  }
+
   // Over Wi-Fi set up over the cable the shared clipboard does not run.
   void theClipboardPausesOverUnencryptedWifi() {
     const auto port = setting_->tablet().wifiPort();
     QVERIFY(port);
     const QString wifi = QString("127.0.0.1:%1").arg(*port);
-    // The cable pulled: only the Wi-Fi connection is left.
-    setting_->tablet().disconnect();
+    // The cable is pulled: only the Wi-Fi connection is left.
     QTRY_VERIFY_WITH_TIMEOUT(
         tracker_->view().ready() && tracker_->view().serial == wifi.toStdString(), deadline);
     QVERIFY(tracker_->view().unencryptedWifi);

@@ -14,6 +14,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace lumivale::qtpasteboard::GuiThread {
 namespace {
@@ -23,6 +24,22 @@ constexpr const char* kUnreachable = "the computer's clipboard cannot be reached
 std::mutex startLock;
 std::thread ownThread;  // guarded by startLock
 QGuiApplication* ownApplication = nullptr;
+
+// Work handed to the GUI thread, and whether its event loop has ended: work queued after
+// that would never run, so nobody waits for it.
+std::mutex runLock;
+std::condition_variable runChanged;
+bool loopEnded = false;      // guarded by runLock
+bool followingQuit = false;  // guarded by startLock
+
+void followQuit(QCoreApplication* application) {
+  if (std::exchange(followingQuit, true)) return;
+  QObject::connect(application, &QCoreApplication::aboutToQuit, application, [] {
+    std::lock_guard guard(runLock);
+    loopEnded = true;
+    runChanged.notify_all();
+  });
+}
 
 // Qt's own warnings are for its developers, not for the program's users.
 void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
@@ -89,6 +106,7 @@ std::string startOwnApplication(const char* platform) {
     QGuiApplication application(count, arguments);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     ownApplication = &application;
+    followQuit(&application);
     started.set_value();
     application.exec();
   });
@@ -102,7 +120,10 @@ std::string startOwnApplication(const char* platform) {
 std::string ensureStarted() {
   std::lock_guard guard(startLock);
   if (QCoreApplication::instance()) {
-    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return {};
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+      followQuit(QCoreApplication::instance());
+      return {};
+    }
     return std::string(kUnreachable) + "this program runs without its graphical part";
   }
   // Through X where there is one (XWayland too): there Qt sees copies made in the
@@ -125,23 +146,23 @@ bool run(std::function<void()> work, std::chrono::milliseconds deadline) {
     work();
     return true;
   }
-  struct Done {
-    std::mutex lock;
-    std::condition_variable changed;
-    bool done = false;
-  };
-  auto done = std::make_shared<Done>();
+  auto done = std::make_shared<bool>(false);
+  {
+    std::lock_guard guard(runLock);
+    if (loopEnded) return false;
+  }
   QMetaObject::invokeMethod(
       application,
       [work = std::move(work), done] {
         work();
-        std::lock_guard guard(done->lock);
-        done->done = true;
-        done->changed.notify_all();
+        std::lock_guard guard(runLock);
+        *done = true;
+        runChanged.notify_all();
       },
       Qt::QueuedConnection);
-  std::unique_lock guard(done->lock);
-  return done->changed.wait_for(guard, deadline, [&] { return done->done; });
+  std::unique_lock guard(runLock);
+  runChanged.wait_for(guard, deadline, [&] { return *done || loopEnded; });
+  return *done;
 }
 
 bool ownsApplication() {

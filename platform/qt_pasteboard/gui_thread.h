@@ -14,7 +14,8 @@ namespace GuiThread {
 std::string ensureStarted();
 
 // Runs `work` on the GUI thread, at once when called there. False when it did not end
-// within `deadline`: it may still run later, so it must own everything it touches.
+// within `deadline`, or the GUI thread's event loop has ended (the program is quitting):
+// it may still run later, so it must own everything it touches.
 bool run(std::function<void()> work, std::chrono::milliseconds deadline);
 
 // Whether this process started Qt itself, so that its copies go when it exits.

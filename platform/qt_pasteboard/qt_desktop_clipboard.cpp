@@ -127,7 +127,8 @@ class QtDesktopClipboard : public DesktopClipboard {
   bool offeredAlone() override {
     if (!written_ || copies_->count() != *written_ || !GuiThread::ownsApplication()) return false;
     auto managed = std::make_shared<bool>(true);
-    GuiThread::run([managed] { *managed = clipboardManagerRuns(); }, kDeadline);
+    // Unanswered, the GUI thread may still write `managed`: it is not read then.
+    if (!GuiThread::run([managed] { *managed = clipboardManagerRuns(); }, kDeadline)) return false;
     return !*managed;
   }
 

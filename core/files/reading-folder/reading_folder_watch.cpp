@@ -76,6 +76,8 @@ void ReadingFolderWatch::run(const StopToken& stop) {
     if (devices) {
       const bool wasAway = schedule.tabletAway();
       const bool ready = tabletReady(stop);
+      // A look cut short by the stop says nothing of the tablet.
+      if (stop.isCancelled()) return;
       if (schedule.tabletSeen(ready)) {
         tell(event(Kind::tabletBack));
       } else if (!ready && !wasAway) {
@@ -90,14 +92,8 @@ void ReadingFolderWatch::syncOnce(SyncSchedule::Why why, SyncSchedule& schedule,
                                   const StopToken& stop) {
   schedule.started();
   tell(event(Kind::started, why));
-  ObserverFunction<ReadingFolderSyncEvent> progress([&](const ReadingFolderSyncEvent& step) {
-    if (step.finished) return;
-    auto told = event(Kind::progress, why);
-    told.progress = step;
-    tell(std::move(told));
-  });
   try {
-    ReadingFolderSummary summary = hooks_.sync(stop, progress);
+    ReadingFolderSummary summary = hooks_.sync(stop);
     auto finished = event(Kind::finished, why);
     finished.summary = std::move(summary);
     tell(std::move(finished));
@@ -106,8 +102,14 @@ void ReadingFolderWatch::syncOnce(SyncSchedule::Why why, SyncSchedule& schedule,
     auto failed = event(Kind::failed, why);
     failed.failure = error.message();
     tell(std::move(failed));
-    // A tablet that went away is waited for; its return runs again.
-    if (!tabletReady(stop) && !stop.isCancelled()) {
+    // A tablet that went away is waited for; its return runs again. With the tablet
+    // there (the folder's lock held by another sync, say), the changes this run took are
+    // still to carry: it runs again once things have been quiet.
+    const bool ready = tabletReady(stop);
+    if (stop.isCancelled()) return;
+    if (ready) {
+      schedule.changedHere(SyncSchedule::Clock::now());
+    } else {
       schedule.tabletSeen(false);
       tell(event(Kind::tabletAway));
     }

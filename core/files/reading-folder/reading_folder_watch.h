@@ -18,7 +18,6 @@ namespace lumivale {
 struct ReadingFolderWatchEvent {
   enum class Kind {
     started,     // a sync run starts, for `why`
-    progress,    // where that run is (`progress`)
     finished,    // it ended with `summary`
     failed,      // it stopped with `failure`; the watcher goes on
     tabletAway,  // nothing runs until the tablet is back
@@ -26,7 +25,6 @@ struct ReadingFolderWatchEvent {
   };
   Kind kind = Kind::started;
   SyncSchedule::Why why = SyncSchedule::Why::start;
-  ReadingFolderSyncEvent progress;
   std::optional<ReadingFolderSummary> summary;
   std::string failure;
 
@@ -43,8 +41,7 @@ class ReadingFolderWatch {
  public:
   struct Hooks {
     // One sync run (ReadingFolderSync::run), stopped by `stop`.
-    std::function<ReadingFolderSummary(const StopToken& stop, ReadingFolderSyncObserver& progress)>
-        sync;
+    std::function<ReadingFolderSummary(const StopToken& stop)> sync;
     // Whether adb lists the tablet ready now.
     std::function<bool(const StopToken& stop)> tabletReady;
   };

@@ -23,12 +23,11 @@ class ReadingFolderWatchTest : public ::testing::Test {
           if (event.kind == Kind::started) reasons.push_back(event.why);
           if (onEvent) onEvent(event);
         }),
-        watch({.sync = [this](const StopToken& stop,
-                              ReadingFolderSyncObserver& progress) { return sync(stop, progress); },
+        watch({.sync = [this](const StopToken& stop) { return sync(stop); },
                .tabletReady = [this](const StopToken&) { return ready(); }},
               recorder, {.quiet = std::chrono::seconds(0), .longest = std::chrono::seconds(0)}) {}
 
-  std::function<ReadingFolderSummary(const StopToken&, ReadingFolderSyncObserver&)> sync;
+  std::function<ReadingFolderSummary(const StopToken&)> sync;
   std::function<void(const ReadingFolderWatchEvent&)> onEvent;
   std::function<bool()> ready = [] { return true; };
   std::vector<Kind> events;
@@ -40,7 +39,7 @@ class ReadingFolderWatchTest : public ::testing::Test {
 
 TEST_F(ReadingFolderWatchTest, ABurstOfChangesSeenTogetherGivesOneRun) {
   int runs = 0;
-  sync = [&](const StopToken&, ReadingFolderSyncObserver&) {
+  sync = [&](const StopToken&) {
     ReadingFolderSummary summary;
     summary.copied = ++runs;
     return summary;
@@ -61,7 +60,7 @@ TEST_F(ReadingFolderWatchTest, ABurstOfChangesSeenTogetherGivesOneRun) {
 
 TEST_F(ReadingFolderWatchTest, ARunThatFailsWithTheTabletGoneWaitsForItsReturn) {
   int runs = 0;
-  sync = [&](const StopToken&, ReadingFolderSyncObserver&) -> ReadingFolderSummary {
+  sync = [&](const StopToken&) -> ReadingFolderSummary {
     if (++runs == 1) throw Error("Your Lumivale is not answering. Wake it, or plug it in again.");
     return {};
   };
@@ -90,18 +89,42 @@ TEST_F(ReadingFolderWatchTest, ARunThatFailsWithTheTabletGoneWaitsForItsReturn) 
   EXPECT_THAT(reasons, ElementsAre(Why::start, Why::tabletBack));
 }
 
+TEST_F(ReadingFolderWatchTest, ARunRefusedWithTheTabletThereRunsAgainOnceQuiet) {
+  int runs = 0;
+  sync = [&](const StopToken&) -> ReadingFolderSummary {
+    if (++runs == 1) throw Error("another sync of this Reading folder is under way");
+    return {};
+  };
+  onEvent = [&](const ReadingFolderWatchEvent& event) {
+    if (event.kind == Kind::finished) stop.cancel();
+  };
+  watch.run(stop);
+  EXPECT_EQ(runs, 2);
+  EXPECT_THAT(events, ElementsAre(Kind::started, Kind::failed, Kind::started, Kind::finished));
+  EXPECT_THAT(reasons, ElementsAre(Why::start, Why::changedHere));
+}
+
+TEST_F(ReadingFolderWatchTest, AStopWhileLookingAtTheTabletTellsNoAbsence) {
+  ready = [&]() -> bool {
+    stop.cancel();
+    throw Cancelled();
+  };
+  onEvent = [&](const ReadingFolderWatchEvent& event) {
+    if (event.kind == Kind::finished) watch.devicesChanged();
+  };
+  sync = [](const StopToken&) { return ReadingFolderSummary{}; };
+  watch.run(stop);
+  EXPECT_THAT(events, ElementsAre(Kind::started, Kind::finished));
+}
+
 TEST_F(ReadingFolderWatchTest, AStopDuringARunEndsTheWatchWithoutAFailure) {
-  sync = [&](const StopToken& runStop,
-             ReadingFolderSyncObserver& progress) -> ReadingFolderSummary {
-    ReadingFolderSyncEvent step;
-    step.path = "a.pdf";
-    progress.notify(step);
+  sync = [&](const StopToken& runStop) -> ReadingFolderSummary {
     stop.cancel();
     runStop.throwIfCancelled();
     return {};
   };
   watch.run(stop);
-  EXPECT_THAT(events, ElementsAre(Kind::started, Kind::progress));
+  EXPECT_THAT(events, ElementsAre(Kind::started));
 }
 
 }  // namespace
