@@ -47,11 +47,22 @@ adb -s "$serial" shell mkdir -p /sdcard/Documents
 # The first run asks adb for its version, which is then remembered.
 "$lumivale" folder choose "$work/Reading" >/dev/null
 
-raw_push=$(timed adb -s "$serial" push "$work/Reading" /sdcard/Documents/)
-adb -s "$serial" shell rm -r /sdcard/Documents/Reading
+# median VALUES...: the middle one (the upper of the two middle ones for an even count)
+median() { printf '%s\n' "$@" | sort -g | awk '{ v[NR] = $1 } END { print v[int(NR / 2) + 1] }'; }
 
-sync_runs
-first=$seconds first_runs=$runs
+# The first copy, each time onto a tablet without the folder and with no record of it, taken
+# turn about with the bare push it is measured against.
+pushes=() firsts=()
+for _ in $(seq "$again"); do
+  pushes+=("$(timed adb -s "$serial" push "$work/Reading" /sdcard/Documents/)")
+  adb -s "$serial" shell rm -r /sdcard/Documents/Reading
+  adb -s "$serial" shell rm -rf "'$tablet_folder'"
+  rm -rf "$work/config/Reading folder"
+  sync_runs
+  firsts+=("$seconds")
+  first_runs=$runs
+done
+raw_push=$(median "${pushes[@]}") first=$(median "${firsts[@]}")
 
 raw_list=0
 for _ in $(seq "$again"); do
@@ -75,7 +86,7 @@ for _ in $(seq "$again"); do
 done
 one=$(echo "$one $again" | awk '{ print $1 / $2 }') one_runs=$runs
 
-echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB)"
+echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB, medians of $again)"
 printf '  first copy        %6.2f s   bare adb push of the folder %6.2f s   ratio %s   %s adb runs\n' \
   "$first" "$raw_push" "$(ratio "$first" "$raw_push")" "$first_runs"
 printf '  nothing changed   %6.3f s   bare find -printf listing   %6.3f s   ratio %s   %s adb runs\n' \
