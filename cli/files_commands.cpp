@@ -151,9 +151,9 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
-  // The collator's library loads while the tablet lists.
+  // The collator's library loads while adb starts, before the first name needs it.
   auto collatorLoaded = std::async(std::launch::async, [] { NameCollator::forUser(); });
-  auto listed = files.list(RemotePath::resolve(options.path), options.all);
+  auto listed = files.listForSorting(RemotePath::resolve(options.path), options.all);
   collatorLoaded.get();
   auto entries =
       RemoteSort::sorted(std::move(listed), *key, !options.reverse, RemoteSort::kindName);
