@@ -52,6 +52,27 @@ std::string localTime(const std::optional<Timestamp>& when) {
   return when ? cli::localTime(*when) : std::string(16, ' ');
 }
 
+// The local times of a listing's entries, each second's worked out once: the items of a
+// folder often share theirs, and each new one asks the time zone.
+class ListedTimes {
+ public:
+  const std::string& of(const std::optional<Timestamp>& when) {
+    std::optional<std::time_t> second;
+    if (when) second = std::chrono::system_clock::to_time_t(*when);
+    if (!filled_ || second != second_) {
+      text_ = localTime(when);
+      second_ = second;
+      filled_ = true;
+    }
+    return text_;
+  }
+
+ private:
+  bool filled_ = false;
+  std::optional<std::time_t> second_;
+  std::string text_;
+};
+
 char kindLetter(const RemoteEntry& entry) {
   switch (entry.kind) {
     case RemoteEntry::Kind::directory:
@@ -67,7 +88,7 @@ char kindLetter(const RemoteEntry& entry) {
 }
 
 // One entry's line of `files ls`.
-void appendEntry(std::string& out, const RemoteEntry& entry) {
+void appendEntry(std::string& out, const RemoteEntry& entry, ListedTimes& times) {
   // Appended piece by piece: a formatting call per line is most of a long listing's time.
   const std::string size =
       entry.isFolder() ? "-" : humanBytes(static_cast<std::uint64_t>(entry.size));
@@ -76,7 +97,7 @@ void appendEntry(std::string& out, const RemoteEntry& entry) {
   out.append(1 + sizeWidth - std::min(size.size(), sizeWidth), ' ');
   out += size;
   out += "  ";
-  out += localTime(entry.modified);
+  out += times.of(entry.modified);
   out += "  ";
   out += shown(entry.name);
   if (entry.isFolder()) out += '/';
@@ -96,15 +117,20 @@ std::string formattedListing(const std::vector<RemoteEntry>& entries, bool json)
   inTwoHalves(entries.size(), [&](std::size_t from, std::size_t to) {
     std::string& text = halves[from == 0 ? 0 : 1];
     text.reserve((to - from) * 96);
+    if (json && from == 0) text += '[';
+    ListedTimes times;
     for (std::size_t i = from; i < to; ++i) {
       if (json)
         appendJsonEntry(text, entries[i], i == 0);
       else
-        appendEntry(text, entries[i]);
+        appendEntry(text, entries[i], times);
     }
   });
-  if (!json) return halves[0] + halves[1];
-  return "[" + halves[0] + halves[1] + (entries.empty() ? "]\n" : "\n]\n");
+  std::string& out = halves[0];
+  out.reserve(out.size() + halves[1].size() + 4);
+  out += halves[1];
+  if (json) out += entries.empty() ? "]\n" : "\n]\n";
+  return std::move(out);
 }
 
 std::optional<CollisionPolicy> policyNamed(const std::string& text) {
@@ -151,9 +177,9 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
-  // The collator's library loads while the tablet lists.
+  // The collator's library loads while adb starts, before the first name needs it.
   auto collatorLoaded = std::async(std::launch::async, [] { NameCollator::forUser(); });
-  auto listed = files.list(RemotePath::resolve(options.path), options.all);
+  auto listed = files.listForSorting(RemotePath::resolve(options.path), options.all);
   collatorLoaded.get();
   auto entries =
       RemoteSort::sorted(std::move(listed), *key, !options.reverse, RemoteSort::kindName);

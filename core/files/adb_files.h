@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/files/files_error.h"
+#include "core/files/keyed_entries.h"
 #include "core/files/leftover_plan.h"
 #include "core/files/listing_format_cache.h"
 #include "core/files/reading-folder/reading_tree.h"
@@ -57,12 +58,19 @@ class AdbFiles {
                                                        std::size_t budget);
   ShellResult exec(const std::vector<std::string>& arguments, Seconds timeout,
                    bool mergeErrors) const;
+  // exec, with the output handed to `reader` while it arrives: the result holds only what
+  // the reader left in its rest, before the exit marker.
+  ShellResult execReading(const std::vector<std::string>& arguments, Seconds timeout,
+                          ShellOutputReader& reader) const;
   // exec, with a non-zero status refused as "could not {doing}: {first line}".
   ShellResult check(const std::vector<std::string>& arguments, std::string_view doing,
                     Seconds timeout) const;
 
   // Looking.
   std::vector<RemoteEntry> list(const std::string& path, bool includeHidden) const;
+  // list, with each name's collation key, for sorting: the keys are mostly worked out
+  // while the listing arrives.
+  KeyedEntries listForSorting(const std::string& path, bool includeHidden) const;
   // Throws the reason a folder cannot be listed, where the tablet can say it.
   void diagnoseFolder(const std::string& path) const;
   std::optional<RemoteEntry> entry(const std::string& path) const;
@@ -184,7 +192,14 @@ class AdbFiles {
   bool removeEmptyFolder(const std::string& path) const;
 
  private:
-  std::vector<RemoteEntry> listAs(RemoteListing::Format format, const std::string& path) const;
+  KeyedEntries listing(const std::string& path, bool includeHidden, bool withNameKeys) const;
+  KeyedEntries listAs(RemoteListing::Format format, const std::string& path,
+                      bool withNameKeys) const;
+  ToolRun runShell(const std::vector<std::string>& arguments, Seconds timeout, bool mergeErrors,
+                   const OutputChunks* onOutput) const;
+  // The result of a shell run whose output was `output`, or the failure it was.
+  ShellResult ended(const std::vector<std::string>& arguments, const ToolRun& run,
+                    std::string_view output) const;
   struct Confined {
     std::string path;
     bool isTop = false;  // the top of the shared storage, by name or by where it leads

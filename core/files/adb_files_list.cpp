@@ -42,17 +42,20 @@ FilesError formatFailed(Format format, std::string_view folder) {
 
 }  // namespace
 
-std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& folder) const {
+KeyedEntries AdbFiles::listAs(Format format, const std::string& folder, bool withNameKeys) const {
   const std::string dir = folder + "/";
   switch (format) {
     case Format::findPrintf: {
-      auto result = exec(
+      // Read while it arrives: a long listing is mostly parsed by the time it ends.
+      RemoteListing::FindPrintfReader reader(folder, folder, withNameKeys);
+      auto result = execReading(
           {"find", dir, "-mindepth", "1", "-maxdepth", "1", "-printf", "%M|%s|%T@|", "-print0"},
-          listTimeout, false);
-      auto entries = RemoteListing::parseFindPrintf(result.output, folder, folder);
+          listTimeout, reader);
+      const bool anyOutput = reader.closedARecord() || !result.output.empty();
+      auto entries = std::move(reader).finish(result.output);
       // A find without -printf may still say nothing and end well on an empty folder;
       // output it could not read means the format does not work here.
-      if (result.status != 0 || (entries.empty() && !result.output.empty()))
+      if (result.status != 0 || (entries.entries.empty() && anyOutput))
         throw formatFailed(format, folder);
       return entries;
     }
@@ -73,21 +76,31 @@ std::vector<RemoteEntry> AdbFiles::listAs(Format format, const std::string& fold
         auto lines = exec(command, listTimeout, false);
         stat.merge(RemoteListing::parseStatLines(lines.output));
       }
-      return RemoteListing::joinNamesAndStat(stat, names, folder);
+      return {RemoteListing::joinNamesAndStat(stat, names, folder), {}};
     }
     case Format::ls: {
       auto result = exec({"ls", "-la", dir}, listTimeout, false);
       if (result.status != 0) throw formatFailed(format, folder);
       auto zone = exec({"date", "+%z"}, stepTimeout, false);
-      return RemoteListing::parseLs(
-          result.output, folder, std::chrono::system_clock::now(),
-          zone.status == 0 ? utcOffset(zone.output) : std::chrono::seconds(0));
+      return {RemoteListing::parseLs(
+                  result.output, folder, std::chrono::system_clock::now(),
+                  zone.status == 0 ? utcOffset(zone.output) : std::chrono::seconds(0)),
+              {}};
     }
   }
   throw formatFailed(format, folder);
 }
 
 std::vector<RemoteEntry> AdbFiles::list(const std::string& path, bool includeHidden) const {
+  return listing(path, includeHidden, false).entries;
+}
+
+KeyedEntries AdbFiles::listForSorting(const std::string& path, bool includeHidden) const {
+  return listing(path, includeHidden, true);
+}
+
+KeyedEntries AdbFiles::listing(const std::string& path, bool includeHidden,
+                               bool withNameKeys) const {
   const std::string folder = RemotePath::validate(path);
   std::vector<Format> order;
   if (auto forced = forcedFormat()) {
@@ -98,10 +111,10 @@ std::vector<RemoteEntry> AdbFiles::list(const std::string& path, bool includeHid
       if (std::find(order.begin(), order.end(), each) == order.end()) order.push_back(each);
     }
   }
-  std::optional<std::vector<RemoteEntry>> entries;
+  std::optional<KeyedEntries> entries;
   for (auto format : order) {
     try {
-      entries = listAs(format, folder);
+      entries = listAs(format, folder, withNameKeys);
       caches_->setFormat(serial_, format);
       break;
     } catch (const FilesError& error) {
@@ -114,11 +127,11 @@ std::vector<RemoteEntry> AdbFiles::list(const std::string& path, bool includeHid
   if (!entries)
     throw FilesError::refused(
         fmt::format("could not list {}: the tablet\u2019s find and ls both failed", shown(folder)));
-  std::erase_if(*entries, [&](const RemoteEntry& entry) {
-    return !includeHidden && entry.name.starts_with('.');
-  });
-  markLinkTargets(*entries, folder);
-  return *entries;
+  if (!includeHidden)
+    entries->eraseIf([](const RemoteEntry& entry) { return entry.name.starts_with('.'); });
+  if (withNameKeys) entries->addNameKeys();
+  markLinkTargets(entries->entries, folder);
+  return std::move(*entries);
 }
 
 void AdbFiles::markLinkTargets(std::vector<RemoteEntry>& entries, const std::string& folder) const {

@@ -43,15 +43,20 @@ std::vector<std::vector<std::string>> AdbFiles::batches(const std::vector<std::s
   return out;
 }
 
-ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds timeout,
-                           bool mergeErrors) const {
+ToolRun AdbFiles::runShell(const std::vector<std::string>& arguments, Seconds timeout,
+                           bool mergeErrors, const OutputChunks* onOutput) const {
   std::string line = TabletShell::line(arguments);
   if (mergeErrors) line += " 2>&1";
   stop_.throwIfCancelled();
   timeout = stop_.budget(timeout);
-  const ToolRun run =
-      runner_->run(serial_, {"shell", TabletShell::withMarker(line)}, timeout, &stop_);
-  auto result = TabletShell::split(run.stdoutData);
+  std::vector<std::string> shell{"shell", TabletShell::withMarker(line)};
+  return onOutput ? runner_->stream(serial_, shell, timeout, &stop_, *onOutput)
+                  : runner_->run(serial_, shell, timeout, &stop_);
+}
+
+ShellResult AdbFiles::ended(const std::vector<std::string>& arguments, const ToolRun& run,
+                            std::string_view output) const {
+  auto result = TabletShell::split(output);
   // A run cut short while the token is cancelled ended because of the cancel, whatever it
   // printed: the same Ctrl-C may have stopped adb before it reached the token.
   if (run.cancelled || ((run.timedOut || !result) && stop_.isCancelled())) throw Cancelled();
@@ -64,6 +69,19 @@ ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds ti
                                   : displayable(said));
   }
   return *result;
+}
+
+ShellResult AdbFiles::exec(const std::vector<std::string>& arguments, Seconds timeout,
+                           bool mergeErrors) const {
+  const ToolRun run = runShell(arguments, timeout, mergeErrors, nullptr);
+  return ended(arguments, run, run.stdoutData);
+}
+
+ShellResult AdbFiles::execReading(const std::vector<std::string>& arguments, Seconds timeout,
+                                  ShellOutputReader& reader) const {
+  const OutputChunks onOutput = [&reader](std::string_view chunk) { reader.add(chunk); };
+  const ToolRun run = runShell(arguments, timeout, false, &onOutput);
+  return ended(arguments, run, reader.rest());
 }
 
 ShellResult AdbFiles::check(const std::vector<std::string>& arguments, std::string_view doing,

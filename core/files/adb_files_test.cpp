@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "core/files/name_collator.h"
 #include "core/files/testing/message_of.h"
 #include "core/tablet/testing/fake_adb_runner.h"
 
@@ -178,6 +179,45 @@ TEST_F(AdbFilesTest, LinksToFoldersAreMarked) {
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_TRUE(entries[0].isFolder());
   EXPECT_FALSE(entries[1].isFolder());
+}
+
+TEST_F(AdbFilesTest, AListingReadInPiecesIsTheListingReadWhole) {
+  // Names of one to three bytes with a two-byte letter, so that pieces end in every part of
+  // a record: its fields, its name, the middle of the letter, its NUL, and the exit marker.
+  std::string output;
+  for (const std::string name : {"a", "\u00e9", "b\u00e9", "c|d", ".e"})
+    output += "-rw-r--r--|1|1700000000.5|/sdcard/Books/" + name + '\0';
+  tablet.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf", ok(output));
+  const auto whole = files.listForSorting("/sdcard/Books", false);
+  ASSERT_EQ(whole.entries.size(), 4u);
+  ASSERT_EQ(whole.nameKeys.size(), 4u);
+  EXPECT_EQ(whole.nameKeys[1], NameCollator::forUser().sortKey("\u00e9"));
+  for (std::size_t piece = 1; piece <= output.size() + 20; ++piece) {
+    tablet.streamPieceBytes = piece;
+    const auto pieces = files.listForSorting("/sdcard/Books", false);
+    ASSERT_EQ(pieces.entries, whole.entries) << "in pieces of " << piece << " bytes";
+    ASSERT_EQ(pieces.nameKeys, whole.nameKeys) << "in pieces of " << piece << " bytes";
+  }
+}
+
+TEST_F(AdbFilesTest, AListingReadInPiecesStillNeedsItsEnd) {
+  tablet.streamPieceBytes = 7;
+  // Cut short after its first record: no marker, whatever adb's own status.
+  tablet.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
+            {.output = std::string("-rw-r--r--|1|7|/sdcard/Books/a\0-rw-r", 36),
+             .status = 0,
+             .errors = "",
+             .failure = ""});
+  ::setenv("LUMIVALE_FILES_LIST_FORMAT", "findPrintf", 1);
+  EXPECT_EQ(messageOf([&] { files.list("/sdcard/Books", false); }),
+            "could not list /sdcard/Books: the tablet\u2019s find and ls both failed");
+  // A last record that no NUL closed is still read, as when the output comes whole.
+  tablet.on("shell find /sdcard/Books/ -mindepth 1 -maxdepth 1 -printf",
+            ok(std::string("-rw-r--r--|1|7|/sdcard/Books/a\0-rw-r--r--|2|7|/sdcard/Books/b", 61)));
+  auto entries = files.list("/sdcard/Books", false);
+  ::unsetenv("LUMIVALE_FILES_LIST_FORMAT");
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[1].path, "/sdcard/Books/b");
 }
 
 TEST_F(AdbFilesTest, ConfinementFollowsLinksOnTheTablet) {

@@ -1,6 +1,8 @@
 #include "core/files/remote_entry.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 #include <nlohmann/json.hpp>
 
@@ -64,6 +66,18 @@ void appendQuoted(std::string& out, const std::string& text) {
   }
 }
 
+// A number as a dump writes it (the library's own shortest form), without a value and an
+// output stream made for each of a long listing's dates.
+void appendNumber(std::string& out, double value) {
+  if (!std::isfinite(value)) {
+    out += "null";
+    return;
+  }
+  std::array<char, 64> digits;
+  out.append(digits.data(),
+             nlohmann::detail::to_chars(digits.data(), digits.data() + digits.size(), value));
+}
+
 }  // namespace
 
 void appendJson(std::string& out, const RemoteEntry& entry) {
@@ -79,11 +93,10 @@ void appendJson(std::string& out, const RemoteEntry& entry) {
   out += R"(,"kind":")";
   out += rawValue(entry.kind);
   out += R"(","modified":)";
-  out += entry.modified
-             ? nlohmann::json(
-                   std::chrono::duration<double>(entry.modified->time_since_epoch()).count())
-                   .dump()
-             : "null";
+  if (entry.modified)
+    appendNumber(out, std::chrono::duration<double>(entry.modified->time_since_epoch()).count());
+  else
+    out += "null";
   out += R"(,"name":)";
   quoted(entry.name);
   out += R"(,"path":)";

@@ -1,11 +1,9 @@
 #include "core/files/remote_listing.h"
 
 #include <array>
-#include <iterator>
 
 #include "core/checked_number.h"
 #include "core/files/utf8.h"
-#include "core/in_two_halves.h"
 
 namespace lumivale::RemoteListing {
 
@@ -240,28 +238,67 @@ RemoteEntry::Kind kindOfRawMode(std::string_view hexMode) {
 
 std::vector<RemoteEntry> parseFindPrintf(std::string_view data, std::string_view directory,
                                          std::string_view shownAs) {
-  const std::string prefix = withSlash(directory);
-  const std::string shownPrefix = withSlash(shownAs);
-  const auto records = nulRecords(data);
-  // A long listing is read in two halves at once, each into its own list.
-  std::array<std::vector<RemoteEntry>, 2> halves;
-  inTwoHalves(records.size(), [&](std::size_t from, std::size_t to) {
-    auto& entries = halves[from == 0 ? 0 : 1];
-    entries.reserve(to - from);
-    for (std::size_t i = from; i < to; ++i) {
-      auto fields = leadingFields(records[i], 4);
-      if (!fields) continue;
-      auto child = directChild(prefix, (*fields)[3]);
-      auto size = integer((*fields)[1]);
-      if (!child || !size) continue;
-      std::string path = shownPrefix + child->name;
-      entries.push_back({std::move(child->name), std::move(path), kindOfModeString((*fields)[0]),
-                         *size, fromSeconds((*fields)[2]), false, child->exact});
-    }
-  });
-  halves[0].insert(halves[0].end(), std::make_move_iterator(halves[1].begin()),
-                   std::make_move_iterator(halves[1].end()));
-  return std::move(halves[0]);
+  FindPrintfReader reader(directory, shownAs, false);
+  reader.add(data);
+  const std::string last(reader.rest());
+  return std::move(reader).finish(last).entries;
+}
+
+FindPrintfReader::FindPrintfReader(std::string_view directory, std::string_view shownAs,
+                                   bool withNameKeys)
+    : prefix_(withSlash(directory)),
+      shownPrefix_(withSlash(shownAs)),
+      withNameKeys_(withNameKeys) {}
+
+void FindPrintfReader::add(std::string_view chunk) {
+  const auto lastEnd = chunk.rfind('\0');
+  if (lastEnd == std::string_view::npos) {
+    pending_.append(chunk);
+    return;
+  }
+  closedARecord_ = true;
+  std::size_t from = 0;
+  if (!pending_.empty()) {
+    const auto end = chunk.find('\0');
+    pending_.append(chunk.substr(0, end));
+    read(pending_);
+    pending_.clear();
+    from = end + 1;
+  }
+  while (from <= lastEnd) {
+    const auto end = chunk.find('\0', from);
+    read(chunk.substr(from, end - from));
+    from = end + 1;
+  }
+  pending_.assign(chunk.substr(lastEnd + 1));
+}
+
+KeyedEntries FindPrintfReader::finish(std::string_view lastRecord) && {
+  read(lastRecord);
+  return std::move(read_);
+}
+
+void FindPrintfReader::read(std::string_view record) {
+  // Mode, size and time, then the path, which may itself hold "|".
+  std::array<std::string_view, 3> fields;
+  for (auto& field : fields) {
+    const auto bar = record.find('|');
+    if (bar == std::string_view::npos) return;
+    field = record.substr(0, bar);
+    record.remove_prefix(bar + 1);
+  }
+  auto child = directChild(prefix_, record);
+  auto size = integer(fields[1]);
+  if (!child || !size) return;
+  std::string path;
+  path.reserve(shownPrefix_.size() + child->name.size());
+  path.append(shownPrefix_).append(child->name);
+  if (withNameKeys_) {
+    if (!collator_) collator_.emplace(NameCollator::forUser());
+    read_.nameKeys.push_back(collator_->sortKey(child->name));
+  }
+  read_.entries.push_back({std::move(child->name), std::move(path), kindOfModeString(fields[0]),
+                           *size, fromSeconds(fields[2]), false, child->exact});
 }
 
 std::vector<ChildName> parseNames(std::string_view data, std::string_view directory) {

@@ -10,7 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "core/files/keyed_entries.h"
 #include "core/files/remote_entry.h"
+#include "core/tablet/tablet_shell.h"
 
 namespace lumivale {
 
@@ -39,6 +41,31 @@ struct ChildName {
 
 std::vector<RemoteEntry> parseFindPrintf(std::string_view data, std::string_view directory,
                                          std::string_view shownAs);
+
+// parseFindPrintf for output that arrives in pieces: each record is read as soon as its
+// NUL has come, with its name's collation key when asked for, so that little is left to do
+// once the listing ends. What follows the last NUL waits in rest().
+class FindPrintfReader : public ShellOutputReader {
+ public:
+  FindPrintfReader(std::string_view directory, std::string_view shownAs, bool withNameKeys);
+  void add(std::string_view chunk) override;
+  std::string_view rest() const override { return pending_; }
+  // Whether a NUL has come: the output was not empty, whatever its records held.
+  bool closedARecord() const { return closedARecord_; }
+  // The entries, after reading `lastRecord` (the end of the output that no NUL closed).
+  KeyedEntries finish(std::string_view lastRecord) &&;
+
+ private:
+  void read(std::string_view record);
+
+  std::string prefix_;
+  std::string shownPrefix_;
+  bool withNameKeys_;
+  std::optional<NameCollator> collator_;
+  std::string pending_;  // the start of a record whose NUL has not come yet
+  bool closedARecord_ = false;
+  KeyedEntries read_;
+};
 std::vector<ChildName> parseNames(std::string_view data, std::string_view directory);
 std::map<std::string, StatInfo> parseStatLines(std::string_view text);
 std::vector<RemoteEntry> joinNamesAndStat(const std::map<std::string, StatInfo>& stat,

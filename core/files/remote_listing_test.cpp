@@ -2,9 +2,12 @@
 
 #include <fstream>
 #include <iterator>
+#include <numeric>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+
+#include "core/files/name_collator.h"
 
 namespace lumivale {
 namespace {
@@ -96,6 +99,45 @@ TEST(RemoteListingTest, ALongListingKeepsEveryEntryInTheTabletsOrder) {
   for (int i = 0; i < 5001; ++i) {
     ASSERT_EQ(entries[static_cast<std::size_t>(i)].name, std::to_string(i) + ".pdf");
     ASSERT_EQ(entries[static_cast<std::size_t>(i)].size, i);
+  }
+}
+
+// `output` read in the pieces that `cuts` (ascending offsets) make, as a listing that
+// arrives: the exit marker follows it, and comes apart from the records too.
+KeyedEntries readInPieces(const std::string& output, const std::vector<std::size_t>& cuts) {
+  const std::string arriving = output + "\nLUMIVALE-EXIT:0\n";
+  RemoteListing::FindPrintfReader reader("/sdcard/Listing", "/sdcard/Listing", true);
+  std::size_t from = 0;
+  for (std::size_t cut : cuts) {
+    cut = std::min(cut, arriving.size());
+    reader.add(std::string_view(arriving).substr(from, cut - from));
+    from = cut;
+  }
+  reader.add(std::string_view(arriving).substr(from));
+  auto ended = TabletShell::split(reader.rest());
+  if (!ended) throw std::runtime_error("the marker was lost");
+  return std::move(reader).finish(ended->output);
+}
+
+TEST(RemoteListingTest, FindPrintfCutAnywhereReadsAsTheWholeOutput) {
+  const std::string output = capture("find-printf.bin");
+  // A cut also falls inside each name's two-byte letters.
+  ASSERT_NE(output.find("\u00e9"), std::string::npos);
+  const auto whole = RemoteListing::parseFindPrintf(output, "/sdcard/Listing", "/sdcard/Listing");
+  std::vector<std::string> keys;
+  for (const auto& entry : whole)
+    keys.push_back(NameCollator::forUser().sortKey(entry.name));
+  std::vector<std::size_t> everyByte(output.size() + 20);
+  std::iota(everyByte.begin(), everyByte.end(), 1);
+  for (const auto& cuts : {std::vector<std::size_t>{}, everyByte}) {
+    auto read = readInPieces(output, cuts);
+    ASSERT_EQ(read.entries, whole);
+    ASSERT_EQ(read.nameKeys, keys);
+  }
+  for (std::size_t cut = 0; cut <= output.size() + 20; ++cut) {
+    auto read = readInPieces(output, {cut});
+    ASSERT_EQ(read.entries, whole) << "cut at " << cut;
+    ASSERT_EQ(read.nameKeys, keys) << "cut at " << cut;
   }
 }
 

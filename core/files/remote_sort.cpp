@@ -1,11 +1,10 @@
 #include "core/files/remote_sort.h"
 
 #include "core/files/name_collator.h"
-#include "core/in_two_halves.h"
 
 #include <algorithm>
 #include <array>
-#include <numeric>
+#include <cstdint>
 
 namespace lumivale::RemoteSort {
 
@@ -15,17 +14,47 @@ int sign(auto difference) {
   return difference < 0 ? -1 : (difference > 0 ? 1 : 0);
 }
 
-// Collation keys of `text` of every entry, each thread with its own collator: collation
-// is most of what sorting a long listing costs.
-template <typename Text>
-std::vector<std::string> collationKeys(const std::vector<RemoteEntry>& entries, Text text) {
-  std::vector<std::string> keys(entries.size());
-  inTwoHalves(entries.size(), [&](std::size_t from, std::size_t to) {
-    const NameCollator collator = NameCollator::forUser();
-    for (std::size_t i = from; i < to; ++i)
-      keys[i] = collator.sortKey(text(entries[i]));
+// The indices of `keys` in their byte order (or its reverse), equal keys in their own order.
+std::vector<std::size_t> nameOrder(const std::vector<std::string>& keys, bool ascending) {
+  // The keys of one folder's names mostly share their start ("document 1", "document 2"): the
+  // eight bytes after what all share, as one number, settle most comparisons on their own.
+  std::size_t shared = keys.empty() ? 0 : keys.front().size();
+  for (const auto& key : keys) {
+    std::size_t same = 0;
+    while (same < shared && same < key.size() && key[same] == keys.front()[same])
+      ++same;
+    shared = same;
+  }
+  struct Ranked {
+    std::uint64_t head;
+    std::size_t index;
+  };
+  std::vector<Ranked> ranked(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    std::uint64_t head = 0;
+    for (std::size_t at = shared; at < shared + 8; ++at)
+      head = head << 8 | (at < keys[i].size() ? static_cast<unsigned char>(keys[i][at]) : 0u);
+    ranked[i] = {head, i};
+  }
+  std::sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
+    int order = a.head < b.head ? -1 : (a.head > b.head ? 1 : 0);
+    if (order == 0) order = keys[a.index].compare(keys[b.index]);
+    if (order != 0) return ascending ? order < 0 : order > 0;
+    return a.index < b.index;
   });
-  return keys;
+  std::vector<std::size_t> order(keys.size());
+  for (std::size_t i = 0; i < ranked.size(); ++i)
+    order[i] = ranked[i].index;
+  return order;
+}
+
+std::vector<RemoteEntry> inOrder(std::vector<RemoteEntry>& entries,
+                                 const std::vector<std::size_t>& order) {
+  std::vector<RemoteEntry> result;
+  result.reserve(entries.size());
+  for (std::size_t i : order)
+    result.push_back(std::move(entries[i]));
+  return result;
 }
 
 }  // namespace
@@ -49,10 +78,18 @@ int compareNames(std::string_view a, std::string_view b) {
 
 std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool ascending,
                                 const KindName& kindName) {
+  return sorted(KeyedEntries{std::move(entries), {}}, by, ascending, kindName);
+}
+
+std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
+                                const KindName& kindName) {
   // Each name is collated once, into a key that then compares as plain bytes; the entries
   // themselves move only once, into their places.
-  const auto nameKeys = collationKeys(
-      entries, [](const RemoteEntry& entry) -> const std::string& { return entry.name; });
+  keyed.addNameKeys();
+  auto& entries = keyed.entries;
+  // The other orders keep the name order among their equals, ascending whatever the direction.
+  std::vector<std::size_t> order = nameOrder(keyed.nameKeys, by != Key::name || ascending);
+  if (by == Key::name) return inOrder(entries, order);
   std::vector<std::string> kindKeys;
   if (by == Key::kind) kindKeys = collationKeys(entries, kindName);
   auto keyOrder = [&](std::size_t a, std::size_t b) -> int {
@@ -70,18 +107,11 @@ std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool a
     }
     return 0;
   };
-  std::vector<std::size_t> order(entries.size());
-  std::iota(order.begin(), order.end(), 0);
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    if (int byKey = keyOrder(a, b)) return ascending ? byKey < 0 : byKey > 0;
-    int names = nameKeys[a].compare(nameKeys[b]);
-    return by == Key::name && !ascending ? names > 0 : names < 0;
+    const int byKey = keyOrder(a, b);
+    return ascending ? byKey < 0 : byKey > 0;
   });
-  std::vector<RemoteEntry> result;
-  result.reserve(entries.size());
-  for (std::size_t i : order)
-    result.push_back(std::move(entries[i]));
-  return result;
+  return inOrder(entries, order);
 }
 
 std::string kindName(const RemoteEntry& entry) {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/files/keyed_entries.h"
 #include "core/files/remote_entry.h"
 
 namespace lumivale {
@@ -29,6 +30,9 @@ std::string kindName(const RemoteEntry& entry);
 // Entries equal on the chosen key are ordered by name, ascending whatever the direction,
 // so a list keeps its reading order when only the direction is flipped.
 std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool ascending,
+                                const KindName& kindName);
+// The same for entries whose names' keys are known already.
+std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
                                 const KindName& kindName);
 
 }  // namespace RemoteSort

@@ -58,10 +58,13 @@ void AdbBridge::pin(const AdbTablet& tablet) {
 }
 
 ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds timeout,
-                          const StopToken* stop) {
+                          const StopToken* stop, const OutputChunks* onOutput) {
   if (!stop) stop = &command_;
   if (addressesTablet(arguments)) timeout *= hooks_.timeoutScale;
   try {
+    if (onOutput)
+      return ToolRun::streamIn(environment_, adbPath_.string(), arguments, timeout, stop,
+                               *onOutput);
     return ToolRun::runIn(environment_, adbPath_.string(), arguments, timeout, stop);
   } catch (const Spawn::Failure& failure) {
     throw AdbError(failure.message());
@@ -153,6 +156,11 @@ std::string AdbBridge::runReadingStderr(const std::string& serial,
 ToolRun AdbBridge::run(const std::string& serial, const std::vector<std::string>& arguments,
                        Seconds timeout, const StopToken* stop) {
   return runAdb(forSerial(serial, arguments), timeout, stop);
+}
+
+ToolRun AdbBridge::stream(const std::string& serial, const std::vector<std::string>& arguments,
+                          Seconds timeout, const StopToken* stop, const OutputChunks& onOutput) {
+  return runAdb(forSerial(serial, arguments), timeout, stop, &onOutput);
 }
 
 std::unique_ptr<AdbStream> AdbBridge::openStream(const std::vector<std::string>& arguments,

@@ -62,6 +62,8 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
                     const StopToken* stop = nullptr) override;
   ToolRun run(const std::string& serial, const std::vector<std::string>& arguments, Seconds timeout,
               const StopToken* stop) override;
+  ToolRun stream(const std::string& serial, const std::vector<std::string>& arguments,
+                 Seconds timeout, const StopToken* stop, const OutputChunks& onOutput) override;
   // A long-lived adb; arguments that begin with `-s SERIAL` must name the chosen tablet.
   std::unique_ptr<AdbStream> openStream(const std::vector<std::string>& arguments,
                                         const AdbStreamOptions& options, AdbStreamSink& sink,
@@ -144,9 +146,10 @@ class AdbBridge : public AdbRunner, public AdbFileRunner, public AdbStreamRunner
   void removeReverse(const std::string& serial, int port, const StopToken* stop = nullptr);
 
  private:
-  // `adb ARGS...` under the deadline, outside the lock.
-  ToolRun runAdb(const std::vector<std::string>& arguments, Seconds timeout,
-                 const StopToken* stop = nullptr);
+  // `adb ARGS...` under the deadline, outside the lock; its output goes to `onOutput` as
+  // it arrives when that is given.
+  ToolRun runAdb(const std::vector<std::string>& arguments, Seconds timeout, const StopToken* stop,
+                 const OutputChunks* onOutput = nullptr);
   // runAdb, with a cancel, a time-out or a non-zero status thrown.
   ToolRun runChecked(const std::vector<std::string>& arguments, Seconds timeout,
                      const StopToken* stop = nullptr);

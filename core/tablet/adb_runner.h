@@ -45,6 +45,15 @@ class AdbFileRunner {
   virtual ~AdbFileRunner() = default;
   virtual ToolRun run(const std::string& serial, const std::vector<std::string>& arguments,
                       Seconds timeout, const StopToken* stop = nullptr) = 0;
+  // run, with standard output handed to `onOutput` as it arrives (see ToolRun::streamIn).
+  // A runner that cannot stream hands it over whole at the end.
+  virtual ToolRun stream(const std::string& serial, const std::vector<std::string>& arguments,
+                         Seconds timeout, const StopToken* stop, const OutputChunks& onOutput) {
+    ToolRun whole = run(serial, arguments, timeout, stop);
+    onOutput(whole.stdoutData);
+    whole.stdoutData.clear();
+    return whole;
+  }
 };
 
 // Starts long-lived adb children, so that code using them runs against a scripted

@@ -18,6 +18,17 @@ struct ShellResult {
   const std::string& text() const { return output; }
 };
 
+// Reads a command's output while it arrives, keeping back its end, which holds the exit
+// marker, until the command is over.
+class ShellOutputReader {
+ public:
+  virtual ~ShellOutputReader() = default;
+  // A piece of the output, cut anywhere.
+  virtual void add(std::string_view chunk) = 0;
+  // The end of the output not taken in yet: where the exit marker is looked for.
+  virtual std::string_view rest() const = 0;
+};
+
 // How every command line reaches the tablet's shell and how its end is read back.
 // `adb shell` does not carry the remote status on every tablet, so each line we send
 // prints it after a marker and we read it from the output.

@@ -17,11 +17,11 @@ constexpr auto killGrace = std::chrono::seconds(1);
 // Reads both streams to their end on this thread, so that a child filling one pipe
 // while the other is not read never blocks, and kills the child once the deadline
 // passes. True when the deadline's kill was sent.
-bool drain(Spawn::Child& child, Clock::time_point deadline, std::string& out, std::string& err) {
+bool drain(Spawn::Child& child, Clock::time_point deadline, const OutputChunks& out,
+           std::string& err) {
   bool deadlinePassed = false;
   bool killed = false;
   UniqueFd* streams[2] = {&*child.stdoutPipe(), &*child.stderrPipe()};
-  std::string* sinks[2] = {&out, &err};
   char buffer[65536];
   while (*streams[0] || *streams[1]) {
     pollfd polls[2];
@@ -49,8 +49,10 @@ bool drain(Spawn::Child& child, Clock::time_point deadline, std::string& out, st
       if (polls[i].revents == 0) continue;
       UniqueFd& stream = *streams[owners[i]];
       ssize_t got = ::read(stream.get(), buffer, sizeof buffer);
-      if (got > 0)
-        sinks[owners[i]]->append(buffer, static_cast<size_t>(got));
+      if (got > 0 && owners[i] == 0)
+        out(std::string_view(buffer, static_cast<size_t>(got)));
+      else if (got > 0)
+        err.append(buffer, static_cast<size_t>(got));
       else if (got == 0 || errno != EINTR)
         stream.reset();
     }
@@ -86,6 +88,16 @@ ToolRun ToolRun::run(const std::string& path, const std::vector<std::string>& ar
 ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
                        const std::vector<std::string>& arguments, Seconds timeout,
                        const StopToken* stop) {
+  std::string out;
+  ToolRun result = streamIn(environment, path, arguments, timeout, stop,
+                            [&out](std::string_view chunk) { out.append(chunk); });
+  result.stdoutData = std::move(out);
+  return result;
+}
+
+ToolRun ToolRun::streamIn(const Environment& environment, const std::string& path,
+                          const std::vector<std::string>& arguments, Seconds timeout,
+                          const StopToken* stop, const OutputChunks& onOutput) {
   ToolRun result;
   if (stop && stop->isCancelled()) {
     result.cancelled = true;
@@ -98,7 +110,8 @@ ToolRun ToolRun::runIn(const Environment& environment, const std::string& path,
   if (stop) held = Spawn::holdChild(*stop, child);
 
   auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
-  result.timedOut = drain(*child, deadline, result.stdoutData, result.stderrData);
+  // Should `onOutput` throw, the child's last owner kills and reaps it on the way out.
+  result.timedOut = drain(*child, deadline, onOutput, result.stderrData);
   // A child may close its streams long before it ends: the deadline holds until it does.
   if (!result.timedOut && !child->endsBy(deadline))
     result.timedOut = child->signalIfRunning(SIGKILL);

@@ -1,13 +1,18 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/tablet/spawn.h"
 #include "core/tablet/tool_cancel.h"
 
 namespace lumivale {
+
+// Takes a tool's standard output while it arrives, in pieces cut anywhere.
+using OutputChunks = std::function<void(std::string_view)>;
 
 // The result of running one outside tool to its end under a time limit.
 struct ToolRun {
@@ -35,6 +40,13 @@ struct ToolRun {
   static ToolRun runIn(const Environment& environment, const std::string& path,
                        const std::vector<std::string>& arguments, Seconds timeout,
                        const StopToken* stop = nullptr);
+
+  // runIn, with standard output handed to `onOutput` as it arrives rather than kept
+  // (`stdoutData` stays empty). What `onOutput` throws kills the child, which is reaped
+  // before the throw goes on.
+  static ToolRun streamIn(const Environment& environment, const std::string& path,
+                          const std::vector<std::string>& arguments, Seconds timeout,
+                          const StopToken* stop, const OutputChunks& onOutput);
 };
 
 }  // namespace lumivale

@@ -4,8 +4,12 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <thread>
 
@@ -34,6 +38,67 @@ TEST(ToolRunTest, AChildFillingBothPipesFinishesWithoutBlocking) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.stdoutData.size(), 8388608u);
   EXPECT_EQ(run.stderrData.size(), 8388608u);
+}
+
+// The child's output, as streamIn hands it over.
+struct Streamed {
+  ToolRun run;
+  std::vector<std::string> chunks;
+};
+
+Streamed streamedShell(const std::string& script, const OutputChunks& alsoDo = {},
+                       Seconds timeout = Seconds(60), const StopToken* stop = nullptr) {
+  Streamed streamed;
+  streamed.run = ToolRun::streamIn(ToolRun::environment(), "/bin/sh", {"-c", script}, timeout, stop,
+                                   [&](std::string_view chunk) {
+                                     streamed.chunks.emplace_back(chunk);
+                                     if (alsoDo) alsoDo(chunk);
+                                   });
+  return streamed;
+}
+
+TEST(ToolRunTest, StreamedOutputArrivesWhileTheChildRuns) {
+  // The child goes on only once the first piece has reached us: through a FIFO that the
+  // reader writes to, so nothing waits on a clock.
+  const std::string fifo = ::testing::TempDir() + "tool_run_fifo." + std::to_string(::getpid());
+  std::filesystem::remove(fifo);
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  bool answered = false;
+  auto streamed = streamedShell("printf first; read line <'" + fifo + "'; printf \" $line\"",
+                                [&](std::string_view) {
+                                  if (answered) return;
+                                  answered = true;
+                                  std::ofstream(fifo) << "second\n";
+                                });
+  std::filesystem::remove(fifo);
+  EXPECT_EQ(streamed.run.status, 0);
+  ASSERT_GE(streamed.chunks.size(), 2u);
+  EXPECT_EQ(streamed.chunks.front(), "first");
+  EXPECT_EQ(streamed.chunks.back(), " second");
+  EXPECT_TRUE(streamed.run.stdoutData.empty());
+}
+
+TEST(ToolRunTest, AStreamedRunKeepsItsDeadlineAndItsErrors) {
+  auto streamed = streamedShell("printf out; echo said >&2; exec sleep 30", {}, Seconds(0.2));
+  EXPECT_TRUE(streamed.run.timedOut);
+  EXPECT_EQ(streamed.run.status, 137);
+  EXPECT_EQ(streamed.run.stderrData, "said\n");
+  EXPECT_EQ(streamed.chunks, std::vector<std::string>{"out"});
+}
+
+TEST(ToolRunTest, AReaderThatThrowsLeavesNoChildBehind) {
+  // The shell says its process id and becomes a long sleep.
+  pid_t child = 0;
+  EXPECT_THROW(streamedShell("echo $$; exec sleep 30",
+                             [&](std::string_view chunk) {
+                               child = std::stoi(std::string(chunk));
+                               throw std::runtime_error("the reader gave up");
+                             }),
+               std::runtime_error);
+  ASSERT_GT(child, 0);
+  // Killed and reaped before the throw went on: the id names no process any more.
+  EXPECT_EQ(::kill(child, 0), -1);
+  EXPECT_EQ(errno, ESRCH);
 }
 
 TEST(ToolRunTest, ASleeperPastItsTimeoutIsKilled) {

@@ -45,6 +45,21 @@ class FakeAdbRunner : public AdbRunner, public AdbFileRunner {
     return ToolRun{reply.status, reply.output, reply.errors, false, false};
   }
 
+  // A run whose output is read while it arrives gets it in pieces of this many bytes
+  // (0: whole, at the end).
+  std::size_t streamPieceBytes = 0;
+  ToolRun stream(const std::string& serial, const std::vector<std::string>& arguments,
+                 Seconds timeout, const StopToken* stop, const OutputChunks& onOutput) override {
+    if (streamPieceBytes == 0)
+      return AdbFileRunner::stream(serial, arguments, timeout, stop, onOutput);
+    ToolRun whole = run(serial, arguments, timeout, stop);
+    const std::string_view output = whole.stdoutData;
+    for (std::size_t at = 0; at < output.size(); at += streamPieceBytes)
+      onOutput(output.substr(at, streamPieceBytes));
+    whole.stdoutData.clear();
+    return whole;
+  }
+
   std::vector<std::string> commands;  // in the order they arrived
   std::vector<std::string> serials;   // the serial of each command
 

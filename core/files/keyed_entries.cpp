@@ -1,0 +1,11 @@
+#include "core/files/keyed_entries.h"
+
+namespace lumivale {
+
+void KeyedEntries::addNameKeys() {
+  if (nameKeys.size() == entries.size()) return;
+  nameKeys = collationKeys(
+      entries, [](const RemoteEntry& entry) -> const std::string& { return entry.name; });
+}
+
+}  // namespace lumivale
