@@ -135,11 +135,29 @@ TEST_F(FolderKillTest, ARunKilledAtChosenMomentsIsFinishedByTheNext) {
   }
 }
 
-// SIGKILL at random moments of the run (LUMIVALE_KILL_TRIES of them, 6 unless said), the
-// figures printed at the end.
-TEST_F(FolderKillTest, ARunKilledAtRandomMomentsIsFinishedByTheNext) {
+// How many random kills a test makes: LUMIVALE_KILL_TRIES, 6 unless said.
+int killTries() {
   const char* asked = std::getenv("LUMIVALE_KILL_TRIES");
-  const int tries = asked != nullptr ? std::atoi(asked) : 6;
+  return asked != nullptr ? std::atoi(asked) : 6;
+}
+
+// Moments spread at random over `span`, the time a whole run takes.
+std::vector<std::chrono::microseconds> randomMoments(std::chrono::steady_clock::duration span,
+                                                     int count) {
+  const unsigned seed = std::random_device()();
+  std::cout << "kill moments from seed " << seed << "\n";
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<std::int64_t> moment(
+      0, std::chrono::duration_cast<std::chrono::microseconds>(span).count());
+  std::vector<std::chrono::microseconds> moments;
+  for (int i = 0; i < count; ++i)
+    moments.emplace_back(moment(random));
+  return moments;
+}
+
+// SIGKILL at random moments of the run, the figures printed at the end.
+TEST_F(FolderKillTest, ARunKilledAtRandomMomentsIsFinishedByTheNext) {
+  const int tries = killTries();
   // How long a whole run takes here, to spread the kills over.
   carriedOnce();
   const auto start = std::chrono::steady_clock::now();
@@ -147,17 +165,12 @@ TEST_F(FolderKillTest, ARunKilledAtRandomMomentsIsFinishedByTheNext) {
   ASSERT_EQ(whole->wait(), 0);
   const auto span = std::chrono::steady_clock::now() - start;
 
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE(::testing::Message() << "seed " << seed);
-  std::mt19937 random(seed);
-  std::uniform_int_distribution<std::int64_t> moment(
-      0, std::chrono::duration_cast<std::chrono::microseconds>(span).count());
   int killed = 0;
   int finished = 0;
   int sentAgain = 0;
-  for (int attempt = 0; attempt < tries; ++attempt) {
-    SCOPED_TRACE(::testing::Message() << "kill " << attempt + 1);
-    const auto at = std::chrono::microseconds(moment(random));
+  int attempt = 0;
+  for (const auto at : randomMoments(span, tries)) {
+    SCOPED_TRACE(::testing::Message() << "kill " << ++attempt);
     const Outcome outcome = killAndFinish(
         [&](Spawn::Child& child) { child.endsBy(std::chrono::steady_clock::now() + at); });
     killed += outcome.killed ? 1 : 0;
@@ -171,17 +184,50 @@ TEST_F(FolderKillTest, ARunKilledAtRandomMomentsIsFinishedByTheNext) {
       sentAgain);
 }
 
-TEST_F(FolderKillTest, ARunStoppedWithCtrlCIsFinishedByTheNext) {
-  carriedOnce();
-  auto child = syncAlone();
-  ASSERT_TRUE(eventually([&] { return fs::exists(tabletFolder() / "n00.pdf"); }));
-  // As a terminal does: the whole group, adb included, gets the Ctrl-C.
-  ::kill(-child->pid(), SIGINT);
-  EXPECT_EQ(child->wait(), 130);
-  sync();
-  std::vector<std::string> hidden;
-  EXPECT_EQ(tabletFiles(&hidden), afterTheChanges());
-  EXPECT_THAT(hidden, IsEmpty());
+// A folder not on the tablet yet arrives whole, by one rename: killed at any moment, the
+// tablet has none of it or all of it, and the next run finishes it without leftovers.
+TEST_F(FolderKillTest, AFirstCopyKilledAtRandomMomentsLeavesAllOrNothing) {
+  Files expected;
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = fmt::format("f{:02}.pdf", i);
+    expected[name] = fmt::format("file {} {}", i, std::string(4096, 'x'));
+    onMac(name, expected[name]);
+  }
+  choose();
+  const auto fresh = [&] {
+    fs::remove_all(tabletFolder());
+    fs::remove_all(local / "config" / "Reading folder");
+    fs::remove(pushes);
+  };
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(syncAlone()->wait(), 0);
+  const auto span = std::chrono::steady_clock::now() - start;
+
+  int whole = 0;
+  int attempt = 0;
+  for (const auto at : randomMoments(span, killTries())) {
+    SCOPED_TRACE(::testing::Message() << "kill " << ++attempt);
+    fresh();
+    auto child = syncAlone();
+    child->endsBy(std::chrono::steady_clock::now() + at);
+    ::kill(-child->pid(), SIGKILL);
+    child->wait();
+    const Files killed = tabletFiles();
+    EXPECT_TRUE(killed.empty() || killed == expected) << killed.size() << " files";
+    whole += killed == expected ? 1 : 0;
+
+    fs::remove(pushes);
+    EXPECT_EQ(sync()["failures"], nlohmann::json::array());
+    if (killed == expected) {
+      EXPECT_THAT(sent(), IsEmpty()) << "sent again once in place";
+    }
+    std::vector<std::string> hidden;
+    EXPECT_EQ(tabletFiles(&hidden), expected);
+    EXPECT_THAT(hidden, IsEmpty());
+    for (const auto& beside : fs::directory_iterator(tabletFolder().parent_path()))
+      EXPECT_FALSE(beside.path().filename().string().starts_with(".lumivale-")) << beside.path();
+  }
+  std::cout << fmt::format("{} of {} kills came after the folder was in place\n", whole, attempt);
 }
 
 }  // namespace
