@@ -520,9 +520,7 @@ class Run {
     return name;
   }
 
-  // Sends the waiting new copies into one staging folder, puts them under their names in a
-  // few runs, and records those that arrived; a copy whose name was taken meanwhile is erased.
-  // The journal knows the batch before anything is sent, and what arrived before it moves.
+  // Makes the tablet folder if this run has not put it there yet.
   void makeTabletFolder() {
     if (std::exchange(folderMissing_, false)) files_.makeDirectory(tabletFolder_, true);
   }
@@ -542,6 +540,9 @@ class Run {
     }
   }
 
+  // Sends the waiting new copies into one staging folder, puts them under their names in a
+  // few runs, and records those that arrived; a copy whose name was taken meanwhile is erased.
+  // The journal knows the batch before anything is sent, and what arrived before it moves.
   void publish() {
     if (pending_.empty()) return;
     std::set<std::string> taken;
