@@ -122,7 +122,8 @@ class AdbFiles {
   // makes the staging folder `thenMake`, when given, in the same run.
   void noteStaging(const std::string& folder, const StagingRecord& record,
                    const std::optional<std::string>& thenMake = std::nullopt) const;
-  // Removes the record of `id`, for when nothing of its operation is left; never throws.
+  // Removes the record of `id`, whole or pending, for when nothing of its operation is left;
+  // never throws.
   // Returns whether it went.
   bool dropRecord(const std::string& folder, const std::string& id) const noexcept;
   // Moves `from` to `to` without overwriting and checks that what arrived is what left.

@@ -36,8 +36,11 @@ void AdbFiles::noteStaging(const std::string& folder, const StagingRecord& recor
 }
 
 bool AdbFiles::dropRecord(const std::string& folder, const std::string& id) const noexcept {
+  // A run stopped between writing the record and moving it into place left it pending.
+  const std::string record = folder + "/" + StagingRecord::fileName(id);
   try {
-    return exec({"rm", "-f", "--", folder + "/" + StagingRecord::fileName(id)}, stepTimeout, true)
+    return exec({"rm", "-f", "--", record, record + std::string(StagingRecord::pendingSuffix)},
+                stepTimeout, true)
                .status == 0;
   } catch (...) {
     return false;  // a record left behind is erased by the next clean-up

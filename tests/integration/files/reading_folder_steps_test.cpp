@@ -149,6 +149,17 @@ TEST_F(ReadingFolderStepsTest, AStagingFolderBecomesANewFolderWholeButNeverEnter
   EXPECT_EQ(leftoversIn("/sdcard/Docs").size(), 2u) << "the staging folder and its record";
 }
 
+// A run killed between writing a record and moving it into place leaves it pending.
+TEST_F(ReadingFolderStepsTest, ARecordIsDroppedWholeOrPending) {
+  files->makeDirectory("/sdcard/Docs", true);
+  write("/sdcard/Docs/.lumivale-record-0123456789abcdef", "lumivale staging record 1\n");
+  write("/sdcard/Docs/.lumivale-record-0123456789abcdef.new", "lumivale staging record 1\n");
+  write("/sdcard/Docs/.lumivale-record-fedcba9876543210.new", "lumivale staging record 1\n");
+  EXPECT_TRUE(files->dropRecord("/sdcard/Docs", "0123456789abcdef"));
+  EXPECT_TRUE(files->dropRecord("/sdcard/Docs", "fedcba9876543210"));
+  EXPECT_THAT(leftoversIn("/sdcard/Docs"), IsEmpty());
+}
+
 TEST_F(ReadingFolderStepsTest, AReplacementGoesInOnlyOverTheCopyAsItWasSeen) {
   write("/sdcard/F/a.pdf", "old copy");
   ReadingTree::Item before = seen("/sdcard/F/a.pdf");
