@@ -606,6 +606,8 @@ class Run {
       whole.push_back(staged);
       wholeActions.push_back(actions[i]);
     }
+    // Only a batch that arrived whole, every copy of it, may become the folder.
+    const bool allArrived = whole.size() == arrivals.size();
     journal_.stages = std::move(whole);
     saveJournal();
     std::vector<std::pair<std::string, std::string>> moves;
@@ -614,12 +616,13 @@ class Run {
     std::map<std::string, ReadingTree::Item> now;
     std::optional<std::string> failure;
     try {
-      if (asFolder && files_.publishWhole(staging, tabletFolder_)) {
+      if (asFolder && allArrived && files_.publishWhole(staging, tabletFolder_)) {
         // The folder is the staging folder renamed: each copy is there as it arrived.
         for (const Journal::Stage& staged : journal_.stages)
           now[staged.to] = sent.at(RemotePath::name(staged.staged));
       } else {
         // A folder made there meanwhile takes the copies one by one, where names are free.
+        makeTabletFolder();
         now = files_.publishMany(staging, moves);
       }
       folderMissing_ = false;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,6 +30,24 @@ class FolderCliTest : public FilesCliTest {
     group = "folder";
     mac = local / "Reading";
     std::filesystem::create_directories(mac);
+  }
+
+  // Makes the adb the program finds run `script` (sh, given adb's arguments) before it hands
+  // over to the real one.
+  void wrapAdb(const std::string& script) {
+    std::string adb = "/usr/bin/adb";
+    std::istringstream path(std::getenv("PATH") != nullptr ? std::getenv("PATH") : "");
+    for (std::string folder; std::getline(path, folder, ':');) {
+      if (::access((std::filesystem::path(folder) / "adb").c_str(), X_OK) == 0) {
+        adb = folder + "/adb";
+        break;
+      }
+    }
+    const std::filesystem::path tools = local / "sdk" / "platform-tools";
+    std::filesystem::create_directories(tools);
+    std::ofstream(tools / "adb") << "#!/bin/sh\n" << script << "\nexec '" << adb << "' \"$@\"\n";
+    std::filesystem::permissions(tools / "adb", std::filesystem::perms::owner_all);
+    environment["ANDROID_HOME"] = (local / "sdk").string();
   }
 
   void choose(const std::vector<std::string>& more = {}) const {

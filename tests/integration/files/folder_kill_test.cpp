@@ -23,14 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::IsEmpty;
 
-std::string realAdb() {
-  std::istringstream path(std::getenv("PATH") != nullptr ? std::getenv("PATH") : "/usr/bin");
-  for (std::string folder; std::getline(path, folder, ':');) {
-    if (::access((fs::path(folder) / "adb").c_str(), X_OK) == 0) return folder + "/adb";
-  }
-  return "/usr/bin/adb";
-}
-
 // What one killed run left and what the next one did.
 struct Outcome {
   bool killed = false;  // false: the run had ended before the kill
@@ -42,16 +34,9 @@ class FolderKillTest : public FolderCliTest {
  protected:
   void SetUp() override {
     FolderCliTest::SetUp();
-    // The adb the program finds notes the sources of every push, then hands over.
-    const fs::path tools = local / "sdk" / "platform-tools";
-    fs::create_directories(tools);
+    // The adb the program finds notes the sources of every push.
     pushes = local / "pushes";
-    std::ofstream(tools / "adb") << "#!/bin/sh\n"
-                                 << "if [ \"$3\" = push ]; then printf '%s\\n' \"$@\" >>'"
-                                 << pushes.string() << "'; fi\n"
-                                 << "exec '" << realAdb() << "' \"$@\"\n";
-    fs::permissions(tools / "adb", fs::perms::owner_all);
-    environment["ANDROID_HOME"] = (local / "sdk").string();
+    wrapAdb("if [ \"$3\" = push ]; then printf '%s\\n' \"$@\" >>'" + pushes.string() + "'; fi");
   }
 
   // The computer files whose pushes were noted, each as often as it was sent.

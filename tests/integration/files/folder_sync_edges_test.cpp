@@ -2,6 +2,7 @@
 // cannot be read, or the tablet shows other dates for the same copies.
 #include <chrono>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -41,6 +42,38 @@ TEST_F(FolderSyncEdgesTest, NothingIsRemovedWhileTheFolderCannotBeReadWhole) {
   EXPECT_EQ(summary["removed"], 1);
   EXPECT_EQ(summary["copied"], 1);
   EXPECT_EQ(tabletFiles(), (Files{{"b.pdf", "b"}, {"locked.pdf", "cannot be read"}}));
+}
+
+// A new file that became a link after the folder was looked at is not copied, whatever the link
+// led adb to send, and the others still are.
+TEST_F(FolderSyncEdgesTest, ANewFileThatBecomesALinkBeforeItIsSentIsNotCopied) {
+  onMac("a.pdf", "a");
+  onMac("b.pdf", "b");
+  onMac("c.pdf", "c");
+  const fs::path secret = local / "secret.txt";
+  std::ofstream(secret) << "not for the tablet";
+  choose();
+  fs::create_directories(tabletFolder().parent_path());  // the folder can arrive whole
+  const std::string linked = (mac / "b.pdf").string();
+  wrapAdb("if [ \"$3\" = push ]; then rm -f '" + linked + "'; ln -s '" + secret.string() + "' '" +
+          linked + "'; fi");
+  // Seen as a link, or as a copy that did not arrive as it was read (a failure: status 1).
+  const ToolRun run = lumivale({"sync", "--json"});
+  EXPECT_LE(run.status, 1) << run.stderrData;
+  const nlohmann::json summary = nlohmann::json::parse(run.stdoutData, nullptr, false);
+  EXPECT_EQ(summary["copied"], 2);
+  std::vector<std::string> named;
+  for (const char* list : {"notes", "failures"}) {
+    for (const auto& item : summary[list])
+      named.push_back(item["path"]);
+  }
+  EXPECT_THAT(named, ::testing::ElementsAre("b.pdf"));
+  std::vector<std::string> hidden;
+  EXPECT_EQ(tabletFiles(&hidden), (Files{{"a.pdf", "a"}, {"c.pdf", "c"}}));
+  EXPECT_THAT(hidden, ::testing::IsEmpty());
+  EXPECT_FALSE(fs::exists(fs::symlink_status(tabletFolder() / "b.pdf"))) << "nor a link";
+  for (const auto& beside : fs::directory_iterator(tabletFolder().parent_path()))
+    EXPECT_FALSE(beside.path().filename().string().starts_with(".lumivale-")) << beside.path();
 }
 
 // The tablet's dates are read as seconds since 1970, but storage that keeps local times shows
