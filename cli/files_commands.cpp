@@ -99,7 +99,7 @@ void appendEntry(std::string& out, const RemoteEntry& entry, ListedTimes& times)
   out += "  ";
   out += times.of(entry.modified);
   out += "  ";
-  out += shown(entry.name);
+  RemotePath::appendForDisplay(out, entry.name);
   if (entry.isFolder()) out += '/';
   if (!entry.isOperable()) out += "  (name not read exactly; shown only)";
   out += '\n';

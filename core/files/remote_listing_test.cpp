@@ -271,6 +271,24 @@ TEST(RemoteEntryTest, ALinkToAFolderCountsAsAFolder) {
   EXPECT_FALSE(outside.isOperable());
 }
 
+TEST(RemoteEntryTest, OnlyAnExactValidNameAtItsNormalPathCanBeActedOn) {
+  auto entry = [](std::string name, std::string path) {
+    return RemoteEntry{.name = std::move(name), .path = std::move(path), .kind = Kind::file};
+  };
+  EXPECT_TRUE(entry("a.pdf", "/sdcard/Books/a.pdf").isOperable());
+  EXPECT_TRUE(entry("a.pdf", "/storage/emulated/0/a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/sdcard//a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/sdcard/./a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/a.pdf").isOperable());
+  EXPECT_FALSE(entry("what?.pdf", "/sdcard/what?.pdf").isOperable());
+  EXPECT_FALSE(entry("..", "/sdcard/..").isOperable());
+  auto unread = entry("caf\xe9", "/sdcard/caf\xe9");
+  EXPECT_TRUE(unread.isOperable());
+  unread.exact = false;
+  EXPECT_FALSE(unread.isOperable());
+}
+
 TEST(RemoteEntryTest, TheJsonLineIsValidJsonOfEveryField) {
   const RemoteEntry awkward{
       .name = "say \"hi\"\\\té.pdf",

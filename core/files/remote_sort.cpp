@@ -48,13 +48,22 @@ std::vector<std::size_t> nameOrder(const std::vector<std::string>& keys, bool as
   return order;
 }
 
-std::vector<RemoteEntry> inOrder(std::vector<RemoteEntry>& entries,
-                                 const std::vector<std::size_t>& order) {
-  std::vector<RemoteEntry> result;
-  result.reserve(entries.size());
-  for (std::size_t i : order)
-    result.push_back(std::move(entries[i]));
-  return result;
+// Puts entry order[i] at place i, following each cycle of the order: every entry moves
+// once (the first of a cycle twice), within the vector it is in.
+void putInOrder(std::vector<RemoteEntry>& entries, std::vector<std::size_t> order) {
+  for (std::size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    RemoteEntry first = std::move(entries[start]);
+    std::size_t place = start;
+    while (order[place] != start) {
+      const std::size_t from = order[place];
+      entries[place] = std::move(entries[from]);
+      order[place] = place;
+      place = from;
+    }
+    entries[place] = std::move(first);
+    order[place] = place;
+  }
 }
 
 }  // namespace
@@ -84,12 +93,15 @@ std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool a
 std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
                                 const KindName& kindName) {
   // Each name is collated once, into a key that then compares as plain bytes; the entries
-  // themselves move only once, into their places.
+  // themselves move only once, into their places in the same vector.
   keyed.addNameKeys();
   auto& entries = keyed.entries;
   // The other orders keep the name order among their equals, ascending whatever the direction.
   std::vector<std::size_t> order = nameOrder(keyed.nameKeys, by != Key::name || ascending);
-  if (by == Key::name) return inOrder(entries, order);
+  if (by == Key::name) {
+    putInOrder(entries, std::move(order));
+    return std::move(entries);
+  }
   std::vector<std::string> kindKeys;
   if (by == Key::kind) kindKeys = collationKeys(entries, kindName);
   auto keyOrder = [&](std::size_t a, std::size_t b) -> int {
@@ -111,7 +123,8 @@ std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
     const int byKey = keyOrder(a, b);
     return ascending ? byKey < 0 : byKey > 0;
   });
-  return inOrder(entries, order);
+  putInOrder(entries, std::move(order));
+  return std::move(entries);
 }
 
 std::string kindName(const RemoteEntry& entry) {

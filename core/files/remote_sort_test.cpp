@@ -73,13 +73,20 @@ TEST(RemoteSortTest, ALongListSortsAsItsNamesCompare) {
   for (int i = 2999; i >= 0; --i)
     entries.push_back(
         file((i % 2 ? "Page " : "page ") + std::to_string(i % 1000) + "-" + std::to_string(i)));
+  std::vector<std::string> expected = names(entries);
+  std::sort(expected.begin(), expected.end(),
+            [](const auto& a, const auto& b) { return RemoteSort::compareNames(a, b) < 0; });
   for (auto by : {RemoteSort::Key::name, RemoteSort::Key::kind}) {
-    auto sorted = RemoteSort::sorted(entries, by, true, kindName);
-    ASSERT_EQ(sorted.size(), entries.size());
-    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
-      return RemoteSort::compareNames(a.name, b.name) < 0;
+    const auto sorted = RemoteSort::sorted(entries, by, true, kindName);
+    EXPECT_EQ(names(sorted), expected);
+    // Each entry keeps all of its fields through the sort.
+    EXPECT_TRUE(std::all_of(sorted.begin(), sorted.end(), [](const auto& entry) {
+      return entry.path == "/sdcard/" + entry.name;
     }));
   }
+  auto descending = RemoteSort::sorted(entries, RemoteSort::Key::name, false, kindName);
+  std::reverse(descending.begin(), descending.end());
+  EXPECT_EQ(names(descending), expected);
 }
 
 }  // namespace
