@@ -33,6 +33,18 @@ std::optional<std::string> controlProblem(std::string_view text, std::string_vie
   return fmt::format("a {} with a control character", what);
 }
 
+// A table, not a search of fatForbidden for every byte of every name of a listing.
+constexpr auto fatForbiddenBytes = [] {
+  std::array<bool, 256> table{};
+  for (char c : fatForbidden)
+    table[static_cast<unsigned char>(c)] = true;
+  return table;
+}();
+
+bool isFatForbidden(char c) {
+  return fatForbiddenBytes[static_cast<unsigned char>(c)];
+}
+
 // The non-empty parts of a path between its slashes, one at a time.
 class Components {
  public:
@@ -42,7 +54,9 @@ class Components {
     while (!rest_.empty() && rest_.front() == '/')
       rest_.remove_prefix(1);
     if (rest_.empty()) return std::nullopt;
-    const std::string_view part = rest_.substr(0, rest_.find('/'));
+    // A byte loop: the parts are short, and a listing splits a path for every entry.
+    const auto end = std::find(rest_.begin(), rest_.end(), '/');
+    const std::string_view part(rest_.begin(), end);
     rest_.remove_prefix(part.size());
     return part;
   }
@@ -94,17 +108,18 @@ std::optional<std::string> pathProblem(std::string_view path) {
   const auto shown = [&] { return escapedForDisplay(path); };
   if (path.front() != '/')
     return fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown());
+  // One pass, though a '.' or '..' anywhere is named before a long name anywhere.
+  std::optional<std::string_view> longName;
   for (Components parts(path); auto part = parts.next();) {
     if (*part == "." || *part == "..")
       return fmt::format("'{}': '.' and '..' are not allowed", shown());
+    if (!longName && part->size() > maxNameBytes) longName = part;
   }
-  for (Components parts(path); auto part = parts.next();) {
-    if (part->size() > maxNameBytes) {
-      auto upToName =
-          path.substr(0, static_cast<std::size_t>(part->data() - path.data()) + part->size());
-      return fmt::format("'…{}': a name longer than 255 bytes",
-                         escapedForDisplay(utf8::tail(upToName, messageTailBytes)));
-    }
+  if (longName) {
+    auto upToName =
+        path.substr(0, static_cast<std::size_t>(longName->data() - path.data()) + longName->size());
+    return fmt::format("'…{}': a name longer than 255 bytes",
+                       escapedForDisplay(utf8::tail(upToName, messageTailBytes)));
   }
   if (std::none_of(roots.begin(), roots.end(),
                    [&](auto top) { return startsWithComponents(path, top); }))
@@ -120,9 +135,9 @@ std::optional<std::string> nameProblem(std::string_view name) {
   if (name == "." || name == "..") return fmt::format("'{}' is not a name", shown());
   if (name.find('/') != std::string_view::npos)
     return fmt::format("'{}': a name cannot contain '/'", shown());
-  if (auto at = name.find_first_of(fatForbidden); at != std::string_view::npos)
-    return fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown(),
-                       name[at], forbiddenList());
+  if (auto at = std::find_if(name.begin(), name.end(), isFatForbidden); at != name.end())
+    return fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown(), *at,
+                       forbiddenList());
   return std::nullopt;
 }
 
@@ -140,7 +155,10 @@ std::string validate(std::string_view path) {
 }
 
 bool isValidAndNormal(std::string_view path) {
-  return !path.ends_with('/') && path.find("//") == std::string_view::npos && !pathProblem(path);
+  const auto twoSlashes = [](char a, char b) { return a == '/' && b == '/'; };
+  return !path.ends_with('/') &&
+         std::adjacent_find(path.begin(), path.end(), twoSlashes) == path.end() &&
+         !pathProblem(path);
 }
 
 std::string validateName(std::string_view name) {
@@ -195,7 +213,7 @@ bool isInsideStorage(std::string_view, std::string_view canonical) {
 std::string fatSafeName(std::string_view name) {
   std::string safe(name);
   for (char& c : safe) {
-    if (fatForbidden.find(c) != std::string_view::npos) c = '_';
+    if (isFatForbidden(c)) c = '_';
   }
   return safe;
 }
