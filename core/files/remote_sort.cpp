@@ -15,13 +15,15 @@ int sign(auto difference) {
 }
 
 // The indices of `keys` in their byte order (or its reverse), equal keys in their own order.
-std::vector<std::size_t> nameOrder(const std::vector<std::string>& keys, bool ascending) {
+std::vector<std::size_t> nameOrder(const SortKeys& keys, bool ascending) {
   // The keys of one folder's names mostly share their start ("document 1", "document 2"): the
   // eight bytes after what all share, as one number, settle most comparisons on their own.
-  std::size_t shared = keys.empty() ? 0 : keys.front().size();
-  for (const auto& key : keys) {
+  const std::string_view first = keys.empty() ? std::string_view() : keys[0];
+  std::size_t shared = first.size();
+  for (std::size_t i = 1; i < keys.size(); ++i) {
+    const std::string_view key = keys[i];
     std::size_t same = 0;
-    while (same < shared && same < key.size() && key[same] == keys.front()[same])
+    while (same < shared && same < key.size() && key[same] == first[same])
       ++same;
     shared = same;
   }
@@ -31,9 +33,10 @@ std::vector<std::size_t> nameOrder(const std::vector<std::string>& keys, bool as
   };
   std::vector<Ranked> ranked(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::string_view key = keys[i];
     std::uint64_t head = 0;
     for (std::size_t at = shared; at < shared + 8; ++at)
-      head = head << 8 | (at < keys[i].size() ? static_cast<unsigned char>(keys[i][at]) : 0u);
+      head = head << 8 | (at < key.size() ? static_cast<unsigned char>(key[at]) : 0u);
     ranked[i] = {head, i};
   }
   std::sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
