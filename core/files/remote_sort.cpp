@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace lumivale::RemoteSort {
 
@@ -14,10 +15,34 @@ int sign(auto difference) {
   return difference < 0 ? -1 : (difference > 0 ? 1 : 0);
 }
 
+struct Ranked {
+  std::uint64_t head;
+  std::size_t index;
+};
+
+// `ranked` in the order of their heads, equal heads in the order they came: a byte at a time
+// from the lowest, without the comparisons a long listing would pay for in mispredictions.
+void sortByHead(std::vector<Ranked>& ranked) {
+  std::vector<Ranked> sorted(ranked.size());
+  for (int shift = 0; shift < 64; shift += 8) {
+    std::array<std::size_t, 256> counts{};
+    for (const auto& each : ranked)
+      ++counts[each.head >> shift & 0xff];
+    // A byte that all share orders nothing.
+    if (std::find(counts.begin(), counts.end(), ranked.size()) != counts.end()) continue;
+    std::size_t next = 0;
+    for (auto& count : counts)
+      next += std::exchange(count, next);
+    for (const auto& each : ranked)
+      sorted[counts[each.head >> shift & 0xff]++] = each;
+    ranked.swap(sorted);
+  }
+}
+
 // The indices of `keys` in their byte order (or its reverse), equal keys in their own order.
 std::vector<std::size_t> nameOrder(const SortKeys& keys, bool ascending) {
   // The keys of one folder's names mostly share their start ("document 1", "document 2"): the
-  // eight bytes after what all share, as one number, settle most comparisons on their own.
+  // eight bytes after what all share, as one number, settle most of the order on their own.
   const std::string_view first = keys.empty() ? std::string_view() : keys[0];
   std::size_t shared = first.size();
   for (std::size_t i = 1; i < keys.size(); ++i) {
@@ -27,24 +52,27 @@ std::vector<std::size_t> nameOrder(const SortKeys& keys, bool ascending) {
       ++same;
     shared = same;
   }
-  struct Ranked {
-    std::uint64_t head;
-    std::size_t index;
-  };
   std::vector<Ranked> ranked(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
     const std::string_view key = keys[i];
     std::uint64_t head = 0;
     for (std::size_t at = shared; at < shared + 8; ++at)
       head = head << 8 | (at < key.size() ? static_cast<unsigned char>(key[at]) : 0u);
-    ranked[i] = {head, i};
+    // Descending is ascending on the complement, equal heads still in their own order.
+    ranked[i] = {ascending ? head : ~head, i};
   }
-  std::sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
-    int order = a.head < b.head ? -1 : (a.head > b.head ? 1 : 0);
-    if (order == 0) order = keys[a.index].compare(keys[b.index]);
-    if (order != 0) return ascending ? order < 0 : order > 0;
-    return a.index < b.index;
-  });
+  sortByHead(ranked);
+  // Keys alike to the end of their heads are ordered by the rest.
+  for (auto run = ranked.begin(); run != ranked.end();) {
+    const auto end =
+        std::find_if(run, ranked.end(), [&](const Ranked& each) { return each.head != run->head; });
+    if (end - run > 1)
+      std::stable_sort(run, end, [&](const Ranked& a, const Ranked& b) {
+        const int order = keys[a.index].compare(keys[b.index]);
+        return ascending ? order < 0 : order > 0;
+      });
+    run = end;
+  }
   std::vector<std::size_t> order(keys.size());
   for (std::size_t i = 0; i < ranked.size(); ++i)
     order[i] = ranked[i].index;

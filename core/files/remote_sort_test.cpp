@@ -65,6 +65,15 @@ TEST(RemoteSortTest, DescendingNameOrderIsTheReverse) {
   auto sorted = RemoteSort::sorted({file("a2"), file("a10"), file("a1")}, RemoteSort::Key::name,
                                    false, kindName);
   EXPECT_EQ(names(sorted), (std::vector<std::string>{"a10", "a2", "a1"}));
+  // Names alike far beyond their first letters are told apart by their ends, either way.
+  const std::vector<RemoteEntry> alike{file("x"), file("x alike for a long while 2"),
+                                       file("x alike for a long while 1"), file("y")};
+  EXPECT_EQ(names(RemoteSort::sorted(alike, RemoteSort::Key::name, true, kindName)),
+            (std::vector<std::string>{"x", "x alike for a long while 1",
+                                      "x alike for a long while 2", "y"}));
+  EXPECT_EQ(names(RemoteSort::sorted(alike, RemoteSort::Key::name, false, kindName)),
+            (std::vector<std::string>{"y", "x alike for a long while 2",
+                                      "x alike for a long while 1", "x"}));
 }
 
 TEST(RemoteSortTest, ALongListSortsAsItsNamesCompare) {
