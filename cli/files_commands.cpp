@@ -112,8 +112,12 @@ void appendJsonEntry(std::string& out, const RemoteEntry& entry, bool first) {
 // The listing as `files ls` prints it. One thread: a line costs too little for a second
 // thread, its start and its own allocations to pay for themselves.
 std::string formattedListing(const std::vector<RemoteEntry>& entries, bool json) {
+  // Room for every line up front: a long listing's text is never copied to grow.
+  std::size_t room = 4;
+  for (const auto& entry : entries)
+    room += (json ? 110 + entry.path.size() : 48) + entry.name.size();
   std::string out;
-  out.reserve(entries.size() * 96 + 4);
+  out.reserve(room);
   if (json) out += '[';
   ListedTimes times;
   for (std::size_t i = 0; i < entries.size(); ++i) {
