@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <future>
 #include <iostream>
 #include <set>
@@ -22,7 +21,6 @@
 #include "core/files/name_collator.h"
 #include "core/files/remote_path.h"
 #include "core/files/remote_sort.h"
-#include "core/in_two_halves.h"
 #include "platform/quarantine.h"
 
 namespace lumivale::cli {
@@ -99,7 +97,7 @@ void appendEntry(std::string& out, const RemoteEntry& entry, ListedTimes& times)
   out += "  ";
   out += times.of(entry.modified);
   out += "  ";
-  out += shown(entry.name);
+  RemotePath::appendForDisplay(out, entry.name);
   if (entry.isFolder()) out += '/';
   if (!entry.isOperable()) out += "  (name not read exactly; shown only)";
   out += '\n';
@@ -111,26 +109,25 @@ void appendJsonEntry(std::string& out, const RemoteEntry& entry, bool first) {
   appendJson(out, entry);
 }
 
-// The listing as `files ls` prints it, a long one formatted in two halves at once.
+// The listing as `files ls` prints it. One thread: a line costs too little for a second
+// thread, its start and its own allocations to pay for themselves.
 std::string formattedListing(const std::vector<RemoteEntry>& entries, bool json) {
-  std::array<std::string, 2> halves;
-  inTwoHalves(entries.size(), [&](std::size_t from, std::size_t to) {
-    std::string& text = halves[from == 0 ? 0 : 1];
-    text.reserve((to - from) * 96);
-    if (json && from == 0) text += '[';
-    ListedTimes times;
-    for (std::size_t i = from; i < to; ++i) {
-      if (json)
-        appendJsonEntry(text, entries[i], i == 0);
-      else
-        appendEntry(text, entries[i], times);
-    }
-  });
-  std::string& out = halves[0];
-  out.reserve(out.size() + halves[1].size() + 4);
-  out += halves[1];
+  // Room for every line up front: a long listing's text is never copied to grow.
+  std::size_t room = 4;
+  for (const auto& entry : entries)
+    room += (json ? 110 + entry.path.size() : 48) + entry.name.size();
+  std::string out;
+  out.reserve(room);
+  if (json) out += '[';
+  ListedTimes times;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (json)
+      appendJsonEntry(out, entries[i], i == 0);
+    else
+      appendEntry(out, entries[i], times);
+  }
   if (json) out += entries.empty() ? "]\n" : "\n]\n";
-  return std::move(out);
+  return out;
 }
 
 std::optional<CollisionPolicy> policyNamed(const std::string& text) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 
+#include <fmt/compile.h>
 #include <fmt/format.h>
 
 namespace lumivale::cli {
@@ -33,14 +34,15 @@ std::string clock(double seconds) {
 
 std::string humanBytes(std::uint64_t bytes) {
   static constexpr std::array<const char*, 5> units{"kB", "MB", "GB", "TB", "PB"};
-  if (bytes < 1000) return fmt::format("{} {}", bytes, bytes == 1 ? "byte" : "bytes");
+  // Compiled formats: a long listing asks for one size a line.
+  if (bytes < 1000) return fmt::format(FMT_COMPILE("{} {}"), bytes, bytes == 1 ? "byte" : "bytes");
   double value = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;
   while (value >= 999.95 && unit + 1 < units.size()) {
     value /= 1000;
     ++unit;
   }
-  return fmt::format("{:.1f} {}", value, units[unit]);
+  return fmt::format(FMT_COMPILE("{:.1f} {}"), value, units[unit]);
 }
 
 ProgressBar::ProgressBar(std::string label, bool quiet)

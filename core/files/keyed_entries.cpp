@@ -4,8 +4,10 @@ namespace lumivale {
 
 void KeyedEntries::addNameKeys() {
   if (nameKeys.size() == entries.size()) return;
-  nameKeys = collationKeys(
-      entries, [](const RemoteEntry& entry) -> const std::string& { return entry.name; });
+  nameKeys = {};
+  for (const auto& key : collationKeys(
+           entries, [](const RemoteEntry& entry) -> const std::string& { return entry.name; }))
+    nameKeys.add(key);
 }
 
 }  // namespace lumivale

@@ -6,6 +6,7 @@
 
 #include "core/files/name_collator.h"
 #include "core/files/remote_entry.h"
+#include "core/files/sort_keys.h"
 #include "core/in_two_halves.h"
 
 namespace lumivale {
@@ -15,7 +16,7 @@ namespace lumivale {
 // while it arrives.
 struct KeyedEntries {
   std::vector<RemoteEntry> entries;
-  std::vector<std::string> nameKeys;  // one per entry, or none yet
+  SortKeys nameKeys;  // one per entry, or none yet
 
   // Works the keys out when they are not there yet.
   void addNameKeys();
@@ -39,18 +40,21 @@ std::vector<std::string> collationKeys(const std::vector<RemoteEntry>& entries, 
 
 template <typename Drop>
 void KeyedEntries::eraseIf(Drop drop) {
-  const bool keyed = !nameKeys.empty();
   std::size_t kept = 0;
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (drop(entries[i])) continue;
-    if (kept != i) {
-      entries[kept] = std::move(entries[i]);
-      if (keyed) nameKeys[kept] = std::move(nameKeys[i]);
-    }
+  // Moves each kept entry to its place as it goes, so that its key is kept alongside.
+  auto keep = [&](std::size_t i) {
+    if (drop(entries[i])) return false;
+    if (kept != i) entries[kept] = std::move(entries[i]);
     ++kept;
+    return true;
+  };
+  if (nameKeys.empty()) {
+    for (std::size_t i = 0; i < entries.size(); ++i)
+      keep(i);
+  } else {
+    nameKeys.keepIf(keep);
   }
   entries.resize(kept);
-  if (keyed) nameKeys.resize(kept);
 }
 
 }  // namespace lumivale

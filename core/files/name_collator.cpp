@@ -89,6 +89,12 @@ int NameCollator::compare(std::string_view a, std::string_view b) const {
 }
 
 std::string NameCollator::sortKey(std::string_view name) const {
+  std::string key;
+  appendSortKey(key, name);
+  return key;
+}
+
+void NameCollator::appendSortKey(std::string& out, std::string_view name) const {
   // Bytes that are not UTF-8 collate as U+FFFD; the name's own bytes, after the key's
   // closing zero, then tell such names apart.
   thread_local std::vector<UChar> text;
@@ -98,23 +104,23 @@ std::string NameCollator::sortKey(std::string_view name) const {
   LUMIVALE_ICU(u_strFromUTF8WithSub)
   (text.data(), static_cast<int32_t>(text.size()), &length, name.data(),
    static_cast<int32_t>(name.size()), 0xFFFD, nullptr, &status);
-  std::string key;
+  const std::size_t start = out.size();
   if (U_SUCCESS(status)) {
-    key.resize(name.size() * 4 + 16);
+    out.resize(start + name.size() * 4 + 16);
     auto fill = [&] {
       return LUMIVALE_ICU(ucol_getSortKey)(collator_, text.data(), length,
-                                           reinterpret_cast<uint8_t*>(key.data()),
-                                           static_cast<int32_t>(key.size()));
+                                           reinterpret_cast<uint8_t*>(out.data() + start),
+                                           static_cast<int32_t>(out.size() - start));
     };
     int32_t needed = fill();
-    if (needed > static_cast<int32_t>(key.size())) {
-      key.resize(static_cast<std::size_t>(needed));
+    if (needed > static_cast<int32_t>(out.size() - start)) {
+      out.resize(start + static_cast<std::size_t>(needed));
       needed = fill();
     }
-    key.resize(static_cast<std::size_t>(needed));
+    out.resize(start + static_cast<std::size_t>(needed));
   }
-  if (key.empty()) key.push_back('\0');
-  return key.append(name);
+  if (out.size() == start) out.push_back('\0');
+  out.append(name);
 }
 
 }  // namespace lumivale

@@ -31,6 +31,8 @@ class NameCollator {
   // Bytes whose plain byte order (memcmp, std::string's <) is the order of `compare`:
   // worked out once per name, for sorting many.
   std::string sortKey(std::string_view name) const;
+  // The same, added to the end of `out`.
+  void appendSortKey(std::string& out, std::string_view name) const;
 
  private:
   UCollator* collator_;

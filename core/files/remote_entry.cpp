@@ -22,11 +22,7 @@ bool RemoteEntry::isOperable() const {
   if (whole.size() <= name.size() || !whole.ends_with(name) ||
       whole[whole.size() - name.size() - 1] != '/')
     return false;
-  try {
-    return RemotePath::validate(path) == path;
-  } catch (const RemotePathError&) {
-    return false;
-  }
+  return RemotePath::isValidAndNormal(path);
 }
 
 std::string_view rawValue(RemoteEntry::Kind kind) {

@@ -295,7 +295,7 @@ void FindPrintfReader::read(std::string_view record) {
   path.append(shownPrefix_).append(child->name);
   if (withNameKeys_) {
     if (!collator_) collator_.emplace(NameCollator::forUser());
-    read_.nameKeys.push_back(collator_->sortKey(child->name));
+    read_.nameKeys.addWith([&](std::string& out) { collator_->appendSortKey(out, child->name); });
   }
   read_.entries.push_back({std::move(child->name), std::move(path), kindOfModeString(fields[0]),
                            *size, fromSeconds(fields[2]), false, child->exact});

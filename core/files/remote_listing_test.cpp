@@ -124,9 +124,9 @@ TEST(RemoteListingTest, FindPrintfCutAnywhereReadsAsTheWholeOutput) {
   // A cut also falls inside each name's two-byte letters.
   ASSERT_NE(output.find("\u00e9"), std::string::npos);
   const auto whole = RemoteListing::parseFindPrintf(output, "/sdcard/Listing", "/sdcard/Listing");
-  std::vector<std::string> keys;
+  SortKeys keys;
   for (const auto& entry : whole)
-    keys.push_back(NameCollator::forUser().sortKey(entry.name));
+    keys.add(NameCollator::forUser().sortKey(entry.name));
   std::vector<std::size_t> everyByte(output.size() + 20);
   std::iota(everyByte.begin(), everyByte.end(), 1);
   for (const auto& cuts : {std::vector<std::size_t>{}, everyByte}) {
@@ -139,6 +139,23 @@ TEST(RemoteListingTest, FindPrintfCutAnywhereReadsAsTheWholeOutput) {
     ASSERT_EQ(read.entries, whole) << "cut at " << cut;
     ASSERT_EQ(read.nameKeys, keys) << "cut at " << cut;
   }
+}
+
+TEST(KeyedEntriesTest, DroppedEntriesTakeTheirKeysAndTheRestKeepTheirs) {
+  const NameCollator collator = NameCollator::forUser();
+  KeyedEntries keyed;
+  for (const std::string name : {".a", "b", ".c", ".d", "e\u00e9", "f", ".g"}) {
+    keyed.entries.push_back({.name = name, .path = "/sdcard/" + name});
+    keyed.nameKeys.add(collator.sortKey(name));
+  }
+  keyed.eraseIf([](const RemoteEntry& entry) { return entry.name.starts_with('.'); });
+  ASSERT_EQ(keyed.entries.size(), 3u);
+  ASSERT_EQ(keyed.nameKeys.size(), 3u);
+  for (std::size_t i = 0; i < keyed.entries.size(); ++i)
+    EXPECT_EQ(keyed.nameKeys[i], collator.sortKey(keyed.entries[i].name));
+  keyed.eraseIf([](const RemoteEntry&) { return true; });
+  EXPECT_TRUE(keyed.entries.empty());
+  EXPECT_EQ(keyed.nameKeys, SortKeys());
 }
 
 TEST(RemoteListingTest, FindStatJoinsNamesWithTheirStatLines) {
@@ -269,6 +286,24 @@ TEST(RemoteEntryTest, ALinkToAFolderCountsAsAFolder) {
   EXPECT_FALSE(mismatched.isOperable());
   RemoteEntry outside{.name = "a.pdf", .path = "/data/a.pdf", .kind = Kind::file};
   EXPECT_FALSE(outside.isOperable());
+}
+
+TEST(RemoteEntryTest, OnlyAnExactValidNameAtItsNormalPathCanBeActedOn) {
+  auto entry = [](std::string name, std::string path) {
+    return RemoteEntry{.name = std::move(name), .path = std::move(path), .kind = Kind::file};
+  };
+  EXPECT_TRUE(entry("a.pdf", "/sdcard/Books/a.pdf").isOperable());
+  EXPECT_TRUE(entry("a.pdf", "/storage/emulated/0/a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/sdcard//a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/sdcard/./a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "a.pdf").isOperable());
+  EXPECT_FALSE(entry("a.pdf", "/a.pdf").isOperable());
+  EXPECT_FALSE(entry("what?.pdf", "/sdcard/what?.pdf").isOperable());
+  EXPECT_FALSE(entry("..", "/sdcard/..").isOperable());
+  auto unread = entry("caf\xe9", "/sdcard/caf\xe9");
+  EXPECT_TRUE(unread.isOperable());
+  unread.exact = false;
+  EXPECT_FALSE(unread.isOperable());
 }
 
 TEST(RemoteEntryTest, TheJsonLineIsValidJsonOfEveryField) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/files/utf8.h"
 
@@ -32,16 +33,46 @@ std::optional<std::string> controlProblem(std::string_view text, std::string_vie
   return fmt::format("a {} with a control character", what);
 }
 
-std::vector<std::string_view> components(std::string_view path) {
-  std::vector<std::string_view> parts;
-  std::size_t start = 0;
-  while (start <= path.size()) {
-    std::size_t end = path.find('/', start);
-    if (end == std::string_view::npos) end = path.size();
-    if (end > start) parts.push_back(path.substr(start, end - start));
-    start = end + 1;
+// A table, not a search of fatForbidden for every byte of every name of a listing.
+constexpr auto fatForbiddenBytes = [] {
+  std::array<bool, 256> table{};
+  for (char c : fatForbidden)
+    table[static_cast<unsigned char>(c)] = true;
+  return table;
+}();
+
+bool isFatForbidden(char c) {
+  return fatForbiddenBytes[static_cast<unsigned char>(c)];
+}
+
+// The non-empty parts of a path between its slashes, one at a time.
+class Components {
+ public:
+  explicit Components(std::string_view path) : rest_(path) {}
+
+  std::optional<std::string_view> next() {
+    while (!rest_.empty() && rest_.front() == '/')
+      rest_.remove_prefix(1);
+    if (rest_.empty()) return std::nullopt;
+    // A byte loop: the parts are short, and a listing splits a path for every entry.
+    const auto end = std::find(rest_.begin(), rest_.end(), '/');
+    const std::string_view part(rest_.begin(), end);
+    rest_.remove_prefix(part.size());
+    return part;
   }
-  return parts;
+
+ private:
+  std::string_view rest_;
+};
+
+// Whether the normal form of `path` is `top` or lies under it.
+bool startsWithComponents(std::string_view path, std::string_view top) {
+  Components mine(path);
+  Components wanted(top);
+  while (auto part = wanted.next()) {
+    if (mine.next() != part) return false;
+  }
+  return true;
 }
 
 bool isUnder(std::string_view path, std::string_view top) {
@@ -66,53 +97,72 @@ std::string resolve(std::string_view path) {
   return validate(std::string(root) + "/" + std::string(path));
 }
 
-std::string validate(std::string_view path) {
-  if (path.empty()) throw RemotePathError("an empty path");
-  if (auto problem = controlProblem(path, "path")) throw RemotePathError(*problem);
-  if (path.size() > maxPathBytes) throw RemotePathError("a path longer than 4096 bytes");
-  // Escaped only for a message: every name of a listing passes through here.
+namespace {
+
+// What makes `path` no tablet path, checked in the order the messages promise; built only
+// when there is something: every entry of a long listing passes through here.
+std::optional<std::string> pathProblem(std::string_view path) {
+  if (path.empty()) return "an empty path";
+  if (auto problem = controlProblem(path, "path")) return problem;
+  if (path.size() > maxPathBytes) return "a path longer than 4096 bytes";
   const auto shown = [&] { return escapedForDisplay(path); };
   if (path.front() != '/')
-    throw RemotePathError(
-        fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown()));
-  const auto parts = components(path);
-  for (auto part : parts) {
-    if (part == "." || part == "..")
-      throw RemotePathError(fmt::format("'{}': '.' and '..' are not allowed", shown()));
+    return fmt::format("'{}': not an absolute path (it must start with /sdcard)", shown());
+  // One pass, though a '.' or '..' anywhere is named before a long name anywhere.
+  std::optional<std::string_view> longName;
+  for (Components parts(path); auto part = parts.next();) {
+    if (*part == "." || *part == "..")
+      return fmt::format("'{}': '.' and '..' are not allowed", shown());
+    if (!longName && part->size() > maxNameBytes) longName = part;
   }
-  for (auto part : parts) {
-    if (part.size() > maxNameBytes) {
-      auto upToName =
-          path.substr(0, static_cast<std::size_t>(part.data() - path.data()) + part.size());
-      throw RemotePathError(fmt::format("'…{}': a name longer than 255 bytes",
-                                        escapedForDisplay(utf8::tail(upToName, messageTailBytes))));
-    }
+  if (longName) {
+    auto upToName =
+        path.substr(0, static_cast<std::size_t>(longName->data() - path.data()) + longName->size());
+    return fmt::format("'…{}': a name longer than 255 bytes",
+                       escapedForDisplay(utf8::tail(upToName, messageTailBytes)));
   }
+  if (std::none_of(roots.begin(), roots.end(),
+                   [&](auto top) { return startsWithComponents(path, top); }))
+    return fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown());
+  return std::nullopt;
+}
+
+std::optional<std::string> nameProblem(std::string_view name) {
+  if (name.empty()) return "an empty name";
+  if (auto problem = controlProblem(name, "name")) return problem;
+  if (name.size() > maxNameBytes) return "a name longer than 255 bytes";
+  const auto shown = [&] { return escapedForDisplay(name); };
+  if (name == "." || name == "..") return fmt::format("'{}' is not a name", shown());
+  if (name.find('/') != std::string_view::npos)
+    return fmt::format("'{}': a name cannot contain '/'", shown());
+  if (auto at = std::find_if(name.begin(), name.end(), isFatForbidden); at != name.end())
+    return fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown(), *at,
+                       forbiddenList());
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string validate(std::string_view path) {
+  if (auto problem = pathProblem(path)) throw RemotePathError(std::move(*problem));
   std::string normalised;
-  for (auto part : parts) {
+  normalised.reserve(path.size());
+  for (Components parts(path); auto part = parts.next();) {
     normalised += '/';
-    normalised += part;
+    normalised += *part;
   }
-  if (normalised.empty()) normalised.push_back('/');
-  if (!std::any_of(roots.begin(), roots.end(), [&](auto top) { return isUnder(normalised, top); }))
-    throw RemotePathError(
-        fmt::format("'{}': it is outside the tablet\u2019s shared storage (/sdcard)", shown()));
   return normalised;
 }
 
+bool isValidAndNormal(std::string_view path) {
+  const auto twoSlashes = [](char a, char b) { return a == '/' && b == '/'; };
+  return !path.ends_with('/') &&
+         std::adjacent_find(path.begin(), path.end(), twoSlashes) == path.end() &&
+         !pathProblem(path);
+}
+
 std::string validateName(std::string_view name) {
-  if (name.empty()) throw RemotePathError("an empty name");
-  if (auto problem = controlProblem(name, "name")) throw RemotePathError(*problem);
-  if (name.size() > maxNameBytes) throw RemotePathError("a name longer than 255 bytes");
-  const auto shown = [&] { return escapedForDisplay(name); };
-  if (name == "." || name == "..")
-    throw RemotePathError(fmt::format("'{}' is not a name", shown()));
-  if (name.find('/') != std::string_view::npos)
-    throw RemotePathError(fmt::format("'{}': a name cannot contain '/'", shown()));
-  if (auto at = name.find_first_of(fatForbidden); at != std::string_view::npos)
-    throw RemotePathError(
-        fmt::format("'{}': the tablet does not allow {} in a name (nor any of {})", shown(),
-                    name[at], forbiddenList()));
+  if (auto problem = nameProblem(name)) throw RemotePathError(std::move(*problem));
   return std::string(name);
 }
 
@@ -126,12 +176,7 @@ std::string validateNewName(std::string_view name) {
 }
 
 bool isValidName(std::string_view name) {
-  try {
-    validateName(name);
-    return true;
-  } catch (const RemotePathError&) {
-    return false;
-  }
+  return !nameProblem(name);
 }
 
 std::string name(std::string_view path) {
@@ -168,7 +213,7 @@ bool isInsideStorage(std::string_view, std::string_view canonical) {
 std::string fatSafeName(std::string_view name) {
   std::string safe(name);
   for (char& c : safe) {
-    if (fatForbidden.find(c) != std::string_view::npos) c = '_';
+    if (isFatForbidden(c)) c = '_';
   }
   return safe;
 }
@@ -227,29 +272,34 @@ bool isDisplayUnsafe(char32_t c) {
          (c >= 0xFFF9 && c <= 0xFFFB) || (c >= 0xE0000 && c <= 0xE007F);
 }
 
-std::string escapedForDisplay(std::string_view path) {
-  std::string shown;
-  shown.reserve(path.size());
-  for (std::size_t at = 0; at < path.size();) {
+void appendForDisplay(std::string& out, std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
     // Printable ASCII, most of every name, is taken a run at a time.
     std::size_t plain = at;
-    while (plain < path.size() && path[plain] >= 0x20 && path[plain] < 0x7F)
+    while (plain < text.size() && text[plain] >= 0x20 && text[plain] < 0x7F)
       ++plain;
-    shown.append(path.substr(at, plain - at));
+    out.append(text.substr(at, plain - at));
     at = plain;
-    if (at == path.size()) break;
-    auto decoded = utf8::decode(path, at);
+    if (at == text.size()) break;
+    auto decoded = utf8::decode(text, at);
     if (!decoded) {
-      shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(path[at]));
+      fmt::format_to(std::back_inserter(out), "\\x{:02X}", static_cast<unsigned char>(text[at]));
       ++at;
       continue;
     }
     if (isDisplayUnsafe(decoded->scalar))
-      shown += fmt::format("\\u{{{:04X}}}", static_cast<std::uint32_t>(decoded->scalar));
+      fmt::format_to(std::back_inserter(out), "\\u{{{:04X}}}",
+                     static_cast<std::uint32_t>(decoded->scalar));
     else
-      shown.append(path.substr(at, decoded->length));
+      out.append(text.substr(at, decoded->length));
     at += decoded->length;
   }
+}
+
+std::string escapedForDisplay(std::string_view text) {
+  std::string shown;
+  shown.reserve(text.size());
+  appendForDisplay(shown, text);
   return shown;
 }
 
@@ -261,10 +311,10 @@ std::vector<Crumb> crumbs(std::string_view path, std::string_view tabletName) {
   }
   std::vector<Crumb> trail{{std::string(tabletName), top}};
   std::string current = top;
-  for (auto part : components(std::string_view(valid).substr(top.size()))) {
+  for (Components parts(std::string_view(valid).substr(top.size())); auto part = parts.next();) {
     current += '/';
-    current += part;
-    trail.push_back({std::string(part), current});
+    current += *part;
+    trail.push_back({std::string(*part), current});
   }
   return trail;
 }

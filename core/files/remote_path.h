@@ -43,6 +43,8 @@ std::string forbiddenList();
 
 std::string resolve(std::string_view path);
 std::string validate(std::string_view path);
+// Whether `validate` would take `path` and give it back unchanged.
+bool isValidAndNormal(std::string_view path);
 
 std::string validateName(std::string_view name);
 // A name the user typed: also refuses the names kept for staged copies.
@@ -62,7 +64,9 @@ std::string uniqueName(std::string_view name, const std::set<std::string>& exist
 
 // Control and format characters that could disguise a name in a message.
 bool isDisplayUnsafe(char32_t scalar);
-std::string escapedForDisplay(std::string_view path);
+std::string escapedForDisplay(std::string_view text);
+// The same, added to the end of `out`.
+void appendForDisplay(std::string& out, std::string_view text);
 
 struct Crumb {
   std::string title;

@@ -28,6 +28,22 @@ TEST(RemotePathTest, ResolvesRelativePathsUnderSdcardAndNormalisesSlashes) {
   EXPECT_EQ(RemotePath::resolve("Books"), "/sdcard/Books");
   EXPECT_EQ(RemotePath::resolve("/sdcard//Books/"), "/sdcard/Books");
   EXPECT_EQ(RemotePath::validate("/storage/emulated/0/Books"), "/storage/emulated/0/Books");
+  EXPECT_EQ(RemotePath::validate("//storage//emulated/0//Books/"), "/storage/emulated/0/Books");
+}
+
+TEST(RemotePathTest, ValidAndNormalIsWhatValidateGivesBackUnchanged) {
+  const std::string name255(255, 'n');
+  for (const std::string& path : std::vector<std::string>{
+           "/sdcard", "/sdcard/a", "/storage/emulated/0", "/storage/emulated/0/Books/a b.pdf",
+           "/sdcard/" + name255, "/sdcard/.hidden/..."}) {
+    EXPECT_TRUE(RemotePath::isValidAndNormal(path)) << path;
+    EXPECT_EQ(RemotePath::validate(path), path);
+  }
+  for (const std::string& path : std::vector<std::string>{
+           "", "/", "/sdcard//a", "/sdcard/a/", "/sdcard/", "//sdcard", "/sdcard/./a", "/sdcard/..",
+           "sdcard/a", "/data/a", "/storage/emulated/01", "/storage/emulated", "/sdcard/a\nb",
+           "/sdcard/" + name255 + "n"})
+    EXPECT_FALSE(RemotePath::isValidAndNormal(path)) << path;
 }
 
 TEST(RemotePathTest, RefusesPathsInTheDocumentedOrder) {
@@ -38,6 +54,8 @@ TEST(RemotePathTest, RefusesPathsInTheDocumentedOrder) {
   EXPECT_EQ(reason("sdcard/a"), "'sdcard/a': not an absolute path (it must start with /sdcard)");
   // ".." is refused before the storage check could resolve it away.
   EXPECT_EQ(reason("/sdcard/../etc"), "'/sdcard/../etc': '.' and '..' are not allowed");
+  EXPECT_EQ(reason("/sdcard/" + std::string(256, 'n') + "/.."),
+            "'/sdcard/" + std::string(256, 'n') + "/..': '.' and '..' are not allowed");
   EXPECT_EQ(reason("/data"), "'/data': it is outside the tablet\u2019s shared storage (/sdcard)");
   EXPECT_EQ(reason("/sdcardx/a"),
             "'/sdcardx/a': it is outside the tablet\u2019s shared storage (/sdcard)");
@@ -114,6 +132,9 @@ TEST(RemotePathTest, DisplayEscapesDisguisingCharactersAndBadBytes) {
   EXPECT_EQ(RemotePath::escapedForDisplay("a\nb"), "a\\u{000A}b");
   EXPECT_EQ(RemotePath::escapedForDisplay("bad\xff"), "bad\\xFF");
   EXPECT_EQ(RemotePath::escapedForDisplay("Büch"), "Büch");
+  std::string line = "name: ";
+  RemotePath::appendForDisplay(line, "a\u200Eb\xff");
+  EXPECT_EQ(line, "name: a\\u{200E}b\\xFF");
 }
 
 TEST(RemotePathTest, CrumbsStartAtTheTabletsName) {

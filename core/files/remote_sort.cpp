@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace lumivale::RemoteSort {
 
@@ -14,47 +15,86 @@ int sign(auto difference) {
   return difference < 0 ? -1 : (difference > 0 ? 1 : 0);
 }
 
+struct Ranked {
+  std::uint64_t head;
+  std::size_t index;
+};
+
+// `ranked` in the order of their heads, equal heads in the order they came: a byte at a time
+// from the lowest, without the comparisons a long listing would pay for in mispredictions.
+void sortByHead(std::vector<Ranked>& ranked) {
+  std::vector<Ranked> sorted(ranked.size());
+  for (int shift = 0; shift < 64; shift += 8) {
+    std::array<std::size_t, 256> counts{};
+    for (const auto& each : ranked)
+      ++counts[each.head >> shift & 0xff];
+    // A byte that all share orders nothing.
+    if (std::find(counts.begin(), counts.end(), ranked.size()) != counts.end()) continue;
+    std::size_t next = 0;
+    for (auto& count : counts)
+      next += std::exchange(count, next);
+    for (const auto& each : ranked)
+      sorted[counts[each.head >> shift & 0xff]++] = each;
+    ranked.swap(sorted);
+  }
+}
+
 // The indices of `keys` in their byte order (or its reverse), equal keys in their own order.
-std::vector<std::size_t> nameOrder(const std::vector<std::string>& keys, bool ascending) {
+std::vector<std::size_t> nameOrder(const SortKeys& keys, bool ascending) {
   // The keys of one folder's names mostly share their start ("document 1", "document 2"): the
-  // eight bytes after what all share, as one number, settle most comparisons on their own.
-  std::size_t shared = keys.empty() ? 0 : keys.front().size();
-  for (const auto& key : keys) {
+  // eight bytes after what all share, as one number, settle most of the order on their own.
+  const std::string_view first = keys.empty() ? std::string_view() : keys[0];
+  std::size_t shared = first.size();
+  for (std::size_t i = 1; i < keys.size(); ++i) {
+    const std::string_view key = keys[i];
     std::size_t same = 0;
-    while (same < shared && same < key.size() && key[same] == keys.front()[same])
+    while (same < shared && same < key.size() && key[same] == first[same])
       ++same;
     shared = same;
   }
-  struct Ranked {
-    std::uint64_t head;
-    std::size_t index;
-  };
   std::vector<Ranked> ranked(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::string_view key = keys[i];
     std::uint64_t head = 0;
     for (std::size_t at = shared; at < shared + 8; ++at)
-      head = head << 8 | (at < keys[i].size() ? static_cast<unsigned char>(keys[i][at]) : 0u);
-    ranked[i] = {head, i};
+      head = head << 8 | (at < key.size() ? static_cast<unsigned char>(key[at]) : 0u);
+    // Descending is ascending on the complement, equal heads still in their own order.
+    ranked[i] = {ascending ? head : ~head, i};
   }
-  std::sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
-    int order = a.head < b.head ? -1 : (a.head > b.head ? 1 : 0);
-    if (order == 0) order = keys[a.index].compare(keys[b.index]);
-    if (order != 0) return ascending ? order < 0 : order > 0;
-    return a.index < b.index;
-  });
+  sortByHead(ranked);
+  // Keys alike to the end of their heads are ordered by the rest.
+  for (auto run = ranked.begin(); run != ranked.end();) {
+    const auto end =
+        std::find_if(run, ranked.end(), [&](const Ranked& each) { return each.head != run->head; });
+    if (end - run > 1)
+      std::stable_sort(run, end, [&](const Ranked& a, const Ranked& b) {
+        const int order = keys[a.index].compare(keys[b.index]);
+        return ascending ? order < 0 : order > 0;
+      });
+    run = end;
+  }
   std::vector<std::size_t> order(keys.size());
   for (std::size_t i = 0; i < ranked.size(); ++i)
     order[i] = ranked[i].index;
   return order;
 }
 
-std::vector<RemoteEntry> inOrder(std::vector<RemoteEntry>& entries,
-                                 const std::vector<std::size_t>& order) {
-  std::vector<RemoteEntry> result;
-  result.reserve(entries.size());
-  for (std::size_t i : order)
-    result.push_back(std::move(entries[i]));
-  return result;
+// Puts entry order[i] at place i, following each cycle of the order: every entry moves
+// once (the first of a cycle twice), within the vector it is in.
+void putInOrder(std::vector<RemoteEntry>& entries, std::vector<std::size_t> order) {
+  for (std::size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    RemoteEntry first = std::move(entries[start]);
+    std::size_t place = start;
+    while (order[place] != start) {
+      const std::size_t from = order[place];
+      entries[place] = std::move(entries[from]);
+      order[place] = place;
+      place = from;
+    }
+    entries[place] = std::move(first);
+    order[place] = place;
+  }
 }
 
 }  // namespace
@@ -84,12 +124,15 @@ std::vector<RemoteEntry> sorted(std::vector<RemoteEntry> entries, Key by, bool a
 std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
                                 const KindName& kindName) {
   // Each name is collated once, into a key that then compares as plain bytes; the entries
-  // themselves move only once, into their places.
+  // themselves move only once, into their places in the same vector.
   keyed.addNameKeys();
   auto& entries = keyed.entries;
   // The other orders keep the name order among their equals, ascending whatever the direction.
   std::vector<std::size_t> order = nameOrder(keyed.nameKeys, by != Key::name || ascending);
-  if (by == Key::name) return inOrder(entries, order);
+  if (by == Key::name) {
+    putInOrder(entries, std::move(order));
+    return std::move(entries);
+  }
   std::vector<std::string> kindKeys;
   if (by == Key::kind) kindKeys = collationKeys(entries, kindName);
   auto keyOrder = [&](std::size_t a, std::size_t b) -> int {
@@ -111,7 +154,8 @@ std::vector<RemoteEntry> sorted(KeyedEntries keyed, Key by, bool ascending,
     const int byKey = keyOrder(a, b);
     return ascending ? byKey < 0 : byKey > 0;
   });
-  return inOrder(entries, order);
+  putInOrder(entries, std::move(order));
+  return std::move(entries);
 }
 
 std::string kindName(const RemoteEntry& entry) {

@@ -65,6 +65,15 @@ TEST(RemoteSortTest, DescendingNameOrderIsTheReverse) {
   auto sorted = RemoteSort::sorted({file("a2"), file("a10"), file("a1")}, RemoteSort::Key::name,
                                    false, kindName);
   EXPECT_EQ(names(sorted), (std::vector<std::string>{"a10", "a2", "a1"}));
+  // Names alike far beyond their first letters are told apart by their ends, either way.
+  const std::vector<RemoteEntry> alike{file("x"), file("x alike for a long while 2"),
+                                       file("x alike for a long while 1"), file("y")};
+  EXPECT_EQ(names(RemoteSort::sorted(alike, RemoteSort::Key::name, true, kindName)),
+            (std::vector<std::string>{"x", "x alike for a long while 1",
+                                      "x alike for a long while 2", "y"}));
+  EXPECT_EQ(names(RemoteSort::sorted(alike, RemoteSort::Key::name, false, kindName)),
+            (std::vector<std::string>{"y", "x alike for a long while 2",
+                                      "x alike for a long while 1", "x"}));
 }
 
 TEST(RemoteSortTest, ALongListSortsAsItsNamesCompare) {
@@ -73,13 +82,20 @@ TEST(RemoteSortTest, ALongListSortsAsItsNamesCompare) {
   for (int i = 2999; i >= 0; --i)
     entries.push_back(
         file((i % 2 ? "Page " : "page ") + std::to_string(i % 1000) + "-" + std::to_string(i)));
+  std::vector<std::string> expected = names(entries);
+  std::sort(expected.begin(), expected.end(),
+            [](const auto& a, const auto& b) { return RemoteSort::compareNames(a, b) < 0; });
   for (auto by : {RemoteSort::Key::name, RemoteSort::Key::kind}) {
-    auto sorted = RemoteSort::sorted(entries, by, true, kindName);
-    ASSERT_EQ(sorted.size(), entries.size());
-    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
-      return RemoteSort::compareNames(a.name, b.name) < 0;
+    const auto sorted = RemoteSort::sorted(entries, by, true, kindName);
+    EXPECT_EQ(names(sorted), expected);
+    // Each entry keeps all of its fields through the sort.
+    EXPECT_TRUE(std::all_of(sorted.begin(), sorted.end(), [](const auto& entry) {
+      return entry.path == "/sdcard/" + entry.name;
     }));
   }
+  auto descending = RemoteSort::sorted(entries, RemoteSort::Key::name, false, kindName);
+  std::reverse(descending.begin(), descending.end());
+  EXPECT_EQ(names(descending), expected);
 }
 
 }  // namespace
