@@ -8,7 +8,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 files=${BENCH_FILES:-2000}
-again=${BENCH_RUNS:-5}
+again=${BENCH_RUNS:-7}
+quick=${BENCH_QUICK_RUNS:-21}
 # shellcheck source=bench/bench_programs.sh
 source bench/bench_programs.sh
 
@@ -64,29 +65,24 @@ for _ in $(seq "$again"); do
 done
 raw_push=$(median "${pushes[@]}") first=$(median "${firsts[@]}")
 
-raw_list=0
-for _ in $(seq "$again"); do
-  raw_list=$(echo "$raw_list $(timed adb -s "$serial" shell find "'$tablet_folder/'" -printf "'%M|%s|%T@|'" -print0)" |
-    awk '{ print $1 + $2 }')
-done
-raw_list=$(echo "$raw_list $again" | awk '{ print $1 / $2 }')
-
-unchanged=0
-for _ in $(seq "$again"); do
+# The quick cases, taken more often (their bare listing alone varies by half): a sync with
+# nothing changed turn about with the bare listing, then one with one file changed.
+lists=() unchangeds=() ones=()
+for _ in $(seq "$quick"); do
+  lists+=("$(timed adb -s "$serial" shell find "'$tablet_folder/'" -printf "'%M|%s|%T@|'" -print0)")
   sync_runs
-  unchanged=$(echo "$unchanged $seconds" | awk '{ print $1 + $2 }')
+  unchangeds+=("$seconds")
+  unchanged_runs=$runs
 done
-unchanged=$(echo "$unchanged $again" | awk '{ print $1 / $2 }') unchanged_runs=$runs
-
-one=0
-for _ in $(seq "$again"); do
+for _ in $(seq "$quick"); do
   head -c 102400 /dev/urandom >"$work/Reading/file-$(printf '%0*d' ${#files} 7).bin"
   sync_runs
-  one=$(echo "$one $seconds" | awk '{ print $1 + $2 }')
+  ones+=("$seconds")
+  one_runs=$runs
 done
-one=$(echo "$one $again" | awk '{ print $1 / $2 }') one_runs=$runs
+raw_list=$(median "${lists[@]}") unchanged=$(median "${unchangeds[@]}") one=$(median "${ones[@]}")
 
-echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB, medians of $again)"
+echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB, medians of $again first copies and of $quick others)"
 printf '  first copy        %6.2f s   bare adb push of the folder %6.2f s   ratio %s   %s adb runs\n' \
   "$first" "$raw_push" "$(ratio "$first" "$raw_push")" "$first_runs"
 printf '  nothing changed   %6.3f s   bare find -printf listing   %6.3f s   ratio %s   %s adb runs\n' \
