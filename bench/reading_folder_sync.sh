@@ -3,7 +3,7 @@
 # for: the first copy of BENCH_FILES files (2,000 unless said) of 100 KB against one
 # `adb push` of the folder, a sync with nothing changed against one `adb shell find -printf`
 # listing of the tablet folder, and a sync with one file changed. Prints times, ratios and
-# how many adb runs each sync makes. Uses the bench preset's builds, made when missing.
+# how many tablet commands each sync makes, and how many of them started adb. Uses the bench preset's builds, made when missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -36,11 +36,12 @@ timed() {
   "$@" >/dev/null
   since "$start"
 }
-# sync_runs: seconds of one `lumivale folder sync`, and its adb runs counted into $runs
+# sync_runs: seconds of one `lumivale folder sync`, and its tablet commands counted into $runs
 sync_runs() {
   : >"$work/adb-runs"
+  : >"$tablet_services"
   seconds=$(timed "$lumivale" folder sync)
-  runs=$(wc -l <"$work/adb-runs")
+  runs="$(wc -l <"$tablet_services") tablet commands ($(wc -l <"$work/adb-runs") started adb)"
 }
 
 tablet_folder="/sdcard/Documents/From Mac"
@@ -83,8 +84,8 @@ done
 raw_list=$(median "${lists[@]}") unchanged=$(median "${unchangeds[@]}") one=$(median "${ones[@]}")
 
 echo "lumivale folder sync on the stand-in ($(nproc) cores, $files files of 100 KB, medians of $again first copies and of $quick others)"
-printf '  first copy        %6.2f s   bare adb push of the folder %6.2f s   ratio %s   %s adb runs\n' \
+printf '  first copy        %6.2f s   bare adb push of the folder %6.2f s   ratio %s   %s\n' \
   "$first" "$raw_push" "$(ratio "$first" "$raw_push")" "$first_runs"
-printf '  nothing changed   %6.3f s   bare find -printf listing   %6.3f s   ratio %s   %s adb runs\n' \
+printf '  nothing changed   %6.3f s   bare find -printf listing   %6.3f s   ratio %s   %s\n' \
   "$unchanged" "$raw_list" "$(ratio "$unchanged" "$raw_list")" "$unchanged_runs"
-printf '  one file changed  %6.3f s   %s adb runs\n' "$one" "$one_runs"
+printf '  one file changed  %6.3f s   %s\n' "$one" "$one_runs"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,6 +24,9 @@ struct DeviceContext {
   const AppProcessHost& appProcess;
   // `tcpip:PORT`: opens the Wi-Fi side and gives the port it listens on.
   std::function<uint16_t(uint16_t)> listenOverWifi;
+  // Where each service opened is noted by its kind ("shell", "sync", ...), a line each,
+  // so that benchmarks can count the tablet's round trips.
+  std::filesystem::path serviceLog;
 };
 
 // The device side of one adb transport: the handshake, then streams, each
@@ -46,6 +50,7 @@ class AdbConnection {
   void serveStreams();
   void endStreams();
   void open(const Message& message, const FaultSettings& faults);
+  void noteService(std::string_view service) const;
   void reapFinishedWorkers();
   void switchToTcp(AdbStream& stream, const std::string& port);
 

@@ -25,6 +25,18 @@ bool addressesTablet(const std::vector<std::string>& arguments) {
   return arguments.size() > 2 && arguments[0] == "-s";
 }
 
+// The command of `-s SERIAL shell COMMAND...` without options, which adb joins with
+// spaces as it stands.
+std::optional<std::string> shellCommand(const std::vector<std::string>& arguments) {
+  if (!addressesTablet(arguments) || arguments[2] != "shell" || arguments.size() < 4 ||
+      arguments[3].starts_with('-'))
+    return std::nullopt;
+  std::string command = arguments[3];
+  for (auto argument = arguments.begin() + 4; argument != arguments.end(); ++argument)
+    command += " " + *argument;
+  return command;
+}
+
 }  // namespace
 
 AdbBridge::AdbBridge(std::filesystem::path adbPath, Environment environment, StandinHooks hooks,
@@ -61,6 +73,16 @@ ToolRun AdbBridge::runAdb(const std::vector<std::string>& arguments, Seconds tim
                           const StopToken* stop, const OutputChunks* onOutput) {
   if (!stop) stop = &command_;
   if (addressesTablet(arguments)) timeout *= hooks_.timeoutScale;
+  if (auto command = shellCommand(arguments); command && adbVersion_) {
+    std::string out;
+    auto run = AdbServer::shell(
+        environment_, *adbVersion_, arguments[1], *command, timeout, stop,
+        onOutput ? *onOutput : [&out](std::string_view chunk) { out.append(chunk); });
+    if (run) {
+      run->stdoutData = std::move(out);
+      return std::move(*run);
+    }
+  }
   try {
     if (onOutput)
       return ToolRun::streamIn(environment_, adbPath_.string(), arguments, timeout, stop,

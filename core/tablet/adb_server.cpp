@@ -5,8 +5,11 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 
 #include <fmt/format.h>
 
@@ -20,6 +23,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kDefaultPort = 5037;
+// A running server answers host requests at once; one that does not is left to adb.
+constexpr Seconds kSetupTimeout{2};
+// What four hex digits of length can frame.
+constexpr std::size_t kLongestRequest = 0xffff;
 
 // A variable that is set, even to nothing, is one adb reads: an empty value is a
 // set-up of its own (adb refuses most), not the default.
@@ -99,11 +106,27 @@ class Connection {
     return data;
   }
 
+  // What has arrived, up to `size` bytes: 0 once the server has closed the
+  // connection, none on a failure or when the deadline passed (see timedOut()).
+  std::optional<std::size_t> receiveSome(char* buffer, std::size_t size) {
+    while (true) {
+      ssize_t got = ::recv(socket_.get(), buffer, size, 0);
+      if (got >= 0) return static_cast<std::size_t>(got);
+      if (errno != EAGAIN && errno != EINTR) return std::nullopt;
+      if (!waitFor(POLLIN)) return std::nullopt;
+    }
+  }
+
+  bool timedOut() const { return timedOut_; }
+
  private:
   bool waitFor(short events) {
     while (true) {
       auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-      if (left.count() <= 0) return false;
+      if (left.count() <= 0) {
+        timedOut_ = true;
+        return false;
+      }
       pollfd watched{socket_.get(), events, 0};
       int ready = ::poll(&watched, 1, static_cast<int>(left.count()));
       if (ready > 0) return true;
@@ -122,6 +145,7 @@ class Connection {
   UniqueFd socket_;
   StopToken::Hold cancelHold_;  // released before the socket closes
   bool connected_ = false;
+  bool timedOut_ = false;
 };
 
 // The server's protocol number ("0029") against the last part of the client's
@@ -132,6 +156,79 @@ bool speaksVersion(std::string_view serverAnswer, std::string_view adbVersion) {
   auto client = CheckedNumber::parse<int>(
       dot == std::string_view::npos ? adbVersion : adbVersion.substr(dot + 1), 10);
   return server && client && *server == *client;
+}
+
+// A host request as the server reads it: its length in four hex digits, then the text.
+std::string framed(std::string_view request) {
+  return fmt::format("{:04x}{}", request.size(), request);
+}
+
+bool hasFeature(std::string_view features, std::string_view wanted) {
+  while (!features.empty()) {
+    auto comma = features.find(',');
+    if (features.substr(0, comma) == wanted) return true;
+    if (comma == std::string_view::npos) break;
+    features.remove_prefix(comma + 1);
+  }
+  return false;
+}
+
+// Cuts the shell protocol's packets (one byte naming the stream, four for the length,
+// then the data) out of what the server sends, in pieces cut anywhere; standard output
+// goes on as it arrives, without being gathered first.
+class ShellPackets {
+ public:
+  ShellPackets(ToolRun& run, const OutputChunks& onOutput) : run_(run), onOutput_(onOutput) {}
+
+  void take(std::string_view bytes) {
+    while (!bytes.empty()) {
+      if (headerHave_ < header_.size()) {
+        header_[headerHave_++] = static_cast<unsigned char>(bytes.front());
+        bytes.remove_prefix(1);
+        if (headerHave_ == header_.size()) {
+          left_ = 0;
+          for (int i = 4; i >= 1; --i)
+            left_ = (left_ << 8) | header_[static_cast<std::size_t>(i)];
+          if (left_ == 0) headerHave_ = 0;
+        }
+        continue;
+      }
+      auto piece = bytes.substr(0, std::min<std::size_t>(left_, bytes.size()));
+      deliver(header_[0], piece);
+      left_ -= static_cast<std::uint32_t>(piece.size());
+      bytes.remove_prefix(piece.size());
+      if (left_ == 0) headerHave_ = 0;
+    }
+  }
+
+ private:
+  enum : unsigned char { kStdout = 1, kStderr = 2, kExit = 3 };
+
+  void deliver(unsigned char stream, std::string_view data) {
+    if (stream == kStdout)
+      onOutput_(data);
+    else if (stream == kStderr)
+      run_.stderrData.append(data);
+    else if (stream == kExit)
+      run_.status = static_cast<unsigned char>(data.front());
+  }
+
+  ToolRun& run_;
+  const OutputChunks& onOutput_;
+  std::array<unsigned char, 5> header_{};
+  std::size_t headerHave_ = 0;
+  std::uint32_t left_ = 0;
+};
+
+// A shell run as it stands once its connection is done with: closing the connection
+// ends the command on the tablet, as killing adb would.
+ToolRun ended(ToolRun run, const Connection& connection, const StopToken* stop) {
+  run.cancelled = stop && stop->isCancelled();
+  if (!run.cancelled && connection.timedOut()) {
+    run.timedOut = true;
+    run.status = 128 + SIGKILL;
+  }
+  return run;
 }
 
 }  // namespace
@@ -149,9 +246,7 @@ std::optional<std::uint16_t> loopbackPort(const Environment& environment) {
 std::optional<std::string> ask(std::uint16_t port, std::string_view request, Seconds timeout,
                                const StopToken* stop) {
   Connection connection(port, timeout, stop);
-  if (!connection.connected() ||
-      !connection.sendAll(fmt::format("{:04x}{}", request.size(), request)))
-    return std::nullopt;
+  if (!connection.connected() || !connection.sendAll(framed(request))) return std::nullopt;
   auto status = connection.receive(4);
   if (status != "OKAY") return std::nullopt;
   auto lengthField = connection.receive(4);
@@ -169,6 +264,45 @@ std::optional<std::string> devicesListing(const Environment& environment,
   auto version = ask(*port, "host:version", timeout, stop);
   if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
   return ask(*port, "host:devices-l", timeout, stop);
+}
+
+std::optional<ToolRun> shell(const Environment& environment, std::string_view adbVersion,
+                             const std::string& serial, const std::string& command, Seconds timeout,
+                             const StopToken* stop, const OutputChunks& onOutput) {
+  auto port = loopbackPort(environment);
+  if (!port || (stop && stop->isCancelled())) return std::nullopt;
+  // The client's own steps: the server's version, the tablet's features, then the
+  // shell, on a connection switched to the tablet.
+  const Seconds setup = std::min(timeout, kSetupTimeout);
+  auto version = ask(*port, "host:version", setup, stop);
+  if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
+  auto features = ask(*port, "host-serial:" + serial + ":features", setup, stop);
+  if (!features || !hasFeature(*features, "shell_v2")) return std::nullopt;
+  std::string service = "shell,v2,";
+  if (auto term = environment.find("TERM"); term != environment.end())
+    service += "TERM=" + term->second + ",";
+  service += "raw:" + command;
+  if (service.size() > kLongestRequest) return std::nullopt;
+
+  Connection connection(*port, timeout, stop);
+  if (!connection.connected()) return std::nullopt;
+  ToolRun run;
+  for (const std::string& request : {"host:transport:" + serial, service}) {
+    auto answer = connection.sendAll(framed(request)) ? connection.receive(4) : std::nullopt;
+    if (answer == "OKAY") continue;
+    // A refusal is adb's to explain; a tablet that never answers is this run's deadline.
+    if (answer || !(connection.timedOut() || (stop && stop->isCancelled()))) return std::nullopt;
+    return ended(std::move(run), connection, stop);
+  }
+  // The command runs on the tablet now, its input empty as adb's is with nothing to send.
+  ShellPackets packets(run, onOutput);
+  connection.sendAll(std::string_view("\x04\0\0\0\0", 5));
+  char buffer[65536];
+  while (auto got = connection.receiveSome(buffer, sizeof buffer)) {
+    if (*got == 0) break;
+    packets.take(std::string_view(buffer, *got));
+  }
+  return ended(std::move(run), connection, stop);
 }
 
 }  // namespace lumivale::AdbServer

@@ -30,4 +30,14 @@ std::optional<std::string> devicesListing(const Environment& environment,
                                           std::string_view adbVersion, Seconds timeout,
                                           const StopToken* stop = nullptr);
 
+// `adb -s SERIAL shell COMMAND` done as adb's client does it, through the running
+// server without starting a second program: the same output, error output, status,
+// deadline and cancel, standard output handed to `onOutput` as it arrives. None when
+// the command was not started on the tablet (no server, one of another version than
+// `adbVersion`, a serial it refuses, a tablet without the shell protocol): adb itself
+// can then run it, and say what is wrong in its own words.
+std::optional<ToolRun> shell(const Environment& environment, std::string_view adbVersion,
+                             const std::string& serial, const std::string& command, Seconds timeout,
+                             const StopToken* stop, const OutputChunks& onOutput);
+
 }  // namespace lumivale::AdbServer

@@ -3,11 +3,17 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <set>
+#include <sstream>
 #include <string>
 #include <thread>
+
+#include <fmt/format.h>
 
 namespace lumivale::testing {
 
@@ -44,10 +50,37 @@ inline int adbChildren(pid_t parent = ::getpid(), const std::string& argument = 
   return count;
 }
 
+// Whether `process` holds an open TCP connection to loopback `port`, as a program that
+// asks the adb server on that port for a shell command does while it runs.
+inline bool connectedTo(pid_t process, std::uint16_t port) {
+  std::set<std::string> sockets;  // the inode numbers of the process's sockets
+  std::error_code error;
+  const auto descriptors = std::filesystem::path("/proc") / std::to_string(process) / "fd";
+  for (const auto& entry : std::filesystem::directory_iterator(descriptors, error)) {
+    const std::string target = std::filesystem::read_symlink(entry.path(), error).string();
+    if (target.starts_with("socket:[")) sockets.insert(target.substr(8, target.size() - 9));
+  }
+  // "sl local_address rem_address st tx:rx tr:when retrnsmt uid timeout inode ...", in hex.
+  std::ifstream table("/proc/net/tcp");
+  std::string line;
+  std::getline(table, line);
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    std::string slot, local, remote, state, queues, timer, retransmits, uid, timeout, inode;
+    fields >> slot >> local >> remote >> state >> queues >> timer >> retransmits >> uid >>
+        timeout >> inode;
+    if (state == "01" && remote.ends_with(fmt::format(":{:04X}", port)) && sockets.contains(inode))
+      return true;
+  }
+  return false;
+}
+
 // Waits until an adb run of `parent` is under way; false when none came in a minute.
-inline bool adbRunUnderWay(pid_t parent = ::getpid(), const std::string& argument = "") {
+// With `serverPort`, a shell command it asks of the adb server there counts as well.
+inline bool adbRunUnderWay(pid_t parent = ::getpid(), const std::string& argument = "",
+                           std::optional<std::uint16_t> serverPort = std::nullopt) {
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (adbChildren(parent, argument) == 0) {
+  while (adbChildren(parent, argument) == 0 && !(serverPort && connectedTo(parent, *serverPort))) {
     if (std::chrono::steady_clock::now() > giveUp) return false;
     std::this_thread::yield();
   }

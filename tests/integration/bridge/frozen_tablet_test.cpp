@@ -106,7 +106,8 @@ TEST_F(FrozenTabletTest, AnInterruptedCommandLeavesNoAdbBehind) {
   for (int signal : {SIGINT, SIGTERM}) {
     auto child = Spawn::launch(LUMIVALE_CLI, command({"files", "ls", "Download"}), environment,
                                false, false);
-    ASSERT_TRUE(testing::adbRunUnderWay(child->pid())) << "the command never reached the tablet";
+    ASSERT_TRUE(testing::adbRunUnderWay(child->pid(), "", tablet.adbServer()->port()))
+        << "the command never reached the tablet";
     // Sent to the program alone, as a service manager or `kill PID` does, not to its group.
     ::kill(child->pid(), signal);
     EXPECT_EQ(child->wait(), 130) << strsignal(signal);

@@ -382,7 +382,7 @@ TEST_F(FilesCliTest, CtrlCBeforeTheCopyStartsIsACancel) {
   // Every tablet step waits, so the Ctrl-C lands on a step before the copy.
   tablet->setFault("slow=2000");
   auto child = launchAlone({"pull", "a.pdf", local.string()});
-  ASSERT_TRUE(adbRunUnderWay(child->pid(), "shell"));
+  ASSERT_TRUE(adbRunUnderWay(child->pid(), "shell", tablet->adbServer()->port()));
   // As a terminal does: the whole group, adb included, gets the Ctrl-C.
   ::kill(-child->pid(), SIGINT);
   const int status = child->wait();
