@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <future>
 #include <iostream>
 #include <set>
 
@@ -18,7 +17,6 @@
 #include "companion/worded_error.h"
 #include "core/files/adb_files.h"
 #include "core/files/local_items.h"
-#include "core/files/name_collator.h"
 #include "core/files/remote_path.h"
 #include "core/files/remote_sort.h"
 #include "platform/quarantine.h"
@@ -174,10 +172,9 @@ void listCommand(const GlobalOptions& global, const FilesOptions& options) {
   auto key = RemoteSort::key(options.sort);
   if (!key)
     throw Error(fmt::format("'{}' is not an order (name, kind, size or modified)", options.sort));
-  // The collator's library loads while adb starts, before the first name needs it.
-  auto collatorLoaded = std::async(std::launch::async, [] { NameCollator::forUser(); });
+  // The collator's library loads on this thread when the first name arrives: loading it on
+  // another while the tablet answers costs more on two cores than it saves.
   auto listed = files.listForSorting(RemotePath::resolve(options.path), options.all);
-  collatorLoaded.get();
   auto entries =
       RemoteSort::sorted(std::move(listed), *key, !options.reverse, RemoteSort::kindName);
   // Printed in one write, not ten thousand.
