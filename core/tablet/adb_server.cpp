@@ -91,17 +91,13 @@ class Connection {
     return true;
   }
 
+  // Exactly `count` bytes; none when the connection ends or fails first.
   std::optional<std::string> receive(std::size_t count) {
     std::string data(count, '\0');
-    std::size_t done = 0;
-    while (done < count) {
-      ssize_t got = ::recv(socket_.get(), data.data() + done, count - done, 0);
-      if (got > 0)
-        done += static_cast<std::size_t>(got);
-      else if (got == 0 || (errno != EAGAIN && errno != EINTR))
-        return std::nullopt;
-      else if (!waitFor(POLLIN))
-        return std::nullopt;
+    for (std::size_t done = 0; done < count;) {
+      auto got = receiveSome(data.data() + done, count - done);
+      if (!got || *got == 0) return std::nullopt;
+      done += *got;
     }
     return data;
   }
@@ -220,6 +216,19 @@ class ShellPackets {
   std::uint32_t left_ = 0;
 };
 
+// The loopback port of a running server that speaks the protocol of the adb that
+// answered `adb version` with `adbVersion` ("1.0.41"): that adb would first restart a
+// server of any other version. None otherwise.
+std::optional<std::uint16_t> serverOfVersion(const Environment& environment,
+                                             std::string_view adbVersion, Seconds timeout,
+                                             const StopToken* stop) {
+  auto port = loopbackPort(environment);
+  if (!port) return std::nullopt;
+  auto version = ask(*port, "host:version", timeout, stop);
+  if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
+  return port;
+}
+
 // A shell run as it stands once its connection is done with: closing the connection
 // ends the command on the tablet, as killing adb would.
 ToolRun ended(ToolRun run, const Connection& connection, const StopToken* stop) {
@@ -259,23 +268,20 @@ std::optional<std::string> ask(std::uint16_t port, std::string_view request, Sec
 std::optional<std::string> devicesListing(const Environment& environment,
                                           std::string_view adbVersion, Seconds timeout,
                                           const StopToken* stop) {
-  auto port = loopbackPort(environment);
+  auto port = serverOfVersion(environment, adbVersion, timeout, stop);
   if (!port) return std::nullopt;
-  auto version = ask(*port, "host:version", timeout, stop);
-  if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
   return ask(*port, "host:devices-l", timeout, stop);
 }
 
 std::optional<ToolRun> shell(const Environment& environment, std::string_view adbVersion,
                              const std::string& serial, const std::string& command, Seconds timeout,
                              const StopToken* stop, const OutputChunks& onOutput) {
-  auto port = loopbackPort(environment);
-  if (!port || (stop && stop->isCancelled())) return std::nullopt;
+  if (stop && stop->isCancelled()) return std::nullopt;
   // The client's own steps: the server's version, the tablet's features, then the
   // shell, on a connection switched to the tablet.
   const Seconds setup = std::min(timeout, kSetupTimeout);
-  auto version = ask(*port, "host:version", setup, stop);
-  if (!version || !speaksVersion(*version, adbVersion)) return std::nullopt;
+  auto port = serverOfVersion(environment, adbVersion, setup, stop);
+  if (!port) return std::nullopt;
   auto features = ask(*port, "host-serial:" + serial + ":features", setup, stop);
   if (!features || !hasFeature(*features, "shell_v2")) return std::nullopt;
   std::string service = "shell,v2,";
