@@ -59,7 +59,9 @@ void SharedClipboard::start() {
   launch(std::nullopt);
   awaitReady(kReadyTimeout);
   std::lock_guard guard(lock_);
-  if (closed_) throw ClipError("this shared clipboard was stopped");
+  // Stopped once it said it syncs (a Ctrl-C right after "On" showed): the start did its
+  // part, and the stop has ended the link.
+  if (closed_) return;
   worker_ = std::thread([this] { run(); });
 }
 

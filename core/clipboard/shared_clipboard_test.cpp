@@ -217,6 +217,31 @@ TEST_F(SharedClipboardTest, ATabletThatDoesNotComeBackEndsTheLink) {
   EXPECT_EQ(testing::messageOf([&] { link->start(); }), "this shared clipboard was stopped");
 }
 
+// Stops the link as soon as it says it syncs, as a Ctrl-C does right after "On" shows.
+class StopWhenSyncing : public Observer<SharedClipboardEvent> {
+ public:
+  void notify(const SharedClipboardEvent& event) override {
+    if (event.kind == Kind::syncing) link->stop();
+  }
+  SharedClipboard* link = nullptr;
+};
+
+TEST_F(SharedClipboardTest, AStopOnceTheHelperIsReadyEndsTheStartWithoutAFailure) {
+  wait = std::make_unique<ScriptedTabletWait>(false);
+  StopWhenSyncing stopper;
+  link = std::make_unique<SharedClipboard>(
+      ClipRunners{tablet, tablet, streams}, *wait, pasteboard,
+      SharedClipboard::Options{.serial = "LV1", .pollInterval = Seconds(0.005)}, stopper);
+  stopper.link = link.get();
+  auto starting = std::async(std::launch::async, [&] { link->start(); });
+  auto helper = streams.stream(0);
+  ASSERT_TRUE(helper);
+  helper->reply(R"({"type":"ping"})", ClipWire::pongLine() + "\n");
+  helper->output(kReady);
+  EXPECT_NO_THROW(starting.get());
+  EXPECT_EQ(helper->linesWritten().back(), R"({"type":"quit"})");
+}
+
 TEST_F(SharedClipboardTest, AHelperThatStopsAnsweringIsStartedAgainSinceTheLastClip) {
   auto first = startLink(
       true, {.serial = "LV1", .pollInterval = Seconds(0.005), .pingInterval = Seconds(0.25)});
